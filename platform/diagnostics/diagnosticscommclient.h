@@ -1,0 +1,30 @@
+#pragma once
+
+#include <deque>
+#include <map>
+#include <memory>
+
+#include "ipc/diagnostics.service.h"
+
+#include "platform/utility/mutex.h"
+#include "platform/worker/worker.h"
+
+/// Brings signals to the diagnostics peer. While it is away the newest value of each signal is kept and the
+/// newest 256 events, with one warning when the first is dropped; all of it is sent when the peer is back.
+/// Any thread.
+class CDiagnosticsCommClient {
+ public:
+  static constexpr std::size_t kMostEvents = 256;
+
+  CDiagnosticsCommClient(IScheduler& scheduler, std::shared_ptr<Rpc::CClient> client);
+  ~CDiagnosticsCommClient();
+
+  /// Begins and ends sending; what is reported before is kept until then.
+  void Start();
+  void Stop();
+
+  const IClock& Clock() const;
+
+  /// Queues a signal's new value, or an event, and returns at once.
+  void Report(ipc::MDiagnosticsSignal signal);
+};

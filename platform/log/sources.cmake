@@ -1,0 +1,1 @@
+list(APPEND PLATFORM_SOURCES log/log.cpp log/logcapture.cpp log/logconfigservice.cpp log/sinks.cpp)

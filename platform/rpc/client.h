@@ -1,0 +1,85 @@
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "platform/rpc/channel.h"
+#include "platform/rpc/method.h"
+
+namespace Rpc {
+
+/// The answer of a call, or why there is none.
+template <class TResponse>
+struct SResult {
+  EStatus status = EStatus::Failed;
+  std::string detail;
+  TResponse value;
+
+  bool IsOk() const { return status == EStatus::Ok; }
+};
+
+using Subscription = std::unique_ptr<IChannel::ISubscription>;
+
+/// The way to one peer service. Peers may start in any order and restart at any time: a lost link comes back
+/// by itself, and being lost or found is logged once. Any thread.
+class CClient {
+ public:
+  /// No peer keeps us waiting longer than this.
+  static constexpr Milliseconds kTimeout{900};
+
+  CClient(std::string peer, std::unique_ptr<IChannel> channel)
+      : mPeer(std::move(peer)), mChannel(std::move(channel)) {}
+
+  const std::string& Peer() const { return mPeer; }
+
+  /// Calls and waits at most `kTimeout`.
+  template <class TRequest, class TResponse>
+  SResult<TResponse> Call(const SUnaryMethod<TRequest, TResponse>& method, const TRequest& request) {
+    IChannel::SAnswer answer = mChannel->Call(method.path, request.SerializeAsString(), kTimeout);
+    SResult<TResponse> result{answer.status, std::move(answer.detail), {}};
+    if (result.IsOk() && !result.value.ParseFromString(answer.bytes)) {
+      result.status = EStatus::Failed;
+      result.detail = "the answer is not a message of the expected type";
+    }
+    NoteCall(method.path, result.status, result.detail);
+    return result;
+  }
+
+  /// Subscribes for as long as the returned subscription lives; see `IChannel::SSubscriber` for the
+  /// callbacks. A notification that is no message of its type is dropped with one warning.
+  template <class TRequest, class TNotification>
+  [[nodiscard]] Subscription Subscribe(const SNotificationMethod<TRequest, TNotification>& method,
+                                       const TRequest& request,
+                                       std::function<void(const TNotification&)> notification,
+                                       std::function<void(bool established)> link = {}) {
+    return mChannel->Subscribe(
+        method.path, request.SerializeAsString(),
+        {[this, path = method.path, notification = std::move(notification)](std::string_view bytes) {
+           TNotification message;
+           if (message.ParseFromArray(bytes.data(), static_cast<int>(bytes.size()))) {
+             notification(message);
+           } else {
+             NoteMalformed(path);
+           }
+         },
+         [this, link = std::move(link)](bool established) {
+           NoteLink(established);
+           if (link) link(established);
+         }});
+  }
+
+ private:
+  void NoteCall(std::string_view path, EStatus status, const std::string& detail);
+  void NoteLink(bool established);
+  void NoteMalformed(std::string_view path);
+
+  const std::string mPeer;
+  std::atomic<bool> mLost{false};
+  std::atomic<bool> mMalformedTold{false};
+  const std::unique_ptr<IChannel> mChannel;
+};
+
+}  // namespace Rpc

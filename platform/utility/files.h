@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+
+/// Outcome of a file operation; the error text is for people and names the system's reason.
+struct SFileError {
+  enum class EKind { None, Missing, TooLarge, Failed };
+  EKind kind = EKind::None;
+  std::string reason;
+
+  explicit operator bool() const { return kind != EKind::None; }
+};
+
+/// The file system as the service uses it: small whole files that are read, replaced and watched.
+/// The real one is `CPosixFiles`; `CMemoryFiles` in `simulation/` fails on demand. Any thread.
+class IFiles {
+ public:
+  /// A file may be as large as this and no larger; settings are kilobytes.
+  static constexpr std::uint32_t kLargestFile = 1024 * 1024;
+
+  /// Gives the watching up when destroyed: the callback is not running any more then.
+  class IWatch {
+   public:
+    virtual ~IWatch() = default;
+  };
+
+  virtual ~IFiles() = default;
+
+  /// Reads a whole file.
+  virtual SFileError Read(const std::filesystem::path& path, std::string& content) = 0;
+
+  /// Puts the content in the file's place so that a reader, or a power cut, sees the old or the new and
+  /// nothing between: new file beside it, fsync, rename, fsync of the folder. Creates missing folders.
+  virtual SFileError Replace(const std::filesystem::path& path, std::string_view content) = 0;
+
+  /// Renames within one folder, replacing what is there.
+  virtual SFileError Rename(const std::filesystem::path& from, const std::filesystem::path& to) = 0;
+
+  /// Calls back on a thread of its own soon after the file was written, replaced, removed or created. The
+  /// folder may come and go too. Null, and a reason, when it cannot be watched.
+  virtual std::unique_ptr<IWatch> Watch(const std::filesystem::path& path, std::function<void()> changed,
+                                        SFileError& error) = 0;
+};

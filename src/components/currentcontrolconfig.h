@@ -1,0 +1,3 @@
+#pragma once
+// The typed accessor to the settings; see the class comment.
+class CCurrentControlConfig;
