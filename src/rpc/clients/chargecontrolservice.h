@@ -1,8 +1,14 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
 
-#include "ipc/common.pb.h"
+#include "ipc/basiccharge2.service.h"
+
+#include "platform/utility/mutex.h"
+#include "platform/worker/worker.h"
 
 /// Charge control as the current limiter needs it. Any thread.
 class IChargeControlService {
@@ -12,4 +18,42 @@ class IChargeControlService {
   /// Tells charge control what the vehicle may draw, in mA on 1 or 3 phases. Waits for the answer, at most a
   /// second. Code 1 is failure: the peer refused or could not be reached.
   virtual ipc::MResult SetChargeCurrent(std::uint32_t milliAmpere, std::uint8_t phases) = 0;
+};
+
+/// The charge-control peer.
+///
+/// The arbiter says a setpoint once. A peer that was away, hung or started anew in the meantime would go on
+/// with whatever it had, so this link hands the newest setpoint over again until the peer has taken it or
+/// refused it.
+class CChargeControlService final : public IChargeControlService {
+ public:
+  /// How long an undelivered setpoint waits before the next attempt.
+  static constexpr Milliseconds kRetryInterval{2000};
+
+  CChargeControlService(IScheduler& scheduler, const std::shared_ptr<Rpc::CClient>& client);
+  ~CChargeControlService() override;
+
+  /// Begins to follow the peer and to retry. `chargingState` is called on a thread of the RPC framework.
+  void Connect(std::function<void(ipc::EChargingState)> chargingState);
+  /// Ends both; setpoints can still be handed over, each once.
+  void Disconnect();
+
+  ipc::MResult SetChargeCurrent(std::uint32_t milliAmpere, std::uint8_t phases) override;
+
+ private:
+  /// Never waits: charge control may be the one who keeps a call, and its lock, waiting.
+  void OnLink(bool established);
+  /// Another attempt, on the worker.
+  void HandOverAgain();
+  ipc::MResult HandOver() REQUIRES(mMutex);
+
+  ipc::CBasicCharge2Client mPeer;
+  CMutex mMutex;
+  std::optional<ipc::MChargeCurrent> mNewest GUARDED_BY(mMutex);
+  /// Whether the peer may not know the newest setpoint.
+  bool mPending GUARDED_BY(mMutex) = false;
+
+  CWorker mWorker;
+  CCallHandle mRetry;
+  Rpc::Subscription mSubscription;
 };

@@ -1,0 +1,138 @@
+#include "src/currentcontrol/currentcontrol.h"
+
+#include <filesystem>
+#include <utility>
+
+#include "platform/diagnostics/diagnosticssignal.h"
+#include "platform/log/log.h"
+#include "src/diagnosticssignals/diagnosticssignals.h"
+#include "src/rpc/clients/temperaturelinks.h"
+#include "src/rpc/services/currentcontrolservice.h"
+#include "src/rpc/services/processcontrolservice.h"
+
+namespace {
+
+namespace Files {
+constexpr auto kSettings = "etc/settings.json";
+constexpr auto kHwinfo = "etc/hwinfo.json";
+constexpr auto kSecrets = "etc/secrets.json";
+}  // namespace Files
+
+ipc::MResult Posted() {
+  return {};
+}
+
+}  // namespace
+
+CCurrentcontrol::CCurrentcontrol(const std::string& root, SEnvironment environment)
+    : mEnvironment(environment),
+      mSettings(KoConfig::Create(environment.scheduler, environment.files,
+                                 std::filesystem::path(root) / Files::kSettings)),
+      mHwinfo(KoConfig::CreateReadOnly(environment.scheduler, environment.files,
+                                       std::filesystem::path(root) / Files::kHwinfo)),
+      mSecrets(KoConfig::CreateReadOnly(environment.scheduler, environment.files,
+                                        std::filesystem::path(root) / Files::kSecrets)),
+      mConfig(std::make_shared<CCurrentControlConfig>(mSettings, mHwinfo)),
+      mDiagnostics(std::make_shared<CDiagnosticsCommClient>(environment.scheduler,
+                                                            environment.host.CreateClient("Diagnostics"))),
+      mChargeControl(std::make_shared<CChargeControlService>(
+          environment.scheduler, environment.host.CreateClient("ChargeControlBasicCharge"))),
+      mMeter(std::make_shared<CMeterService>(environment.scheduler, environment.host.CreateClient("Meter"))),
+      mAdac(environment.host.CreateClient("Adac")),
+      mNetM(environment.host.CreateClient("NetM")),
+      mSafetyMcuComm(environment.host.CreateClient("SafetyMcuComm")),
+      mLimiter(std::make_shared<CCurrentLimiter>(
+          environment.scheduler, mConfig, mChargeControl,
+          CCurrentLimiter::SSignals{Signal(DiagnosticsSignals::kLimitingCurrentSource),
+                                    Signal(DiagnosticsSignals::kLimitingPhasesSource),
+                                    Signal(DiagnosticsSignals::kSourceChanged)})),
+      mTemperatureReport(std::make_shared<CTemperatureReport>(Signal(DiagnosticsSignals::kTemperatures))),
+      mLimitRequests(mLimiter),
+      mFinished(environment.scheduler.CreateEvent()),
+      mActions(mConfig, mLimiter, CreateComponents(), [this] { ConnectPeers(); }),
+      mStateMachine(environment.scheduler, mActions, [this] { mFinished->Set(); }) {
+  OfferServices();
+}
+
+CCurrentcontrol::~CCurrentcontrol() {
+  Stop();
+}
+
+void CCurrentcontrol::Run() {
+  mDiagnostics->Start();
+  mChargeControl->Connect([](ipc::EChargingState) {});
+  mLimiter->SetInitialLimits();
+  mStateMachine.Start();
+  mEnvironment.host.Start();
+  mFinished->Wait();
+  Stop();
+}
+
+void CCurrentcontrol::RequestTermination() {
+  mStateMachine.Post(EProcessEvent::ExtTerminateReq);
+}
+
+void CCurrentcontrol::Stop() {
+  mEnvironment.host.Stop();
+  mStateMachine.Stop();
+  mSubscriptions.clear();
+  mMeter->Disable();
+  mChargeControl->Disconnect();
+  mDiagnostics->Stop();
+}
+
+void CCurrentcontrol::OfferServices() {
+  auto service = std::make_shared<CCurrentControlService>();
+  ConnectICurrentControl(*service);
+  mEnvironment.host.RegisterService(
+      "CurrentControlGenCtrl", ipc::CreateService(std::make_shared<CProcessControlService>(mStateMachine)));
+  mEnvironment.host.RegisterService("CurrentControl", ipc::CreateService(std::move(service)));
+  mEnvironment.host.RegisterService("CurrentControlLog", ipc::CreateService(Log::CreateLogConfigService()));
+}
+
+void CCurrentcontrol::ConnectICurrentControl(CCurrentControlService& service) {
+  service.mSetCurrentLimit = [this](const auto& limit) { return mLimitRequests.SetCurrentLimit(limit); };
+  service.mClearCurrentLimit = [this](const auto& limit) { return mLimitRequests.ClearCurrentLimit(limit); };
+  service.mGetCurrentLimit = [this] { return mLimitRequests.GetCurrentLimit(); };
+  service.mGetLimits = [this] { return mLimitRequests.GetLimits(); };
+  service.mSetMeasurementSourceConnection = [this](const auto& connection) {
+    mStateMachine.PostSetMeasurementSourceConnection(connection);
+    return Posted();
+  };
+  service.mClearMeasurementSourceConnection = [this] {
+    mStateMachine.Post(EProcessEvent::ExtClearMeasurementSourceConnection);
+    return Posted();
+  };
+}
+
+void CCurrentcontrol::ConnectPeers() {
+  mSubscriptions.clear();
+  ConnectIAdac();
+  ConnectINetM();
+  ConnectISafetymcucomm();
+  mMeter->Enable();
+}
+
+void CCurrentcontrol::ConnectIAdac() {
+  mSubscriptions.push_back(LinkTemperatures(
+      mAdac, [this](auto source, float celsius) { mTemperatureReport->SetTemperature(source, celsius); }));
+}
+
+void CCurrentcontrol::ConnectINetM() {
+  mSubscriptions.push_back(LinkTemperatures(
+      mNetM, [this](auto source, float celsius) { mTemperatureReport->SetTemperature(source, celsius); }));
+}
+
+void CCurrentcontrol::ConnectISafetymcucomm() {
+  mSubscriptions.push_back(LinkTemperatures(mSafetyMcuComm, [this](auto source, float celsius) {
+    mTemperatureReport->SetTemperature(source, celsius);
+  }));
+}
+
+std::vector<std::shared_ptr<ILimiter>> CCurrentcontrol::CreateComponents() {
+  return {};
+}
+
+std::shared_ptr<CDiagnosticsSignal> CCurrentcontrol::Signal(const CSignalDefinition& definition) const {
+  return std::make_shared<CDiagnosticsSignal>(definition, mDiagnostics);
+}

@@ -1,0 +1,40 @@
+#include "src/rpc/clients/meterservice.h"
+
+#include <chrono>
+
+#include "platform/log/log.h"
+
+CMeterService::CMeterService(IScheduler& scheduler, const std::shared_ptr<Rpc::CClient>& client)
+    : mClock(scheduler), mPeer(client), mWorker(scheduler, "Meter") {}
+
+CMeterService::~CMeterService() {
+  Disable();
+}
+
+void CMeterService::Enable() {
+  mWorker.Start();
+  const auto enablePeer = [this] {
+    const auto answer = mPeer.Enable({});
+    if (answer.IsOk() && answer.value.code() != 0) LOG_WARNING("The station's meter refuses to be enabled");
+  };
+  mSubscription = mPeer.ValueNotifications(
+      {},
+      [this](const ipc::MMeterValues& values) {
+        CMutexLock lock(mMutex);
+        mNewest = SReceived{values, mClock.Now()};
+      },
+      [this, enablePeer](bool established) {
+        if (established) mWorker.NonBlockingCall(enablePeer);
+      });
+}
+
+void CMeterService::Disable() {
+  mSubscription.reset();
+  mWorker.Stop();
+}
+
+std::optional<CMeterService::SSample> CMeterService::Newest() const {
+  CMutexLock lock(mMutex);
+  if (!mNewest) return std::nullopt;
+  return SSample{mNewest->values, std::chrono::duration_cast<Milliseconds>(mClock.Now() - mNewest->at)};
+}

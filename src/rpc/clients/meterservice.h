@@ -1,0 +1,41 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+
+#include "ipc/meter.service.h"
+
+#include "platform/utility/mutex.h"
+#include "platform/worker/worker.h"
+
+/// The station's own meter, which measures what the vehicle draws. Any thread.
+class CMeterService {
+ public:
+  struct SSample {
+    ipc::MMeterValues values;
+    Milliseconds age;
+  };
+
+  CMeterService(IScheduler& scheduler, const std::shared_ptr<Rpc::CClient>& client);
+  ~CMeterService();
+
+  /// Has the meter deliver values, now and whenever it comes back.
+  void Enable();
+  void Disable();
+
+  /// The newest values, however old; none before the first.
+  std::optional<SSample> Newest() const;
+
+ private:
+  struct SReceived {
+    ipc::MMeterValues values;
+    TimePoint at;
+  };
+
+  const IClock& mClock;
+  ipc::CMeterClient mPeer;
+  mutable CMutex mMutex;
+  std::optional<SReceived> mNewest GUARDED_BY(mMutex);
+  CWorker mWorker;
+  Rpc::Subscription mSubscription;
+};
