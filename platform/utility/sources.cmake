@@ -1,1 +1,1 @@
-list(APPEND PLATFORM_SOURCES)
+list(APPEND PLATFORM_SOURCES utility/pollthread.cpp utility/signalwatcher.cpp)
