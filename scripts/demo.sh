@@ -1,0 +1,101 @@
+#!/usr/bin/env bash
+# Runs the daemon with a simulated station and shows what happens, live. Ctrl-C ends it.
+#
+# usage: demo.sh [--seconds N] [--root PATH]
+#   --seconds N   end after N seconds
+#   --root PATH   keep settings, sockets and the log below PATH, and leave them there (else: a temporary folder)
+set -euo pipefail
+
+usage() { sed -n 's/^# usage: /usage: /p; s/^#   --/  --/p' "$0"; }
+seconds=()
+root=""
+while [ $# -gt 0 ]; do
+  case "$1" in
+    --seconds | --root) [ $# -ge 2 ] || { echo "demo: $1 needs a value" >&2; exit 2; } ;;&
+    --seconds) [[ "$2" =~ ^[1-9][0-9]{0,5}$ ]] || { echo "demo: --seconds takes a whole number from 1, not '$2'" >&2; exit 2; }
+      seconds=(--seconds "$2"); shift 2 ;;
+    --root) root=$(realpath --canonicalize-missing "$2"); shift 2 ;;
+    -h | --help) usage; exit 0 ;;
+    *) echo "demo: unknown option '$1'" >&2; usage >&2; exit 2 ;;
+  esac
+done
+cd "$(dirname "$0")/.."
+
+scripts/install-dependencies.sh
+cmake --preset release
+cmake --build --preset release --target currentcontrol stationsim currentcontrolctl
+bin=$PWD/build/release/bin
+
+daemon=""
+station=""
+temporary=""
+log=""
+running() { [ -n "$1" ] && kill -0 "$1" 2> /dev/null; }
+# Ends a process of ours: politely, after 5 s by force. Its status; 0 when there never was one.
+end() {
+  local tries
+  [ -n "$1" ] || return 0
+  if running "$1"; then kill -TERM "$1" 2> /dev/null || true; fi
+  for ((tries = 0; tries < 50; ++tries)); do running "$1" || break; sleep 0.1; done
+  if running "$1"; then echo "demo: process $1 does not end; killed" >&2; kill -KILL "$1"; fi
+  wait "$1"
+}
+
+finish() {
+  local status=$1 stationStatus=0 daemonStatus=0
+  trap '' INT TERM HUP
+  trap - EXIT
+  end "$station" || stationStatus=$?
+  end "$daemon" || daemonStatus=$?
+  if [ "$stationStatus" -ne 0 ]; then echo "demo: the station ended with status $stationStatus" >&2; status=1; fi
+  if [ "$daemonStatus" -ne 0 ]; then echo "demo: the daemon ended with status $daemonStatus" >&2; status=1; fi
+  if [ "$status" -ne 0 ] && [ -f "$log" ]; then echo "demo: the daemon's log:" >&2; cat "$log" >&2; fi
+  if [ -n "$temporary" ]; then rm -rf "$temporary"; fi
+  exit "$status"
+}
+trap 'finish $?' EXIT
+trap 'finish 0' INT
+trap 'finish 143' TERM
+trap 'finish 129' HUP
+
+if [ -z "$root" ]; then
+  temporary=$(mktemp -d "${TMPDIR:-/tmp}/currentcontrol.XXXXXX")
+  root=$temporary
+fi
+mkdir -p "$root/etc"
+log=$root/currentcontrol.log
+
+# A three-phase station for 32 A with a meter and a socket, at an installation that allows 25 A.
+[ -e "$root/etc/hwinfo.json" ] || cat > "$root/etc/hwinfo.json" << 'END'
+{
+  "HwMaxCurrent": 32,
+  "HwOneOrThreePhase": 3,
+  "HwHasSocket": true,
+  "HwHasMeter": true
+}
+END
+[ -e "$root/etc/settings.json" ] || cat > "$root/etc/settings.json" << 'END'
+{
+  "CurrentCtrlFixedChargeCurrentLimit": 25,
+  "ConnectedPhases": 0,
+  "UserDefinedChargeLimitCurrentAllowed": true,
+  "UserDefinedChargeLimitCurrent": 32
+}
+END
+
+# Each in a process group of its own, so that Ctrl-C reaches this script alone, which then ends them in order.
+set -m
+"$bin/currentcontrol" --root="$root" > "$log" 2>&1 < /dev/null &
+daemon=$!
+"$bin/stationsim" --root "$root" --scenario simulation/scenarios/demo.json --table "${seconds[@]}" < /dev/null &
+station=$!
+set +m
+
+# The station ends when its time is over. The daemon ends before it only if the station asked it to.
+wait -n -p ended "$daemon" "$station" || finish 1
+if [ "$ended" = "$daemon" ]; then
+  daemon=""
+  for ((tries = 0; tries < 50; ++tries)); do running "$station" || break; sleep 0.1; done
+  if running "$station"; then echo "demo: the daemon ended while the station goes on" >&2; finish 1; fi
+fi
+finish 0

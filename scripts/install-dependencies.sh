@@ -1,0 +1,43 @@
+#!/usr/bin/env bash
+# Installs what is missing of the Debian 12 packages that building and testing need. This is the only list of them.
+#
+# usage: install-dependencies.sh [--tsan] [--arm]
+#   --tsan   also what the tests under the thread sanitizer need
+#   --arm    also what building for 32-bit ARM and running it under qemu needs
+set -euo pipefail
+
+packages=(
+  g++ cmake ninja-build ccache pkg-config python3 binutils
+  protobuf-compiler protobuf-compiler-grpc libprotobuf-dev libgrpc++-dev
+  libjsoncpp-dev libwolfssl-dev libasio-dev libspdlog-dev libfmt-dev libboost-dev
+  googletest libgtest-dev libgmock-dev libbenchmark-dev
+)
+for option in "$@"; do
+  case "$option" in
+    --tsan) packages+=(clang-14 libclang-rt-14-dev) ;;
+    --arm) packages+=(g++-arm-linux-gnueabihf qemu-user-static mmdebstrap) ;;
+    *) echo "usage: $0 [--tsan] [--arm]" >&2; exit 2 ;;
+  esac
+done
+
+command -v apt-get > /dev/null || { echo "install-dependencies: apt-get is not here; on Debian 12 this installs: ${packages[*]}" >&2; exit 1; }
+
+installed=$(dpkg-query --show --showformat='${db:Status-Status} ${Package}\n' "${packages[@]}" 2> /dev/null || true)
+missing=()
+for package in "${packages[@]}"; do
+  grep -qxF "installed $package" <<< "$installed" || missing+=("$package")
+done
+[ ${#missing[@]} -gt 0 ] || exit 0
+
+root=()
+if [ "$(id -u)" -ne 0 ]; then
+  command -v sudo > /dev/null || { echo "install-dependencies: neither root nor sudo; install by hand: ${missing[*]}" >&2; exit 1; }
+  root=(sudo)
+fi
+echo "Installing: ${missing[*]}"
+log=$(mktemp)
+trap 'rm -f "$log"' EXIT
+apt() { "${root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -qq "$@" < /dev/null > "$log" 2>&1; }
+apt update || { cat "$log" >&2; echo "install-dependencies: the package lists could not be read (no network?)" >&2; exit 1; }
+apt install --yes --no-install-recommends "${missing[@]}" || {
+  cat "$log" >&2; echo "install-dependencies: installing failed, see above: ${missing[*]}" >&2; exit 1; }
