@@ -1,0 +1,126 @@
+#!/usr/bin/env python3
+"""The fences of the house that the compiler does not see.
+
+usage: check_house.py ROOT        looks at the tree; one line for each fence that was climbed, and status 1
+       check_house.py --self-test looks at small trees that each climb one fence: each must be seen
+"""
+import pathlib
+import re
+import sys
+import tempfile
+
+CODE = ["platform", "statemachines", "src", "simulation", "tools", "bench", "tests"]
+COMPONENTS = "src/components/"
+# What limiting components share; all else that one of them needs of another is handed in as a callable.
+SHARED = {"limiter", "currentcontrolconfig", "limitationsource", "phaseconfig", "measurementsources"}
+# The arbiter is told limits and limits nothing itself.
+ARBITER = "currentlimiter"
+
+LINES = [  # (where, where not, what must not stand there, why)
+    (CODE, ["platform/rpc", "bench", "tests/platform/rpc"], r'#\s*include\s*[<"]grpc',
+     "only platform/rpc includes gRPC headers"),
+    (["src", "statemachines"], [],
+     r"_clock::now\b|\bsleep_(for|until)\b|\bu?sleep\(|\bnanosleep\b|\bclock_gettime\b|\bgettimeofday\b|\btime\((nullptr|NULL|0)\)",
+     "time is handed in: only platform reads clocks and sleeps"),
+    (["src", "statemachines"], [], r"\bstd::j?thread\b(?!::id)|\bstd::async\b|\bpthread_create\b",
+     "only platform starts threads"),
+    (CODE, [], r'#\s*include\s*[<"]\.\.?/', "an include is written from the project root"),
+]
+
+
+def within(name, folders):
+    return any(name == folder or name.startswith(folder + "/") for folder in folders)
+
+
+def uncommented(text):
+    """The text without its comments, every line where it was."""
+    return re.sub(r"//[^\n]*|/\*.*?\*/", lambda comment: "\n" * comment[0].count("\n"), text, flags=re.S)
+
+
+def forbidden_lines(name, text):
+    for folders, exempt, pattern, reason in LINES:
+        if within(name, folders) and not within(name, exempt):
+            for match in re.finditer(pattern, text):
+                yield name, text.count("\n", 0, match.start()) + 1, f"{match[0].strip()}: {reason}"
+
+
+def component(name):
+    """Which component a file of src/components belongs to: its folder's name, or its own without the ending."""
+    return name.removeprefix(COMPONENTS).split("/")[0].split(".")[0]
+
+
+def components_apart(name, text):
+    if not name.startswith(COMPONENTS) or component(name) in SHARED | {ARBITER}:
+        return
+    for match in re.finditer(r'#\s*include\s*"(src/components/[^"]+)"', text):
+        other = component(match[1])
+        if other != component(name) and other not in SHARED:
+            line = text.count("\n", 0, match.start()) + 1
+            yield name, line, f"{match[1]}: a component includes no other component; have it handed in"
+
+
+def built_by_no_target(root, name):
+    folders = [folder for folder in (root / name).parents if folder == root or root in folder.parents]
+    lists = [file for folder in folders for file in (folder / "CMakeLists.txt", folder / "sources.cmake") if file.is_file()]
+    mentioned = re.compile(rf"(?<![\w.]){re.escape(pathlib.Path(name).name)}(?![\w.])")
+    if not any(mentioned.search(file.read_text()) for file in lists):
+        yield name, 1, "no target builds this file"
+
+
+def climbed(root):
+    for file in sorted(file for folder in CODE for file in (root / folder).rglob("*")):
+        name = file.relative_to(root).as_posix()
+        if file.suffix in (".h", ".cpp"):
+            text = uncommented(file.read_text())
+            yield from forbidden_lines(name, text)
+            yield from components_apart(name, text)
+            if file.suffix == ".cpp":
+                yield from built_by_no_target(root, name)
+
+
+def self_test():
+    """Each snippet climbs as many fences as stand beside it."""
+    snippets = [
+        (1, "src/components/a.h", "#include <grpcpp/grpcpp.h>\n"),
+        (1, "simulation/a.h", '#include "grpc/grpc.h"\n'),
+        (0, "platform/rpc/a.h", "#include <grpcpp/grpcpp.h>\n"),
+        (2, "src/a.h", "auto a = std::chrono::steady_clock::now();\nvoid B() { std::this_thread::sleep_for(a); }\n"),
+        (0, "platform/a.h", "auto a = std::chrono::steady_clock::now(); std::thread t;\n"),
+        (1, "statemachines/a.h", "std::thread t;\n"),
+        (0, "src/a.h", "// std::thread t;\n/* sleep_for\n */ std::thread::id mOwner;\n"),
+        (1, "tools/a.h", '#include "../src/a.h"\n'),
+        (1, "src/components/a.h", '#include "src/components/b.h"\n'),
+        (1, "src/components/a.cpp", '#include "src/components/a.h"\n#include "src/components/b/b.h"\n'),
+        (1, "src/components/b/c.h", '#include "src/components/currentlimiter.h"\n#include "src/components/b/b.h"\n'),
+        (0, "src/components/b/c.h", '#include "src/components/limiter.h"\n#include "src/components/measurementsources/ct.h"\n'),
+        (1, "tests/orphan_test.cpp", ""),
+        (0, "tests/a.cpp", ""),
+    ]
+    failed = 0
+    for expected, name, text in snippets:
+        with tempfile.TemporaryDirectory() as folder:
+            root = pathlib.Path(folder)
+            (root / name).parent.mkdir(parents=True)
+            (root / name).write_text(text)
+            (root / "CMakeLists.txt").write_text("add_library(a a.cpp notan_orphan_test.cpp)\n")
+            seen = list(climbed(root))
+        if len(seen) != expected:
+            failed += 1
+            print(f"{name}: {expected} expected, seen: {seen}\n{text}")
+    print(f"{len(snippets) - failed} of {len(snippets)} snippets judged rightly")
+    return failed
+
+
+def main():
+    if sys.argv[1:] == ["--self-test"]:
+        sys.exit(1 if self_test() else 0)
+    if len(sys.argv) != 2 or not (pathlib.Path(sys.argv[1]) / "src").is_dir():
+        sys.exit(__doc__)
+    found = list(climbed(pathlib.Path(sys.argv[1])))
+    for name, line, what in found:
+        print(f"{name}:{line}: {what}")
+    sys.exit(1 if found else 0)
+
+
+if __name__ == "__main__":
+    main()
