@@ -33,8 +33,10 @@ class IChannel {
   /// What a subscription tells; called one at a time, on a thread of the backend.
   struct SSubscriber {
     std::function<void(std::string_view bytes)> notification;
-    /// The peer accepted the subscription (true) or it was lost (false). Starts as lost.
+    /// The peer accepted the subscription (true) or it was lost (false). Starts as lost; changes only.
     std::function<void(bool established)> link;
+    /// Why an attempt failed or, before `link(false)`, why the subscription was lost; each time.
+    std::function<void(EStatus status, const std::string& detail)> failure;
   };
 
   /// Ends the subscription when destroyed: no callback is running any more then. Not to be destroyed from

@@ -2,12 +2,14 @@
 
 #include <atomic>
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <utility>
 
 #include "platform/rpc/channel.h"
 #include "platform/rpc/method.h"
+#include "platform/utility/mutex.h"
 
 namespace Rpc {
 
@@ -65,20 +67,28 @@ class CClient {
              NoteMalformed(path);
            }
          },
-         [this, link = std::move(link)](bool established) {
-           NoteLink(established);
+         [this, path = method.path, link = std::move(link)](bool established) {
+           if (established) NoteCall(path, EStatus::Ok, {});
            if (link) link(established);
+         },
+         [this, path = method.path](EStatus status, const std::string& detail) {
+           NoteCall(path, status, detail);
          }});
   }
 
  private:
   void NoteCall(std::string_view path, EStatus status, const std::string& detail);
-  void NoteLink(bool established);
   void NoteMalformed(std::string_view path);
+  void NoteSuccess(std::string_view path);
+  void NoteFailure(std::string_view path, EStatus status, const std::string& detail);
 
   const std::string mPeer;
-  std::atomic<bool> mLost{false};
+  std::atomic<bool> mInTrouble{false};  ///< lost, or a method fails: what saves a good call the lock
   std::atomic<bool> mMalformedTold{false};
+  CMutex mMutex;
+  bool mLost GUARDED_BY(mMutex) = false;
+  std::map<std::string, EStatus, std::less<>> mFailing
+      GUARDED_BY(mMutex);  // by path; of a peer that is there
   const std::unique_ptr<IChannel> mChannel;
 };
 
