@@ -1,0 +1,118 @@
+#include "platform/worker/realscheduler.h"
+
+#include <array>
+#include <atomic>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <sys/prctl.h>
+
+#include "platform/log/logcapture.h"
+#include "platform/worker/worker.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+class CRealSchedulerTest : public ::testing::Test {
+ protected:
+  /// A call that says that it has begun, takes its time and notes its end.
+  CWorker::Call SlowCall() {
+    return [this] {
+      mBegun->Set();
+      std::this_thread::sleep_for(10ms);
+      mEnded = true;
+    };
+  }
+
+  CRealScheduler mScheduler;
+  std::unique_ptr<IEvent> mBegun = mScheduler.CreateEvent();
+  bool mEnded = false;  // unguarded: the thread sanitizer checks that the waits below order it
+  CWorker mWorker{mScheduler, "a name longer than it can be"};
+};
+
+TEST_F(CRealSchedulerTest, CancelWaitsForTheRun) {
+  mWorker.Start();
+  auto handle = mWorker.AddCall(SlowCall(), 0ms, 1h);
+  mBegun->Wait();
+  handle.Cancel();
+  EXPECT_TRUE(mEnded);
+}
+
+TEST_F(CRealSchedulerTest, StopWaitsForTheRunAndFreesWhoIsBlocked) {
+  mWorker.NonBlockingCall(SlowCall());
+  mWorker.Start();
+  mBegun->Wait();
+  std::thread blocked([&] { EXPECT_FALSE(mWorker.BlockingCall([] { FAIL() << "it was stopped before"; })); });
+  std::this_thread::sleep_for(1ms);
+  mWorker.Stop();
+  EXPECT_TRUE(mEnded);
+  blocked.join();
+}
+
+TEST_F(CRealSchedulerTest, BlockingCallWaitsForTheStartAndStopEndsThatWait) {
+  std::thread waiting([&] { EXPECT_TRUE(mWorker.BlockingCall(SlowCall())); });
+  std::this_thread::sleep_for(1ms);
+  mWorker.Start();
+  waiting.join();
+  EXPECT_TRUE(mEnded);
+  CWorker idle(mScheduler, "idle");
+  std::thread stopped([&] { EXPECT_FALSE(idle.BlockingCall([] {})); });
+  std::this_thread::sleep_for(1ms);
+  idle.Stop();
+  stopped.join();
+}
+
+TEST_F(CRealSchedulerTest, EarlierCallOvertakesAndNoneRunsBeforeItsTime) {
+  mWorker.Start();
+  const auto far = mWorker.AddCall([] { FAIL() << "an hour early"; }, 1h);
+  const TimePoint due = mScheduler.Now() + 3ms;
+  const auto near = mWorker.AddCall([&] { mBegun->Set(); }, 3ms);
+  mBegun->Wait();
+  EXPECT_GE(mScheduler.Now(), due);
+}
+
+TEST_F(CRealSchedulerTest, ThreadHasTheWorkersNameAndTheCaptureOfItsStarter) {
+  CLogCapture capture;
+  mWorker.Start();
+  std::array<char, 16> name{};
+  mWorker.BlockingCall([&] {
+    prctl(PR_GET_NAME, name.data());
+    LOG_INFO("on the worker");
+  });
+  EXPECT_STREQ(name.data(), "a name longer t");
+  EXPECT_EQ(capture.Count("on the worker"), 1);
+}
+
+TEST_F(CRealSchedulerTest, ManyThreadsAtOnceLoseNothingAndHangNowhere) {
+  constexpr int kThreads = 4;
+  constexpr int kTurns = 250;
+  int runs = 0;  // unguarded on purpose
+  std::atomic<int> accepted = 0;
+  const auto hammer = [&] {
+    for (int turn = 0; turn < kTurns; ++turn) {
+      if (mWorker.NonBlockingCall([&] { ++runs; })) ++accepted;
+      if (mWorker.BlockingCall([&] { ++runs; })) ++accepted;
+      auto handle = mWorker.AddCall([] {}, 0ms, 1ms);
+    }
+  };
+  mWorker.Start();
+  std::vector<std::thread> threads;
+  for (int count = 0; count < kThreads; ++count) threads.emplace_back(hammer);
+  for (auto& thread : threads) thread.join();
+  mWorker.BlockingCall([] {});
+  EXPECT_EQ(accepted, 2 * kThreads * kTurns);
+  EXPECT_EQ(runs, 2 * kThreads * kTurns);
+
+  // The same while the worker comes and goes: all that matters is that everybody returns.
+  threads.clear();
+  for (int count = 0; count < kThreads; ++count) threads.emplace_back(hammer);
+  for (int turn = 0; turn < kTurns; ++turn) {
+    mWorker.Stop();
+    mWorker.Start();
+  }
+  for (auto& thread : threads) thread.join();
+}
+
+}  // namespace

@@ -1,0 +1,111 @@
+#include "platform/worker/virtualscheduler.h"
+
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "platform/worker/worker.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+class CVirtualSchedulerTest : public ::testing::Test {
+ protected:
+  CVirtualSchedulerTest() {
+    mFirst.Start();
+    mSecond.Start();
+  }
+
+  std::int64_t MsSinceStart() const {
+    return std::chrono::duration_cast<Milliseconds>(mScheduler.Now() - mStart).count();
+  }
+  /// A call that writes a letter and the time into the trace.
+  CWorker::Call Write(char letter) {
+    return [this, letter] { mTrace += letter + std::to_string(MsSinceStart()) + ' '; };
+  }
+
+  CVirtualScheduler mScheduler;
+  const TimePoint mStart = mScheduler.Now();
+  std::string mTrace;
+  CWorker mFirst{mScheduler, "first"};
+  CWorker mSecond{mScheduler, "second"};
+};
+
+TEST_F(CVirtualSchedulerTest, CallsOfAllWorkersRunInOrderOfDueTimeThenOfPosting) {
+  EXPECT_EQ(mStart.time_since_epoch(), 1h);
+  const auto late = mFirst.AddCall(Write('a'), 2000ms);
+  const auto periodic = mSecond.AddCall(Write('b'), 1000ms, 1000ms);
+  const auto equal = mFirst.AddCall(Write('c'), 1000ms);
+  mScheduler.RunFor(2500ms);
+  EXPECT_EQ(mTrace, "b1000 c1000 a2000 b2000 ");
+  EXPECT_EQ(MsSinceStart(), 2500);
+  mScheduler.RunFor(499ms);
+  mTrace.clear();
+  mScheduler.RunFor(1ms);
+  EXPECT_EQ(mTrace, "b3000 ");
+}
+
+TEST_F(CVirtualSchedulerTest, LateCallRunsOnceAndStaysInStep) {
+  int runs = 0;
+  const auto periodic = mFirst.AddCall(
+      [&] {
+        Write('a')();
+        if (++runs == 2) mScheduler.RunFor(250ms);  // this run takes that long
+      },
+      100ms, 100ms);
+  const auto other = mSecond.AddCall(Write('b'), 310ms);
+  mScheduler.RunFor(700ms);
+  EXPECT_EQ(mTrace, "a100 a200 b310 a450 a500 a600 a700 ");
+}
+
+TEST_F(CVirtualSchedulerTest, BlockingCallRunsWhatWasPostedToThatWorkerBefore) {
+  mFirst.NonBlockingCall(Write('a'));
+  mSecond.NonBlockingCall(Write('x'));
+  mFirst.NonBlockingCall([this] { mFirst.NonBlockingCall(Write('c')); });
+  const auto later = mFirst.AddCall(Write('d'), 1ms);
+  EXPECT_TRUE(mFirst.BlockingCall(Write('b')));
+  EXPECT_EQ(mTrace, "a0 b0 ");
+  mScheduler.RunDue();
+  EXPECT_EQ(mTrace, "a0 b0 x0 c0 ");
+
+  mFirst.NonBlockingCall([this] { mFirst.Stop(); });
+  EXPECT_FALSE(mFirst.BlockingCall(Write('x')));
+}
+
+TEST_F(CVirtualSchedulerTest, WaitingRunsCallsUntilTheEventIsSet) {
+  const auto event = mScheduler.CreateEvent();
+  const auto set = mFirst.AddCall([&] { event->Set(); }, 30min);
+  const auto after = mSecond.AddCall(Write('x'), 30min);
+  event->Wait();
+  event->Wait();
+  EXPECT_EQ(MsSinceStart(), 1'800'000);
+  EXPECT_EQ(mTrace, "");
+}
+
+TEST_F(CVirtualSchedulerTest, WhatWouldHangThrows) {
+  CWorker idle(mScheduler, "idle");
+  EXPECT_THROW(idle.BlockingCall([] {}), std::logic_error);
+  EXPECT_THROW(mScheduler.CreateEvent()->Wait(), std::logic_error);
+  ::testing::FLAGS_gtest_death_test_style = "fast";
+  EXPECT_DEATH(mFirst.BlockingCall([&] { mSecond.BlockingCall([&] { mFirst.BlockingCall([] {}); }); }),
+               "two workers wait for each other");
+}
+
+TEST_F(CVirtualSchedulerTest, DayOfSecondsOnSeveralWorkersMissesNone) {
+  constexpr int kWorkers = 5;
+  int runs = 0;
+  std::vector<std::unique_ptr<CWorker>> workers;
+  std::vector<CCallHandle> handles;
+  for (int count = 0; count < kWorkers; ++count) {
+    workers.push_back(std::make_unique<CWorker>(mScheduler, "worker"));
+    workers.back()->Start();
+    handles.push_back(workers.back()->AddCall([&] { ++runs; }, 1s, 1s));
+  }
+  mScheduler.RunFor(24h);
+  EXPECT_EQ(runs, 432'000);
+}
+
+}  // namespace
