@@ -1,11 +1,11 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <memory>
-#include <optional>
 #include <span>
 #include <vector>
+
+#include <json/forwards.h>
 
 #include "ipc/currentcontrol.pb.h"
 
@@ -78,6 +78,35 @@ class CCurrentLimiter {
  private:
   struct SStoredLimit {
     SLimitEntry entry;
-    TimePoint since;
+    TimePoint since;  ///< when current or phases last changed
   };
+  using Limits = std::vector<SStoredLimit>;
+
+  void FollowUserLimit();
+  void OnUserLimitChanged(const Json::Value& value);
+
+  bool IsSupported(std::uint8_t phases) const;
+  Limits::iterator Find(ipc::ECurrentControlSource source) REQUIRES(mMutex);
+  void Store(const SLimitEntry& entry) EXCLUDES(mMutex);
+  bool Remove(ipc::ECurrentControlSource source) EXCLUDES(mMutex);
+
+  SLimitEntry SelectMinimum(std::span<const SStoredLimit> limits) const;
+  /// Computes the setpoint anew after a change by the source and forwards it if it moved far enough. False:
+  /// charge control did not take it.
+  bool UpdateSetpoint(ipc::ECurrentControlSource source) EXCLUDES(mMutex);
+  bool Forward(const SLimitEntry& setpoint) REQUIRES(mMutex);
+  void Publish(const SLimitEntry& previous, const SLimitEntry& setpoint) REQUIRES(mMutex);
+
+  const IClock& mClock;
+  const std::shared_ptr<CCurrentControlConfig> mConfig;
+  const std::shared_ptr<IChargeControlService> mChargeControl;
+  const SSignals mSignals;
+
+  CMutex mMutex;
+  Limits mLimits GUARDED_BY(mMutex);
+  SLimitEntry mSetpoint GUARDED_BY(mMutex);
+
+  /// Orders the setting's first value and its changes: held while one is read and set. Taken before mMutex.
+  CMutex mUserLimitMutex;
+  bool mFollowsUserLimit = false;  ///< main thread: set at the start, read at the end
 };
