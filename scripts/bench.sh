@@ -1,0 +1,12 @@
+#!/usr/bin/env bash
+# Measures what the daemon must reach and writes docs/performance.md. Status 1 when something is missed.
+# Wants an otherwise idle machine and takes about two minutes.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+scripts/install-dependencies.sh
+cmake --preset release -DCURRENTCONTROL_BENCH=ON
+cmake --build --preset release --target currentcontrol currentcontrolctl currentcontrol_bench
+cmake --preset dev
+cmake --build --preset dev --target currentlimiter_test
+python3 scripts/measure.py docs/performance.md

@@ -1,0 +1,187 @@
+#!/usr/bin/env python3
+"""Takes every figure that the daemon must reach, in one run, and writes the page about them.
+
+usage: measure.py PAGE    (called by bench.sh, from the project's root, when all is built)
+
+Status 1 when a requirement is missed or could not be measured; the page says so too.
+"""
+import datetime
+import json
+import os
+import pathlib
+import platform
+import statistics
+import subprocess
+import sys
+import tempfile
+import time
+
+BIN = pathlib.Path("build/release/bin")
+STARTS = 20
+START_LIMIT_S = 5
+IDLE_S = 20
+TOUCHED = pathlib.Path("src/components/currentlimiter.cpp")
+TOUCHED_TEST = "currentlimiter_test"
+SETTINGS = {"CurrentCtrlFixedChargeCurrentLimit": 25}
+HWINFO = {"HwMaxCurrent": 32, "HwOneOrThreePhase": 3, "HwHasMeter": True}
+
+
+class Daemon:
+    """The daemon below a fresh root, without any peer."""
+
+    def __init__(self):
+        self.folder = tempfile.TemporaryDirectory(prefix="currentcontrol.")
+        self.root = pathlib.Path(self.folder.name)
+        (self.root / "etc").mkdir()
+        (self.root / "etc/settings.json").write_text(json.dumps(SETTINGS))
+        (self.root / "etc/hwinfo.json").write_text(json.dumps(HWINFO))
+
+    def __enter__(self):
+        self.started = time.monotonic()
+        self.process = subprocess.Popen([BIN / "currentcontrol", "-q", f"--root={self.root}"])
+        return self
+
+    def __exit__(self, *_):
+        self.process.terminate()
+        status = self.process.wait(10)
+        self.folder.cleanup()
+        if status != 0:
+            sys.exit(f"measure: the daemon ended with status {status}")
+
+    def first_answer_ms(self):
+        """From the start of the process to the end of a client that was answered."""
+        client = [BIN / "currentcontrolctl", "--root", self.root, "get"]
+        socket = self.root / "run/ipc/currentcontrol.sock"
+        while time.monotonic() < self.started + START_LIMIT_S:
+            if socket.exists() and subprocess.run(client, capture_output=True).returncode == 0:
+                return (time.monotonic() - self.started) * 1000
+            time.sleep(0.001)
+        sys.exit(f"measure: no answer within {START_LIMIT_S} s of the start")
+
+    def cpu_seconds(self):
+        fields = pathlib.Path(f"/proc/{self.process.pid}/stat").read_text().rsplit(")", 1)[1].split()
+        return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
+
+    def resident_mb(self):
+        status = pathlib.Path(f"/proc/{self.process.pid}/status").read_text()
+        return int(status.split("VmRSS:")[1].split()[0]) * 1024 / 1e6
+
+
+def benchmarks():
+    """Name without arguments to what was measured; the median of repetitions."""
+    with tempfile.NamedTemporaryFile(suffix=".json") as out:
+        subprocess.run([BIN / "currentcontrol_bench", f"--benchmark_out={out.name}", "--benchmark_out_format=json"],
+                       check=True)
+        runs = json.load(out)["benchmarks"]
+    runs = [run for run in runs if run.get("run_type") != "aggregate"]
+    for run in runs:
+        if run.get("error_occurred"):
+            sys.exit(f"measure: {run['name']}: {run['error_message']}")
+    nanoseconds = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}
+
+    def figure(name, key):
+        found = [run for run in runs if run["name"].split("/")[0] == name]
+        if not found or any(key not in run for run in found):
+            sys.exit(f"measure: {name} did not report {key}")
+        scale = nanoseconds[found[0]["time_unit"]] if key == "real_time" else 1
+        return statistics.median(run[key] * scale for run in found)
+
+    return figure
+
+
+def starts_ms():
+    figures = []
+    for _ in range(STARTS):
+        with Daemon() as daemon:
+            figures.append(daemon.first_answer_ms())
+    return figures
+
+
+def idle():
+    """Share of one core in percent, and MB resident, when everything that a start brings is over."""
+    with Daemon() as daemon:
+        daemon.first_answer_ms()
+        time.sleep(1)
+        before, begin = daemon.cpu_seconds(), time.monotonic()
+        time.sleep(IDLE_S)
+        return (daemon.cpu_seconds() - before) / (time.monotonic() - begin) * 100, daemon.resident_mb()
+
+
+def rebuild_s():
+    TOUCHED.touch()
+    begin = time.monotonic()
+    subprocess.run(["cmake", "--build", "--preset", "dev", "--target", TOUCHED_TEST], check=True,
+                   env=os.environ | {"CCACHE_DISABLE": "1"}, stdout=subprocess.DEVNULL)
+    return time.monotonic() - begin
+
+
+def measure():
+    """Rows: requirement, bound, whether the bound itself is allowed, figure, unit; and remarks about them."""
+    rebuilt = rebuild_s()
+    figure = benchmarks()
+    bare, setpoint = figure("BM_BareRoundTrip", "p99_us"), figure("BM_SetpointLatency", "p99_us")
+    starts = starts_ms()
+    cpu, resident = idle()
+    rows = [
+        ("`SetLimit` with 20 sources, setpoint unchanged", 1000, True, figure("BM_SetLimitUnchanged", "real_time"), "ns"),
+        ("Heap allocations in it", 0, True, figure("BM_SetLimitUnchanged", "allocs"), ""),
+        ("Setpoint latency p99, as a multiple of a bare gRPC round trip's p99", 2.5, True, setpoint / bare, "x"),
+        ("Process start to first answered request, slowest", 150, True, max(starts), "ms"),
+        ("Idle, share of one core", 0.5, False, cpu, "%"),
+        ("Resident", 25, False, resident, "MB"),
+        (f"`{TOUCHED}` touched: its tests built and linked again", 15, False, rebuilt, "s"),
+    ]
+    remarks = [
+        f"Setpoint latency, from `SetCurrentLimit` sent to the setpoint arriving at charge control over unix sockets: "
+        f"p50 {figure('BM_SetpointLatency', 'p50_us'):.0f} µs, p99 {setpoint:.0f} µs. Bare unary round trip in the same "
+        f"run: p50 {figure('BM_BareRoundTrip', 'p50_us'):.0f} µs, p99 {bare:.0f} µs.",
+        f"Start: {STARTS} starts, fastest {min(starts):.0f} ms, median {statistics.median(starts):.0f} ms, slowest "
+        f"{max(starts):.0f} ms. The end is that of a `currentcontrolctl get` that was answered, so the client's own "
+        f"start is in the figure.",
+        f"Idle: {IDLE_S} s with no peer there, so with every client trying to connect again; resident at the end of that.",
+        "Rebuild: preset `dev` (sanitizers on), without ccache.",
+    ]
+    return rows, remarks
+
+
+def machine():
+    cpu = next((line.split(":")[1].strip() for line in pathlib.Path("/proc/cpuinfo").read_text().splitlines()
+                if line.startswith("model name")), platform.machine())
+    compiler = subprocess.run(["g++", "-dumpfullversion"], capture_output=True, text=True, check=True).stdout.strip()
+    return f"{cpu}, {os.cpu_count()} cores, Linux {platform.release()}, g++ {compiler}"
+
+
+def commit():
+    head = subprocess.run(["git", "rev-parse", "--short", "HEAD"], capture_output=True, text=True).stdout.strip()
+    changed = subprocess.run(["git", "status", "--porcelain", "--untracked-files=no"], capture_output=True, text=True).stdout
+    return f"{head or 'no commit'}{' with changes' if changed else ''}"
+
+
+def passes(bound, inclusive, figure):
+    return figure <= bound if inclusive else figure < bound
+
+
+def page(rows, remarks):
+    lines = ["# Performance", "", "Written by `scripts/bench.sh`; measured, not edited.", "",
+             f"{datetime.date.today().isoformat()}, commit {commit()}, on {machine()}.", "",
+             "| what | required | measured | of the bound | |", "|---|---|---|---|---|"]
+    for what, bound, inclusive, figure, unit in rows:
+        share = f"{figure / bound * 100:.0f} %" if bound else "-"
+        verdict = "pass" if passes(bound, inclusive, figure) else "**MISSED**"
+        required = f"{'at most' if inclusive else 'under'} {bound:g} {unit}".strip()
+        lines.append(f"| {what} | {required} | {f'{figure:.3g} {unit}'.strip()} | {share} | {verdict} |")
+    return "\n".join(lines + ["", *(f"- {remark}" for remark in remarks), ""])
+
+
+def main():
+    if len(sys.argv) != 2:
+        sys.exit(__doc__)
+    rows, remarks = measure()
+    text = page(rows, remarks)
+    pathlib.Path(sys.argv[1]).write_text(text)
+    print(text)
+    sys.exit(0 if all(passes(*row[1:4]) for row in rows) else 1)
+
+
+if __name__ == "__main__":
+    main()
