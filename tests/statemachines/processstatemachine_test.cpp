@@ -1,0 +1,234 @@
+#include "statemachines/process/processstatemachine.h"
+
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <map>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <gmock/gmock.h>
+
+#include "platform/log/logcapture.h"
+#include "platform/worker/realscheduler.h"
+#include "platform/worker/virtualscheduler.h"
+#include "statemachines/process/processactions.h"
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using enum EProcessEvent;
+using Rows = std::vector<std::vector<std::string>>;
+
+// State, request, and what follows, in the words of the page for people; an empty cell is not looked at.
+const std::string kRequests =
+    R"(| State | Initialize | Enable | Disable | Recover | Terminate | SetMeasurementSourceConnection | ClearMeasurementSourceConnection |
+|---|---|---|---|---|---|---|---|
+| Uninitialized | Commissioning, 0: Initialize | Uninitialized, 1 | Uninitialized, 1 | Uninitialized, 1 | Terminating, 0: Terminate | Uninitialized, 1 | Uninitialized, 1 |
+| Initializing | Commissioning, 0 | Enabling, 0: Enable | Commissioning, 0 | Commissioning, 0 | Terminating, 0: Terminate | Commissioning, 0: Set | Commissioning, 0: Clear |
+| Commissioning | Commissioning, 0 | Enabling, 0: Enable | Commissioning, 0 | Commissioning, 0 | Terminating, 0: Terminate | Commissioning, 0: Set | Commissioning, 0: Clear |
+| Enabling | Enabling, 1 | Enabling, 0 | Commissioning, 0: Disable | Enabling, 1 | Terminating, 0: Disable Terminate | Enabling, 0: Set | Enabling, 0: Clear |
+| Disabling | Commissioning, 0 | Enabling, 0: Enable | Commissioning, 0 | Commissioning, 0 | Terminating, 0: Terminate | Commissioning, 0: Set | Commissioning, 0: Clear |
+| Recovering | Commissioning, 0: Recover | Recovering, 1 | Recovering, 1 | Commissioning, 0: Recover | Terminating, 0: Terminate | Recovering, 1 | Recovering, 1 |
+| Terminating | Terminating, 1 | Terminating, 1 | Terminating, 1 | Terminating, 1 | Terminating, 0 | Terminating, 1 | Terminating, 1 |
+)";
+
+const std::string kFailures = R"(| State | Initialize | Enable | Recover |
+|---|---|---|---|
+| Uninitialized | Recovering, 1: Initialize | | |
+| Commissioning | | Recovering, 1: Enable Disable | |
+| Recovering | Recovering, 1: Recover | | Recovering, 1: Recover |
+)";
+
+Rows Parse(const std::string& table) {
+  Rows rows;
+  std::istringstream lines(table);
+  for (std::string line; std::getline(lines, line);) {
+    auto& cells = rows.emplace_back();
+    for (std::size_t from = 1, to = 0; (to = line.find('|', from)) != std::string::npos; from = to + 1) {
+      const auto first = line.find_first_not_of(' ', from);
+      cells.push_back(line.substr(first, first == to ? 0 : line.find_last_not_of(' ', to - 1) + 1 - first));
+    }
+  }
+  rows.erase(rows.begin() + 1);  // the line under the header
+  return rows;
+}
+
+EProcessEvent EventOf(const std::string& column) {
+  auto event = ExtClearMeasurementSourceConnection;
+  while (ToText(event) != column && event <= ExtTerminateReq) {
+    event = static_cast<EProcessEvent>(static_cast<int>(event) + 1);
+  }
+  return event;
+}
+
+class CActions : public IProcessActions {
+ public:
+  bool Initialize() override { return Do("Initialize"); }
+  bool Enable() override { return Do("Enable"); }
+  bool Recover() override { return Do("Recover"); }
+  void Disable() override { Do("Disable"); }
+  void Terminate() override { Do("Terminate"); }
+  void SetMeasurementSourceConnection(const ipc::MMeasurementSource& connection) override {
+    Do("Set" + connection.type());
+  }
+  void ClearMeasurementSourceConnection() override { Do("Clear"); }
+
+  std::vector<std::string> done;
+  bool succeed = true;
+  std::map<std::string, std::function<void()>> during;
+
+ private:
+  bool Do(const std::string& action) {
+    done.push_back(action);
+    if (const auto& call = std::exchange(during[action], {})) call();
+    return succeed;
+  }
+};
+
+struct SStation {
+  explicit SStation(IScheduler& time) : machine(time, actions, [this] { ++ends; }) { machine.Start(); }
+  ~SStation() { machine.Stop(); }
+
+  CActions actions;
+  int ends = 0;
+  CProcessStateMachine machine;
+};
+
+class CProcessStateMachineTest : public ::testing::Test {
+ protected:
+  /// What follows from a request to a process that is led to the state, or to the work that is the state.
+  std::string Cell(const std::string& state, EProcessEvent request, bool succeed) {
+    static const std::map<std::string, std::vector<EProcessEvent>> kRoads{
+        {"Uninitialized", {}},
+        {"Initializing", {ExtInitializeReq}},
+        {"Commissioning", {ExtInitializeReq}},
+        {"Enabling", {ExtInitializeReq, ExtEnableReq}},
+        {"Disabling", {ExtInitializeReq, ExtEnableReq, ExtDisableReq}},
+        {"Recovering", {ExtInitializeReq}},
+        {"Terminating", {ExtTerminateReq}}};
+    SStation station(time);
+    CWorker supervisor(time, "supervisor");
+    supervisor.Start();
+    std::string answer;
+    const auto ask = [&] {
+      station.actions.done.clear();
+      station.actions.succeed = succeed;
+      log.Clear();
+      answer = station.machine.Request(request) ? ", 0" : ", 1";
+    };
+    const auto askDuringWork = [&] { supervisor.NonBlockingCall(ask); };
+    if (state == "Initializing") station.actions.during["Initialize"] = askDuringWork;
+    if (state == "Disabling") station.actions.during["Disable"] = askDuringWork;
+    station.actions.succeed = state != "Recovering";
+    for (const auto event : kRoads.at(state)) station.machine.Request(event);
+    time.RunDue();
+    if (answer.empty()) ask();
+
+    const auto now = station.machine.State();
+    EXPECT_EQ(station.ends, now == EProcessState::Terminating ? 1 : 0);
+    EXPECT_EQ(station.machine.IsEnabled(), now == EProcessState::Enabling);
+    const bool isRefused = answer == ", 1" && station.actions.done.empty();
+    EXPECT_EQ(log.Texts(Log::ELogLevel::Warning).size(), isRefused ? 1U : 0U);
+    std::string separator = ": ";
+    for (const auto& action : station.actions.done) answer += std::exchange(separator, " ") + action;
+    return std::string(ToText(now)) + answer;
+  }
+
+  void ExpectEveryCell(const Rows& table, std::size_t rows, bool succeed) {
+    ASSERT_EQ(table.size(), rows + 1);
+    for (std::size_t row = 1; row < table.size(); ++row) {
+      for (std::size_t column = 1; column < table[row].size(); ++column) {
+        if (table[row][column].empty()) continue;
+        EXPECT_EQ(Cell(table[row][0], EventOf(table[0][column]), succeed), table[row][column])
+            << table[0][column] << " in state " << table[row][0];
+      }
+    }
+  }
+
+  CVirtualScheduler time;
+  CLogCapture log{Log::ELogLevel::Info};
+};
+
+TEST_F(CProcessStateMachineTest, AnswersEveryRequestInEveryState) {
+  ExpectEveryCell(Parse(kRequests), 7, true);
+  ExpectEveryCell(Parse(kFailures), 3, false);
+}
+
+TEST(ProcessStatesPage, SaysWhatIsTested) {
+  std::ifstream file(PROCESS_STATES_PAGE);
+  const std::string page{std::istreambuf_iterator<char>(file), {}};
+  EXPECT_THAT(page, HasSubstr(kRequests + "\n"));
+  EXPECT_THAT(page + "\n", HasSubstr(kFailures + "\n"));
+}
+
+TEST_F(CProcessStateMachineTest, TellsEachChangeOnceAndWhyItRefuses) {
+  SStation station(time);
+  auto& machine = station.machine;
+  EXPECT_FALSE(machine.Request(ExtEnableReq));
+  EXPECT_FALSE(machine.Request(IntEnablingDone));
+  machine.Request(ExtInitializeReq);
+  machine.Request(ExtInitializeReq);
+  station.actions.during["Enable"] = [&] {
+    EXPECT_EQ(machine.State(), EProcessState::Enabling);
+    EXPECT_FALSE(machine.IsEnabled());
+    EXPECT_FALSE(machine.Request(ExtDisableReq));
+  };
+  machine.Request(ExtEnableReq);
+  machine.Request(ExtDisableReq);
+  machine.Request(ExtTerminateReq);
+  EXPECT_THAT(log.Texts(Log::ELogLevel::Info),
+              ElementsAre("Process state changed from Uninitialized to Initializing",
+                          "Process state changed from Initializing to Commissioning",
+                          "Process state changed from Commissioning to Enabling",
+                          "Process state changed from Enabling to Disabling",
+                          "Process state changed from Disabling to Commissioning",
+                          "Process state changed from Commissioning to Terminating"));
+  EXPECT_THAT(log.Texts(Log::ELogLevel::Warning),
+              ElementsAre("Enable request does not fit state Uninitialized",
+                          "EnablingDone request does not fit state Uninitialized",
+                          "Disable request does not fit state Enabling"));
+
+  machine.Stop();
+  log.Clear();
+  EXPECT_FALSE(machine.Request(ExtTerminateReq));
+  machine.Post(ExtTerminateReq);
+  EXPECT_EQ(log.Count("Terminate request dropped: the process state machine is stopped"), 2);
+}
+
+TEST_F(CProcessStateMachineTest, CarriesTheConnectionAndCatchesNothing) {
+  SStation station(time);
+  station.machine.Request(ExtInitializeReq);
+  ipc::MMeasurementSource connection;
+  connection.set_type(" homewizard");
+  station.machine.PostSetMeasurementSourceConnection(connection);
+  time.RunDue();
+  EXPECT_THAT(station.actions.done, ElementsAre("Initialize", "Set homewizard"));
+
+  // A handler of the machine's own would let the process live, without these words.
+  ::testing::FLAGS_gtest_death_test_style = "fast";
+  station.actions.during["Enable"] = [] { throw std::runtime_error("component broke"); };
+  EXPECT_DEATH(station.machine.Request(ExtEnableReq), "component broke");
+}
+
+TEST_F(CProcessStateMachineTest, RequestsOfOtherThreadsWaitForTheWorkInProgress) {
+  CRealScheduler realTime;
+  SStation station(realTime);
+  bool enabled = false;
+  std::thread other;
+  station.actions.during["Initialize"] = [&] {
+    other = std::thread([&] { enabled = station.machine.Request(ExtEnableReq); });
+  };
+  EXPECT_TRUE(station.machine.Request(ExtInitializeReq));
+  other.join();
+  EXPECT_TRUE(enabled);
+  EXPECT_TRUE(station.machine.IsEnabled());
+  EXPECT_THAT(station.actions.done, ElementsAre("Initialize", "Enable"));
+}
+
+}  // namespace
