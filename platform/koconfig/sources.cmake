@@ -1,1 +1,2 @@
-list(APPEND PLATFORM_SOURCES)
+list(APPEND PLATFORM_SOURCES koconfig/conversion.cpp koconfig/jsontext.cpp koconfig/listeners.cpp koconfig/settings.cpp
+  koconfig/settingsfile.cpp koconfig/store.cpp)

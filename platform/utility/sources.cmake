@@ -1,1 +1,1 @@
-list(APPEND PLATFORM_SOURCES utility/pollthread.cpp utility/signalwatcher.cpp)
+list(APPEND PLATFORM_SOURCES utility/filewatch.cpp utility/pollthread.cpp utility/posixfiles.cpp utility/signalwatcher.cpp)

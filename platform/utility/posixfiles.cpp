@@ -1,0 +1,149 @@
+#include "platform/utility/posixfiles.h"
+
+#include <cerrno>
+#include <cstdint>
+#include <cstdlib>
+#include <system_error>
+#include <utility>
+
+#include <fcntl.h>
+#include <fmt/core.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "platform/utility/filedescriptor.h"
+#include "platform/utility/filewatch.h"
+
+namespace {
+
+constexpr mode_t kNewFileMode = 0644;
+constexpr mode_t kPermissionBits = 07777;
+
+SFileError Failed(std::string reason) {
+  return {SFileError::EKind::Failed, std::move(reason)};
+}
+
+/// The outcome of a system call that failed, from errno.
+SFileError SystemError(const char* operation) {
+  const int error = errno;
+  const bool missing = error == ENOENT || error == ENOTDIR;
+  return {missing ? SFileError::EKind::Missing : SFileError::EKind::Failed,
+          fmt::format("{}: {}", operation, std::generic_category().message(error))};
+}
+
+SFileError TooLarge() {
+  return {SFileError::EKind::TooLarge, fmt::format("it is larger than {} bytes", IFiles::kLargestFile)};
+}
+
+CFileDescriptor Open(const std::filesystem::path& path, int flags) {
+  int descriptor = -1;
+  do {
+    descriptor = ::open(path.c_str(), flags | O_CLOEXEC);
+  } while (descriptor < 0 && errno == EINTR);
+  return CFileDescriptor(descriptor);
+}
+
+SFileError ReadAll(int descriptor, std::string& content) {
+  char block[4096];
+  content.clear();
+  while (true) {
+    const ssize_t count = ::read(descriptor, block, sizeof block);
+    if (count == 0) return {};
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) return SystemError("read");
+    content.append(block, static_cast<std::size_t>(count));
+    if (content.size() > IFiles::kLargestFile) return TooLarge();
+  }
+}
+
+SFileError WriteAll(int descriptor, std::string_view content) {
+  while (!content.empty()) {
+    const ssize_t count = ::write(descriptor, content.data(), content.size());
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) return SystemError("write");
+    content.remove_prefix(static_cast<std::size_t>(count));
+  }
+  return {};
+}
+
+/// Makes the names in a folder safe from a power cut.
+SFileError SyncFolder(const std::filesystem::path& folder) {
+  const CFileDescriptor descriptor = Open(folder, O_RDONLY | O_DIRECTORY);
+  if (!descriptor.IsOpen()) return SystemError("open folder");
+  // Some file systems know no such thing and say EINVAL.
+  if (::fsync(descriptor.Get()) != 0 && errno != EINVAL) return SystemError("fsync of the folder");
+  return {};
+}
+
+/// Gives a new file the owner and permissions of the one that it will replace.
+SFileError TakeOver(int descriptor, const std::filesystem::path& old) {
+  struct stat status {};
+  mode_t mode = kNewFileMode;
+  if (::stat(old.c_str(), &status) == 0) {
+    mode = status.st_mode & kPermissionBits;
+    // Only the superuser may give files away; a file of our own will do for anyone else.
+    const bool ours = status.st_uid == ::geteuid() && status.st_gid == ::getegid();
+    if (!ours && ::fchown(descriptor, status.st_uid, status.st_gid) != 0 && errno != EPERM) {
+      return SystemError("fchown");
+    }
+  }
+  return ::fchmod(descriptor, mode) == 0 ? SFileError{} : SystemError("fchmod");
+}
+
+SFileError FillAndMove(int descriptor, const std::string& beside, const std::filesystem::path& target,
+                       std::string_view content) {
+  if (SFileError error = WriteAll(descriptor, content)) return error;
+  if (SFileError error = TakeOver(descriptor, target)) return error;
+  if (::fsync(descriptor) != 0) return SystemError("fsync");
+  if (::rename(beside.c_str(), target.c_str()) != 0) return SystemError("rename");
+  return {};
+}
+
+}  // namespace
+
+SFileError CPosixFiles::Read(const std::filesystem::path& path, std::string& content) {
+  // Without O_NONBLOCK the opening of a FIFO would wait for its writer.
+  const CFileDescriptor descriptor = Open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
+  if (!descriptor.IsOpen()) return SystemError("open");
+  struct stat status {};
+  if (::fstat(descriptor.Get(), &status) != 0) return SystemError("fstat");
+  if (S_ISDIR(status.st_mode)) return Failed("it is a folder");
+  if (!S_ISREG(status.st_mode)) return Failed("it is not a regular file");
+  if (status.st_size > static_cast<off_t>(kLargestFile)) return TooLarge();
+  return ReadAll(descriptor.Get(), content);
+}
+
+SFileError CPosixFiles::Replace(const std::filesystem::path& path, std::string_view content) {
+  std::error_code code;
+  std::filesystem::path target = std::filesystem::weakly_canonical(path, code);
+  if (code) target = path;
+  const std::filesystem::path folder = target.has_parent_path() ? target.parent_path() : ".";
+  std::filesystem::create_directories(folder, code);
+  if (code) return Failed(fmt::format("create folder: {}", code.message()));
+
+  std::string beside = target.string() + ".XXXXXX";
+  const CFileDescriptor descriptor(::mkostemp(beside.data(), O_CLOEXEC));
+  if (!descriptor.IsOpen()) return SystemError("create");
+  if (SFileError error = FillAndMove(descriptor.Get(), beside, target, content)) {
+    ::unlink(beside.c_str());
+    return error;
+  }
+  return SyncFolder(folder);
+}
+
+SFileError CPosixFiles::Rename(const std::filesystem::path& from, const std::filesystem::path& to) {
+  if (::rename(from.c_str(), to.c_str()) != 0) return SystemError("rename");
+  return SyncFolder(to.has_parent_path() ? to.parent_path() : ".");
+}
+
+std::unique_ptr<IFiles::IWatch> CPosixFiles::Watch(const std::filesystem::path& path,
+                                                   std::function<void()> changed, SFileError& error) {
+  try {
+    auto watch = std::make_unique<CFileWatch>(path, std::move(changed));
+    error = {};
+    return watch;
+  } catch (const std::system_error& failure) {
+    error = Failed(failure.what());
+    return nullptr;
+  }
+}

@@ -1,0 +1,23 @@
+#include <cstdlib>
+#include <new>
+
+namespace {
+thread_local int allocations = 0;
+}
+
+int Allocations();
+int Allocations() {
+  return allocations;
+}
+
+void* operator new(std::size_t size) {
+  ++allocations;
+  if (void* memory = std::malloc(size)) return memory;
+  throw std::bad_alloc();
+}
+void operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+void operator delete(void* memory, std::size_t) noexcept {
+  std::free(memory);
+}
