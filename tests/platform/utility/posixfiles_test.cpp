@@ -1,0 +1,189 @@
+#include "platform/utility/posixfiles.h"
+
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <future>
+#include <string>
+#include <thread>
+
+#include <gmock/gmock.h>
+#include <json/value.h>
+#include <sys/stat.h>
+
+#include "platform/koconfig/koconfig.h"
+#include "platform/log/logcapture.h"
+#include "platform/utility/mutex.h"
+#include "platform/utility/signalwatcher.h"
+#include "platform/worker/realscheduler.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+namespace fs = std::filesystem;
+
+/// Long enough for any machine; nothing here waits for it when all is well.
+constexpr std::chrono::seconds kPatience{20};
+
+class PosixFilesTest : public testing::Test {
+ protected:
+  PosixFilesTest() {
+    std::string pattern = (fs::temp_directory_path() / "posixfiles.XXXXXX").string();
+    folder = ::mkdtemp(pattern.data());
+    fs::create_directory(folder / "etc");
+  }
+  ~PosixFilesTest() override { fs::remove_all(folder); }
+
+  static void WriteInPlace(const fs::path& path, const std::string& content) {
+    std::ofstream(path, std::ios::binary) << content;
+  }
+  std::string Content(const fs::path& path) {
+    std::string content;
+    const SFileError error = files.Read(path, content);
+    return error ? error.reason : content;
+  }
+  std::size_t FilesInFolder() const {
+    return static_cast<std::size_t>(std::distance(fs::directory_iterator(folder / "etc"), {}));
+  }
+
+  fs::path folder;
+  CPosixFiles files;
+};
+
+TEST_F(PosixFilesTest, ReadsRegularFilesOnlyAndWaitsForNone) {
+  const fs::path path = folder / "etc/file";
+  std::string content;
+  EXPECT_EQ(files.Read(path, content).kind, SFileError::EKind::Missing);
+  EXPECT_EQ(files.Read(folder / "nowhere/file", content).kind, SFileError::EKind::Missing);
+  EXPECT_EQ(Content(folder / "etc"), "it is a folder");
+  ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
+  EXPECT_EQ(Content(path), "it is not a regular file");
+  fs::remove(path);
+  fs::create_symlink(path, path);
+  EXPECT_EQ(files.Read(path, content).kind, SFileError::EKind::Failed);
+  fs::remove(path);
+  WriteInPlace(path, std::string(1024 * 1024, 'x'));
+  EXPECT_EQ(Content(path).size(), 1024U * 1024U);
+  WriteInPlace(path, std::string(1024 * 1024 + 1, 'x'));
+  EXPECT_EQ(files.Read(path, content).kind, SFileError::EKind::TooLarge);
+}
+
+TEST_F(PosixFilesTest, ReplacesAFileAndKeepsItsModeAndItsLink) {
+  const fs::path path = folder / "etc/file";
+  EXPECT_FALSE(files.Replace(folder / "new/folder/file", "1"));
+  EXPECT_EQ(Content(folder / "new/folder/file"), "1");
+  EXPECT_EQ(fs::status(folder / "new/folder/file").permissions(), fs::perms{0644});
+  WriteInPlace(path, "old");
+  fs::permissions(path, fs::perms{0640});
+  fs::create_symlink("file", folder / "etc/link");
+  EXPECT_FALSE(files.Replace(folder / "etc/link", "new"));
+  EXPECT_EQ(Content(path), "new");
+  EXPECT_EQ(fs::status(path).permissions(), fs::perms{0640});
+  EXPECT_TRUE(fs::is_symlink(folder / "etc/link"));
+  EXPECT_FALSE(files.Rename(path, folder / "etc/moved"));
+  EXPECT_EQ(Content(folder / "etc/moved"), "new");
+  EXPECT_TRUE(files.Rename(path, folder / "etc/moved"));
+
+  fs::create_directory(path);
+  EXPECT_EQ(files.Replace(path, "no").reason, "rename: Is a directory");
+  EXPECT_THAT(files.Replace(folder / "etc/moved/file", "no").reason, HasSubstr("Not a directory"));
+  EXPECT_EQ(FilesInFolder(), 3U) << "nothing is left beside the file, the link and the folder";
+}
+
+/// A store over real files, and the value that its listener was told last.
+class RealStoreTest : public PosixFilesTest {
+ protected:
+  void SetUp() override {
+    store = KoConfig::Create(scheduler, files, path);
+    store->AddListener("Test", "A", [this](const Json::Value& value) { Tell(value.asString()); });
+  }
+  void Tell(const std::string& value) {
+    const CMutexLock lock(mutex);
+    told = value;
+    changed.notify_all();
+  }
+  bool IsTold(const std::string& value) {
+    CMutexLock lock(mutex);
+    const auto end = std::chrono::steady_clock::now() + kPatience;
+    while (told != value) {
+      if (changed.wait_until(lock, end) == std::cv_status::timeout) return false;
+    }
+    return true;
+  }
+
+  const fs::path path = folder / "a/b/settings.json";
+  CLogCapture log{Log::ELogLevel::Error};
+  CRealScheduler scheduler;
+  CMutex mutex;
+  CCondition changed;
+  std::string told GUARDED_BY(mutex);
+  std::shared_ptr<KoConfig::IConfig> store;
+};
+
+TEST_F(RealStoreTest, SeesEveryWayInWhichAFileChanges) {
+  fs::create_directories(folder / "a/b");
+  WriteInPlace(path, R"({"A": "in a new folder"})");
+  EXPECT_TRUE(IsTold("in a new folder"));
+  EXPECT_EQ(store->GetString("A", ""), "in a new folder");
+  WriteInPlace(path, R"({"A": "in place"})");
+  EXPECT_TRUE(IsTold("in place"));
+  CPosixFiles().Replace(path, R"({"A": "replaced"})");
+  EXPECT_TRUE(IsTold("replaced"));
+  fs::rename(folder / "a", folder / "elsewhere");
+  EXPECT_TRUE(IsTold(""));
+  fs::create_directories(folder / "prepared/b");
+  WriteInPlace(folder / "prepared/b/settings.json", R"({"A": "folder moved here"})");
+  fs::rename(folder / "prepared", folder / "a");
+  EXPECT_TRUE(IsTold("folder moved here"));
+  fs::remove_all(folder / "a");
+  EXPECT_TRUE(IsTold(""));
+  EXPECT_TRUE(store->SetString("A", "own"));
+  EXPECT_TRUE(IsTold("own"));
+  WriteInPlace(path, R"({"A": "after all that"})");
+  EXPECT_TRUE(IsTold("after all that"));
+}
+
+TEST_F(RealStoreTest, GoesOnWithWhatItHasWhenTheFileTurnsIntoSomethingElse) {
+  EXPECT_TRUE(store->SetString("A", "good"));
+  ASSERT_EQ(::mkfifo((folder / "a/b/fifo").c_str(), 0600), 0);
+  fs::rename(folder / "a/b/fifo", path);
+  EXPECT_FALSE(store->SetString("A", "held"));
+  EXPECT_EQ(store->GetString("A", ""), "held");
+  EXPECT_THAT(log.Texts(Log::ELogLevel::Error),
+              ElementsAre(HasSubstr("/a/b/settings.json cannot be used: it is not a regular file;"),
+                          HasSubstr("/a/b/settings.json cannot be written: it cannot be read")));
+  CPosixFiles().Replace(path, R"({"A": "recovered"})");
+  EXPECT_TRUE(IsTold("recovered"));
+}
+
+TEST_F(RealStoreTest, LetsARunningListenerEndBeforeItIsRemoved) {
+  std::promise<void> entered;
+  std::atomic<bool> left{false};
+  store->AddListener("Test", "B", [&](const Json::Value&) {
+    entered.set_value();
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));  // the remover is waiting by then
+    left = true;
+  });
+  store->SetBool("B", true);
+  entered.get_future().wait();
+  store->RemoveListener("Test", "B");
+  EXPECT_TRUE(left);
+}
+
+TEST(SignalWatcherTest, CallsBackForBothSignals) {
+  std::promise<int> first;
+  std::promise<int> second;
+  std::atomic<bool> isFirst{true};
+  const CSignalWatcher watcher(
+      [&](int signal) { (isFirst.exchange(false) ? first : second).set_value(signal); });
+  ASSERT_EQ(::kill(::getpid(), SIGTERM), 0);
+  EXPECT_EQ(first.get_future().get(), SIGTERM);
+  ASSERT_EQ(::kill(::getpid(), SIGINT), 0);
+  EXPECT_EQ(second.get_future().get(), SIGINT);
+}
+
+}  // namespace
