@@ -1,0 +1,205 @@
+#include "simulation/scenario.h"
+
+#include <array>
+#include <cstdio>
+#include <limits>
+#include <string_view>
+#include <utility>
+
+#include "simulation/strictjson.h"
+#include "simulation/vehicle.h"
+#include "src/components/limitationsource.h"
+
+namespace {
+
+using CNode = CStrictJson::CNode;
+
+constexpr std::int64_t kMostMilliAmpere = 999000;
+constexpr std::uint32_t kSteepestRamp = 100000;
+constexpr double kColdest = -60.0;
+constexpr double kHottest = 200.0;
+
+/// "01:30:00" or, with milliseconds, "00:00:02.500".
+Milliseconds ReadTime(const CNode& node) {
+  const std::string text = node.Text();
+  const bool withMilliseconds = text.size() == std::string_view("hh:mm:ss.mmm").size();
+  std::string pattern = withMilliseconds ? "00:00:00.000" : "00:00:00";
+  bool fits = text.size() == pattern.size();
+  for (std::size_t i = 0; fits && i < pattern.size(); ++i) {
+    fits = pattern[i] == '0' ? text[i] >= '0' && text[i] <= '9' : text[i] == pattern[i];
+  }
+  const auto part = [&](std::size_t begin, std::size_t digits) {
+    return std::stoi(text.substr(begin, digits));
+  };
+  if (!fits || part(3, 2) > 59 || part(6, 2) > 59) {
+    node.Fail("must be a time such as \"01:30:00\" or \"00:00:02.500\"");
+  }
+  return std::chrono::hours(part(0, 2)) + std::chrono::minutes(part(3, 2)) +
+         std::chrono::seconds(part(6, 2)) + std::chrono::milliseconds(withMilliseconds ? part(9, 3) : 0);
+}
+
+ipc::ECurrentControlSource ReadSource(const CNode& node) {
+  const auto source = ParseSource(node.IsText() ? node.Text() : std::to_string(node.Integer(0, 1000)));
+  if (!source) node.Fail("must be a limitation source: its number, enumerator or display name");
+  return *source;
+}
+
+SScenario::Action ReadSetLimit(const CNode& node) {
+  node.AllowKeys({"source", "milliampere", "phases"});
+  ipc::MCurrentControlLimit limit;
+  limit.set_source(ReadSource(node.Require("source")));
+  limit.set_limit(static_cast<std::int32_t>(node.Require("milliampere").Integer(0, kMostMilliAmpere)));
+  if (const auto phases = node.Find("phases")) {
+    const std::int64_t count = phases->Integer(1, 3);
+    if (count == 2) phases->Fail("must be 1 or 3");
+    limit.set_number_of_phases(static_cast<std::int32_t>(count));
+  }
+  return SScenario::SSetLimit{limit};
+}
+
+SScenario::Action ReadClearLimit(const CNode& node) {
+  node.AllowKeys({"source"});
+  return SScenario::SClearLimit{ReadSource(node.Require("source"))};
+}
+
+std::optional<bool> FindBoolean(const CNode& node, std::string_view key) {
+  const auto found = node.Find(key);
+  return found ? std::optional(found->Boolean()) : std::nullopt;
+}
+
+std::optional<std::uint32_t> FindUnsigned(const CNode& node, std::string_view key, std::uint32_t least,
+                                          std::uint32_t most) {
+  const auto found = node.Find(key);
+  return found ? std::optional(static_cast<std::uint32_t>(found->Integer(least, most))) : std::nullopt;
+}
+
+std::optional<float> FindCelsius(const CNode& node, std::string_view key) {
+  const auto found = node.Find(key);
+  return found ? std::optional(static_cast<float>(found->Number(kColdest, kHottest))) : std::nullopt;
+}
+
+SScenario::Action ReadVehicle(const CNode& node) {
+  node.AllowKeys(
+      {"connected", "full", "max-milliampere", "phases", "reaction-ms", "ramp-milliampere-per-second"});
+  SScenario::SVehicleChange change;
+  change.connected = FindBoolean(node, "connected");
+  change.full = FindBoolean(node, "full");
+  change.maxMilliAmpere =
+      FindUnsigned(node, "max-milliampere", CVehicle::kLeastMilliAmpere, CVehicle::kMostMilliAmpere);
+  change.phases = FindUnsigned(node, "phases", 1, CVehicle::kPhases);
+  const auto longest = static_cast<std::uint32_t>(CVehicle::kLongestReaction.count());
+  if (const auto reaction = FindUnsigned(node, "reaction-ms", 0, longest))
+    change.reaction = Milliseconds(*reaction);
+  change.rampMilliAmperePerSecond = FindUnsigned(node, "ramp-milliampere-per-second", 1, kSteepestRamp);
+  return change;
+}
+
+SScenario::Action ReadPpState(const CNode& node) {
+  constexpr std::array<std::pair<std::string_view, ipc::EPpState>, 7> kStates{
+      {{"disconnect", ipc::EPpDisconnect},
+       {"13A", ipc::EPp13A},
+       {"20A", ipc::EPp20A},
+       {"32A", ipc::EPp32A},
+       {"63A/70A", ipc::EPp63A70A},
+       {"error", ipc::EPpError},
+       {"invalid", ipc::EPpInvalid}}};
+  const std::string text = node.Text();
+  for (const auto& [name, state] : kStates) {
+    if (text == name) return SScenario::SPpState{state};
+  }
+  node.Fail(R"(must be "disconnect", "13A", "20A", "32A", "63A/70A", "error" or "invalid")");
+}
+
+SScenario::Action ReadTemperatures(const CNode& node) {
+  node.AllowKeys({"adac", "netm", "mcu"});
+  SScenario::STemperatures temperatures{FindCelsius(node, "adac"), FindCelsius(node, "netm"), std::nullopt};
+  if (const auto found = node.Find("mcu")) {
+    found->AllowKeys({"relay1", "relay2", "earth-leakage-detector1", "earth-leakage-detector2"});
+    ipc::MMcuTemperatures& mcu = temperatures.mcu.emplace();
+    if (const auto celsius = FindCelsius(*found, "relay1")) mcu.set_relay1(*celsius);
+    if (const auto celsius = FindCelsius(*found, "relay2")) mcu.set_relay2(*celsius);
+    if (const auto celsius = FindCelsius(*found, "earth-leakage-detector1")) {
+      mcu.set_earth_leakage_detector1(*celsius);
+    }
+    if (const auto celsius = FindCelsius(*found, "earth-leakage-detector2")) {
+      mcu.set_earth_leakage_detector2(*celsius);
+    }
+  }
+  return temperatures;
+}
+
+/// One of two words.
+bool ReadChoice(const CNode& node, std::string_view yes, std::string_view no) {
+  const std::string text = node.Text();
+  if (text != yes && text != no)
+    node.Fail("must be \"" + std::string(yes) + "\" or \"" + std::string(no) + "\"");
+  return text == yes;
+}
+
+SScenario::Action ReadChargeControl(const CNode& node) {
+  return SScenario::SChargeControl{ReadChoice(node, "refuse", "accept")};
+}
+
+SScenario::Action ReadSupervisor(const CNode& node) {
+  return SScenario::SSupervisor{ReadChoice(node, "enable", "disable")};
+}
+
+SScenario::Action ReadAction(const CNode& event) {
+  using Reader = SScenario::Action (*)(const CNode&);
+  constexpr std::array<std::pair<std::string_view, Reader>, 7> kReaders{
+      {{"set-limit", ReadSetLimit},
+       {"clear-limit", ReadClearLimit},
+       {"vehicle", ReadVehicle},
+       {"pp-state", ReadPpState},
+       {"temperature", ReadTemperatures},
+       {"charge-control", ReadChargeControl},
+       {"supervisor", ReadSupervisor}}};
+  event.AllowKeys({"at", "set-limit", "clear-limit", "vehicle", "pp-state", "temperature", "charge-control",
+                   "supervisor"});
+  std::optional<SScenario::Action> action;
+  for (const auto& [key, read] : kReaders) {
+    const auto found = event.Find(key);
+    if (!found) continue;
+    if (action) found->Fail("must be an event of its own: an event does one thing");
+    action = read(*found);
+  }
+  if (!action) event.Fail("must do something: \"at\" stands alone");
+  return *action;
+}
+
+SScenario::SEvent ReadEvent(const CNode& node, Milliseconds previous, Milliseconds repeat) {
+  SScenario::Action action = ReadAction(node);
+  const CNode at = node.Require("at");
+  const Milliseconds time = ReadTime(at);
+  if (time < previous) at.Fail("must not be earlier than that of the event before");
+  if (repeat > Milliseconds{0} && time >= repeat) at.Fail("must be earlier than \"repeat\"");
+  return {time, std::move(action)};
+}
+
+}  // namespace
+
+SScenario ReadScenario(const std::string& name, std::string text) {
+  const CStrictJson file(name, std::move(text));
+  const CNode root = file.Root();
+  root.AllowKeys({"description", "repeat", "events"});
+  if (const auto description = root.Find("description")) description->Text();
+  SScenario scenario;
+  if (const auto repeat = root.Find("repeat")) {
+    scenario.repeat = ReadTime(*repeat);
+    if (scenario.repeat == Milliseconds{0}) repeat->Fail("must be longer than nothing");
+  }
+  Milliseconds previous{0};
+  for (const CNode& node : root.Require("events").Elements()) {
+    scenario.events.push_back(ReadEvent(node, previous, scenario.repeat));
+    previous = scenario.events.back().at;
+  }
+  return scenario;
+}
+
+SScenario LoadScenario(IFiles& files, const std::filesystem::path& path) {
+  std::string text;
+  if (const SFileError error = files.Read(path, text)) {
+    throw CFileError("cannot read scenario " + path.string() + ": " + error.reason);
+  }
+  return ReadScenario(path.string(), std::move(text));
+}

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "ipc/adac.pb.h"
+#include "ipc/currentcontrol.pb.h"
+#include "ipc/safetymcucomm.pb.h"
+
+#include "platform/utility/files.h"
+#include "platform/worker/scheduler.h"
+
+/// What happens around current control, and when. The file's form is described in docs/scenarios.md.
+struct SScenario {
+  /// Phases of 0 leave the choice to current control.
+  struct SSetLimit {
+    ipc::MCurrentControlLimit limit;
+  };
+  struct SClearLimit {
+    ipc::ECurrentControlSource source;
+  };
+  /// What is not given stays as it is.
+  struct SVehicleChange {
+    std::optional<bool> connected;
+    std::optional<bool> full;
+    std::optional<std::uint32_t> maxMilliAmpere;
+    std::optional<std::uint32_t> phases;
+    std::optional<Milliseconds> reaction;
+    std::optional<std::uint32_t> rampMilliAmperePerSecond;
+  };
+  struct SPpState {
+    ipc::EPpState state;
+  };
+  struct STemperatures {
+    std::optional<float> adac;
+    std::optional<float> netm;
+    std::optional<ipc::MMcuTemperatures> mcu;
+  };
+  struct SChargeControl {
+    bool refuse;
+  };
+  struct SSupervisor {
+    bool enable;
+  };
+  using Action = std::variant<SSetLimit, SClearLimit, SVehicleChange, SPpState, STemperatures, SChargeControl,
+                              SSupervisor>;
+
+  struct SEvent {
+    Milliseconds at;
+    Action action;
+  };
+
+  /// Zero: the scenario is played once. Otherwise longer than every event's time.
+  Milliseconds repeat{0};
+  std::vector<SEvent> events;  ///< in order of time
+};
+
+/// Reads a scenario from its text; throws CFileError. `name` is the file's, for messages.
+SScenario ReadScenario(const std::string& name, std::string text);
+
+/// Reads a scenario from its file; throws CFileError.
+SScenario LoadScenario(IFiles& files, const std::filesystem::path& path);

@@ -1,0 +1,30 @@
+#include "simulation/station.h"
+
+CStation::CStation(IScheduler& scheduler, Rpc::ICommunicationHost& host)
+    : mChargePoint(scheduler),
+      mBasicCharge(std::make_shared<CSimulatedBasicCharge>(scheduler, mChargePoint)),
+      mWorker(scheduler, "Station") {
+  host.RegisterService("Adac", ipc::CreateService(std::shared_ptr<ipc::IAdac>(mAdac)));
+  host.RegisterService("NetM", ipc::CreateService(std::shared_ptr<ipc::INetM>(mNetM)));
+  host.RegisterService("SafetyMcuComm",
+                       ipc::CreateService(std::shared_ptr<ipc::ISafetyMcuComm>(mSafetyMcuComm)));
+  host.RegisterService("ChargeControlBasicCharge",
+                       ipc::CreateService(std::shared_ptr<ipc::IBasicCharge2>(mBasicCharge)));
+  host.RegisterService("Meter", ipc::CreateService(std::shared_ptr<ipc::IMeter>(mMeter)));
+  host.RegisterService("Diagnostics", ipc::CreateService(std::shared_ptr<ipc::IDiagnostics>(mDiagnostics)));
+}
+
+void CStation::Start() {
+  mWorker.Start();
+  mMeasuring = mWorker.AddCall([this] { Measure(); }, Milliseconds{0}, kMeterPeriod);
+}
+
+void CStation::Stop() {
+  mWorker.Stop();
+}
+
+void CStation::Measure() {
+  const CChargePoint::SView view = mChargePoint.View();
+  mBasicCharge->TellChargingState(view.state);
+  mMeter->Measure(view.draw);
+}

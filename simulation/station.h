@@ -1,0 +1,49 @@
+#pragma once
+
+#include <memory>
+
+#include "platform/rpc/communicationhost.h"
+#include "platform/worker/worker.h"
+#include "simulation/adac.h"
+#include "simulation/basiccharge.h"
+#include "simulation/chargepoint.h"
+#include "simulation/diagnostics.h"
+#include "simulation/meter.h"
+#include "simulation/netm.h"
+#include "simulation/safetymcucomm.h"
+
+/// The services and the vehicle that surround current control in a charging station. Runs in virtual time
+/// over an in-process host as well as in real time over a real one.
+class CStation {
+ public:
+  /// How often the meter measures and the charging state is looked at.
+  static constexpr Milliseconds kMeterPeriod{1000};
+
+  /// Registers every service with the host, which its owner starts, and stops before the station goes.
+  CStation(IScheduler& scheduler, Rpc::ICommunicationHost& host);
+
+  /// Begins to measure.
+  void Start();
+  void Stop();
+
+  CChargePoint& ChargePoint() { return mChargePoint; }
+  CSimulatedAdac& Adac() { return *mAdac; }
+  CSimulatedNetM& NetM() { return *mNetM; }
+  CSimulatedSafetyMcuComm& SafetyMcuComm() { return *mSafetyMcuComm; }
+  CSimulatedBasicCharge& BasicCharge() { return *mBasicCharge; }
+  CSimulatedMeter& Meter() { return *mMeter; }
+  CSimulatedDiagnostics& Diagnostics() { return *mDiagnostics; }
+
+ private:
+  void Measure();
+
+  CChargePoint mChargePoint;
+  const std::shared_ptr<CSimulatedAdac> mAdac = std::make_shared<CSimulatedAdac>();
+  const std::shared_ptr<CSimulatedNetM> mNetM = std::make_shared<CSimulatedNetM>();
+  const std::shared_ptr<CSimulatedSafetyMcuComm> mSafetyMcuComm = std::make_shared<CSimulatedSafetyMcuComm>();
+  const std::shared_ptr<CSimulatedBasicCharge> mBasicCharge;
+  const std::shared_ptr<CSimulatedMeter> mMeter = std::make_shared<CSimulatedMeter>();
+  const std::shared_ptr<CSimulatedDiagnostics> mDiagnostics = std::make_shared<CSimulatedDiagnostics>();
+  CCallHandle mMeasuring;
+  CWorker mWorker;
+};

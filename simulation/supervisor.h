@@ -1,0 +1,51 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+
+#include "ipc/genericcontrol.service.h"
+
+#include "platform/rpc/communicationhost.h"
+#include "platform/worker/worker.h"
+
+/// The station's supervisor towards current control: brings it where it is wanted, as often as that takes,
+/// and brings it there again when it was restarted. Any thread.
+class CSupervisor {
+ public:
+  enum class EGoal {
+    Enabled,     ///< initialised and enabled
+    Disabled,    ///< its components at rest
+    Terminated,  ///< ended: it answers no more
+  };
+  /// How often it looks while it waits for the goal.
+  static constexpr Milliseconds kPeriod{100};
+  /// How often it looks once there, and how long it rests after a refusal.
+  static constexpr Milliseconds kWatchPeriod{1000};
+
+  CSupervisor(IScheduler& scheduler, Rpc::ICommunicationHost& host);
+
+  void Start();
+  void Stop();
+
+  /// From now on works towards this goal. `reached` is called once on the supervisor's worker, unless another
+  /// goal is given before that.
+  void SetGoal(EGoal goal, std::function<void()> reached = {});
+
+ private:
+  enum class EOutcome { Reached, OnTheWay, Refused };
+
+  void Step();
+  EOutcome Work();
+  EOutcome WorkTowardsEnabled(const ipc::MProcessState& state);
+  EOutcome WorkTowardsTerminated(const Rpc::SResult<ipc::MProcessState>& state);
+  void StepEvery(Milliseconds period);
+
+  ipc::CGenericControlClient mControl;
+  // Bound to the worker.
+  EGoal mGoal = EGoal::Enabled;
+  std::function<void()> mReached;
+  bool mGoalReached = false;
+  Milliseconds mPeriod{0};
+  CCallHandle mStepping;
+  CWorker mWorker;
+};

@@ -1,0 +1,95 @@
+#include "simulation/vehicle.h"
+
+#include <algorithm>
+
+void CVehicle::SetProperties(const SProperties& properties) {
+  mProperties = properties;
+}
+
+void CVehicle::Connect() {
+  if (mConnected) return;
+  mConnected = true;
+  Offer(mOffer.milliAmpere, mOffer.phases);
+}
+
+void CVehicle::Disconnect() {
+  mConnected = false;
+  mFull = false;
+  mFollowed = {};
+  mPending.clear();
+  mLevel = 0;
+  mRampRemainder = 0;
+}
+
+void CVehicle::SetFull(bool full) {
+  mFull = full;
+}
+
+void CVehicle::Offer(std::uint32_t milliAmpere, std::uint32_t phases) {
+  mOffer = {milliAmpere, phases};
+  if (!mConnected) return;
+  Milliseconds due = mNow + mProperties.reaction;
+  // Offers are followed in the order in which they came, also when the reaction has become quicker.
+  if (!mPending.empty()) due = std::max(due, mPending.back().due);
+  // One offer for each millisecond: a flood of them needs no more memory than that.
+  if (!mPending.empty() && mPending.back().due == due) mPending.pop_back();
+  mPending.push_back({due, mOffer});
+  React();
+}
+
+void CVehicle::Advance(Milliseconds span) {
+  const Milliseconds end = mNow + span;
+  while (mNow < end) {
+    const Milliseconds next = mPending.empty() ? end : std::min(end, mPending.front().due);
+    Ramp(next - mNow);
+    mNow = next;
+    React();
+  }
+}
+
+void CVehicle::React() {
+  while (!mPending.empty() && mPending.front().due <= mNow) {
+    mFollowed = mPending.front().offer;
+    mPending.pop_front();
+  }
+}
+
+std::uint32_t CVehicle::Target() const {
+  const std::uint32_t allowed = std::min(mFollowed.milliAmpere, mProperties.maxMilliAmpere);
+  return mConnected && !mFull && allowed >= kLeastMilliAmpere ? allowed : 0;
+}
+
+void CVehicle::Ramp(Milliseconds span) {
+  const std::uint32_t target = Target();
+  if (mLevel == 0 && target > 0) mLevel = kLeastMilliAmpere;
+  if (mLevel != target && span.count() > 0) Approach(target, span);
+  // What is left over belongs to this ramp only: the next one begins the same however time was cut.
+  if (mLevel == target) mRampRemainder = 0;
+}
+
+void CVehicle::Approach(std::uint32_t target, Milliseconds span) {
+  constexpr std::uint64_t kMillisecondsPerSecond = 1000;
+  mRampRemainder +=
+      std::uint64_t{mProperties.rampMilliAmperePerSecond} * static_cast<std::uint64_t>(span.count());
+  const std::uint64_t step = mRampRemainder / kMillisecondsPerSecond;
+  mRampRemainder %= kMillisecondsPerSecond;
+  if (mLevel < target) {
+    mLevel = static_cast<std::uint32_t>(std::min<std::uint64_t>(target, mLevel + step));
+  } else {
+    const std::uint32_t lowest = std::max(target, kLeastMilliAmpere);
+    mLevel = step < mLevel - lowest ? mLevel - static_cast<std::uint32_t>(step) : target;
+  }
+}
+
+CVehicle::EState CVehicle::State() const {
+  if (!mConnected) return EState::Absent;
+  if (mLevel > 0) return EState::Charging;
+  return mFull ? EState::Full : EState::Connected;
+}
+
+CVehicle::Currents CVehicle::Draw() const {
+  Currents currents{};
+  const std::uint32_t phases = std::min({mFollowed.phases, mProperties.phases, kPhases});
+  std::fill_n(currents.begin(), phases, mLevel);
+  return currents;
+}

@@ -1,0 +1,106 @@
+#include "simulation/scenario.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "simulation/memoryfiles.h"
+#include "simulation/strictjson.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+std::string ErrorOf(const std::string& text) {
+  try {
+    ReadScenario("s.json", text);
+  } catch (const CFileError& error) {
+    return error.what();
+  }
+  return "no error";
+}
+
+TEST(Scenario, TellsPlaceKeyAndWhatIsAllowed) {
+  struct SCase {
+    std::string text, error;
+  };
+  const auto event = [](const std::string& action) {
+    return "{\"events\": [\n  {\"at\": \"00:00:01\", " + action + "}]}";
+  };
+  const SCase kCases[] = {
+      {"", "s.json:1:1: Syntax error: value, object or array expected."},
+      {"[]", R"(s.json:1:1: must be an object with "description", "repeat", "events")"},
+      {"{\n\n}", R"(s.json:1:1: must have "events")"},
+      {"{\"events\": [],\n \"loop\": 1}",
+       R"(s.json:2:2: "loop" is not a key that is known here; allowed: "description", "repeat", "events")"},
+      {R"({"events": 3})", R"(s.json:1:2: "events" must be a list)"},
+      {R"({"events": [], "events": []})", "s.json:1:16: Duplicate key: 'events'"},
+      {R"({"events": [], "repeat": "00:00:00"})", R"(s.json:1:16: "repeat" must be longer than nothing)"},
+      {R"({"events": [], "a\"b": 0})",
+       R"(s.json:1:16: "a"b" is not a key that is known here; allowed: "description", "repeat", "events")"},
+      {"{\"events\": [\n  {\"supervisor\": \"enable\"}]}", R"(s.json:2:3: must have "at")"},
+      {"{\"events\": [\n  {\"at\": \"00:00:01\"}]}", R"(s.json:2:3: must do something: "at" stands alone)"},
+      {"{\"events\": [{\"at\": \"1 minute\",\n \"supervisor\": \"enable\"}]}",
+       R"(s.json:1:14: "at" must be a time such as "01:30:00" or "00:00:02.500")"},
+      {"{\"events\": [{\"at\": \"00:60:00\",\n \"supervisor\": \"enable\"}]}",
+       R"(s.json:1:14: "at" must be a time such as "01:30:00" or "00:00:02.500")"},
+      {"{\"events\": [{\"at\": \"00:00:02\", \"supervisor\": \"enable\"},\n{\"supervisor\": \"enable\", "
+       "\"at\" : \"00:00:01\"}]}",
+       R"(s.json:2:26: "at" must not be earlier than that of the event before)"},
+      {"{\"repeat\": \"00:00:02\", \"events\": [{\"at\": \"00:00:02\",\n \"supervisor\": \"enable\"}]}",
+       R"(s.json:1:36: "at" must be earlier than "repeat")"},
+      {event(R"("supervisor": "enable", "pp-state": "13A")"),
+       R"(s.json:2:22: "supervisor" must be an event of its own: an event does one thing)"},
+      {event(R"("set-limit": {"source": "sun", "milliampere": 1})"),
+       R"(s.json:2:36: "source" must be a limitation source: its number, enumerator or display name)"},
+      {event(R"("set-limit": {"source": 15})"), R"(s.json:2:22: "set-limit" must have "milliampere")"},
+      {event(R"("set-limit": {"source": 15, "milliampere": 10.5})"),
+       R"(s.json:2:50: "milliampere" must be a whole number from 0 to 999000)"},
+      {event(R"("set-limit": {"source": 15, "milliampere": 99999999999999999999})"),
+       R"(s.json:2:50: "milliampere" must be a whole number from 0 to 999000)"},
+      {event(R"("set-limit": {"source": 15, "milliampere": 6000, "phases": 2})"),
+       R"(s.json:2:71: "phases" must be 1 or 3)"},
+      {event(R"("vehicle": {"reaction-ms": 5001})"),
+       R"(s.json:2:34: "reaction-ms" must be a whole number from 0 to 5000)"},
+      {event(R"("vehicle": {"connected": "yes"})"), R"(s.json:2:34: "connected" must be true or false)"},
+      {event(R"("temperature": {"mcu": {"relay1": true}})"),
+       R"(s.json:2:46: "relay1" must be a number from -60 to 200)"},
+      {event(R"("pp-state": "14A")"),
+       R"(s.json:2:22: "pp-state" must be "disconnect", "13A", "20A", "32A", "63A/70A", "error" or "invalid")"},
+      {event(R"("charge-control": "maybe")"),
+       R"(s.json:2:22: "charge-control" must be "refuse" or "accept")"},
+  };
+  for (const SCase& test : kCases) EXPECT_EQ(ErrorOf(test.text), test.error);
+  EXPECT_THAT(ErrorOf(std::string(100000, '[')), testing::StartsWith("s.json"));
+}
+
+TEST(Scenario, ReadsWhatIsWritten) {
+  CMemoryFiles files;
+  files.Write("/s.json", R"({"repeat": "00:00:03", "events": [
+    {"at": "00:00:00.250", "set-limit": {"source": "local rest api", "milliampere": 10000, "phases": 1}},
+    {"at": "00:00:02", "vehicle": {"full": true, "reaction-ms": 0}}]})");
+  const SScenario scenario = LoadScenario(files, "/s.json");
+  EXPECT_EQ(scenario.repeat, 3s);
+  ASSERT_EQ(scenario.events.size(), 2U);
+  EXPECT_EQ(scenario.events[0].at, 250ms);
+  const auto& limit = std::get<SScenario::SSetLimit>(scenario.events[0].action).limit;
+  EXPECT_EQ(limit.source(), ipc::ECurrentControlLocalRestApi);
+  EXPECT_EQ(limit.limit(), 10000);
+  EXPECT_EQ(limit.number_of_phases(), 1);
+  const auto& vehicle = std::get<SScenario::SVehicleChange>(scenario.events[1].action);
+  EXPECT_EQ(vehicle.full, true);
+  EXPECT_EQ(vehicle.reaction, 0ms);
+  EXPECT_EQ(vehicle.phases, std::nullopt);
+
+  EXPECT_THROW(
+      {
+        try {
+          LoadScenario(files, "/none.json");
+        } catch (const CFileError& error) {
+          EXPECT_STREQ(error.what(), "cannot read scenario /none.json: No such file or directory");
+          throw;
+        }
+      },
+      CFileError);
+}
+
+}  // namespace
