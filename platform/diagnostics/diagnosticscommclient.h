@@ -1,11 +1,13 @@
 #pragma once
 
-#include <deque>
-#include <map>
+#include <cstddef>
 #include <memory>
+#include <optional>
 
 #include "ipc/diagnostics.service.h"
 
+#include "platform/diagnostics/pendingreports.h"
+#include "platform/rpc/backoff.h"
 #include "platform/utility/mutex.h"
 #include "platform/worker/worker.h"
 
@@ -27,4 +29,26 @@ class CDiagnosticsCommClient {
 
   /// Queues a signal's new value, or an event, and returns at once.
   void Report(ipc::MDiagnosticsSignal signal);
+
+ private:
+  void SendNext();
+  std::optional<CPendingReports::SReport> NextOrRest();
+  void NoteAnswer(const ipc::MDiagnosticsSignal& signal, const ipc::MResult& answer);
+
+  // Constant after construction.
+  const IClock& mClock;
+  ipc::CDiagnosticsClient mPeer;
+
+  // Used on the worker only.
+  Rpc::CBackOff mBackOff;
+  CCallHandle mRetry;
+  bool mRefused = false;
+
+  CMutex mMutex;
+  CPendingReports mPending GUARDED_BY(mMutex){kMostEvents};
+  bool mStarted GUARDED_BY(mMutex) = false;
+  bool mSending GUARDED_BY(mMutex) = false;  // a call of `SendNext` runs or is on its way
+  bool mDropping GUARDED_BY(mMutex) = false;
+
+  CWorker mWorker;
 };
