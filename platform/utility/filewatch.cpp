@@ -44,14 +44,18 @@ CFileWatch::CFileWatch(const std::filesystem::path& path, std::function<void()> 
     : mPath(Resolved(path)),
       mChanged(std::move(changed)),
       mInotify(OpenInotify()),
-      mArmed(Arm()),
-      mThread("file watch", mInotify.Get(), [this] { return HandleEvents(); }) {
-  if (!mArmed) throw std::system_error(ENOSPC, std::generic_category(), "inotify watch");
+      mArmed(ArmOrThrow()),
+      mThread("file watch", mInotify.Get(), [this] { return HandleEvents(); }) {}
+
+bool CFileWatch::ArmOrThrow() {
+  const int error = Arm();
+  if (error != 0) throw std::system_error(error, std::generic_category(), "inotify watch");
+  return true;
 }
 
-bool CFileWatch::Arm() {
+int CFileWatch::Arm() {
   std::map<int, std::string> awaited;
-  bool complete = true;
+  int error = 0;
   std::filesystem::path above;
   std::filesystem::path folder = mPath.root_path();
   const std::filesystem::path below = mPath.relative_path();
@@ -60,11 +64,8 @@ bool CFileWatch::Arm() {
     const bool last = std::next(name) == below.end();
     const int watch = AddWatch(folder, last ? kFileChanges : kFolderAppears);
     if (watch < 0 && (errno == ENOENT || errno == ENOTDIR)) break;
-    if (watch < 0) {
-      // A folder that we may enter but not list cannot be watched; those below it can.
-      if (errno != EACCES || last) complete = false;
-      continue;
-    }
+    error = watch < 0 ? errno : 0;
+    if (watch < 0) continue;  // a folder that we may enter but not list, say; those below it count
     awaited.insert_or_assign(watch, name->string());
     // What else is created in a busy folder above need not wake us.
     if (!above.empty()) AddWatch(above, kFolderGoes);
@@ -74,7 +75,7 @@ bool CFileWatch::Arm() {
     if (!awaited.contains(watch)) ::inotify_rm_watch(mInotify.Get(), watch);
   }
   mAwaited = std::move(awaited);
-  return complete;
+  return error;
 }
 
 int CFileWatch::AddWatch(const std::filesystem::path& folder, std::uint32_t events) const {
@@ -85,7 +86,7 @@ std::optional<Milliseconds> CFileWatch::HandleEvents() {
   const bool concerned = TakeEvents();
   if (!concerned && mArmed) return std::nullopt;
   // First the watches, then the callback: what happens from here on is an event again.
-  mArmed = Arm();
+  mArmed = Arm() == 0;
   mChanged();
   return mArmed ? std::nullopt : std::optional(kRetryPeriod);
 }

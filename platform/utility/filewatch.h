@@ -24,8 +24,9 @@ class CFileWatch final : public IFiles::IWatch {
   CFileWatch(const std::filesystem::path& path, std::function<void()> changed);
 
  private:
-  /// Watches the folders as they are now. False: not all that could be watched are.
-  bool Arm();
+  bool ArmOrThrow();
+  /// Watches the folders as they are now. Answers 0, or the system's error for the lowest that exists.
+  int Arm();
   /// Negative, and errno, when it cannot be watched.
   int AddWatch(const std::filesystem::path& folder, std::uint32_t events) const;
   std::optional<Milliseconds> HandleEvents();

@@ -10,7 +10,9 @@
 #else
 #define LOCK_ATTRIBUTE(x)
 #endif
+#ifndef GUARDED_BY  // abseil, which comes along with gRPC, defines it alike
 #define GUARDED_BY(mutex) LOCK_ATTRIBUTE(guarded_by(mutex))
+#endif
 #define REQUIRES(mutex) LOCK_ATTRIBUTE(requires_capability(mutex))
 #define EXCLUDES(mutex) LOCK_ATTRIBUTE(locks_excluded(mutex))
 
