@@ -191,12 +191,13 @@ CCurrentLimiter::SExplanation CCurrentLimiter::Explain() {
   CMutexLock lock(mMutex);
   const TimePoint now = mClock.Now();
   SExplanation explanation;
+  explanation.setpoint = mSetpoint;
+  explanation.selection = SelectMinimum(mLimits);
   Limits others;
   for (const auto& limit : mLimits) {
     explanation.limits.push_back({limit.entry, std::chrono::duration_cast<Milliseconds>(now - limit.since)});
-    if (limit.entry.source != mSetpoint.source) others.push_back(limit);
+    if (limit.entry.source != explanation.selection.source) others.push_back(limit);
   }
-  explanation.setpoint = mSetpoint;
   explanation.runnerUp = SelectMinimum(others);
   return explanation;
 }

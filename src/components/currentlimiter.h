@@ -39,7 +39,10 @@ class CCurrentLimiter {
     };
     std::vector<SStored> limits;  ///< in stored order, which decides between equal limits
     SLimitEntry setpoint;         ///< as last forwarded; current -1 before the first
-    SLimitEntry runnerUp;         ///< what would follow without the limit of the deciding current source
+    /// What the limits give now. The setpoint may lag by less than a threshold, and still name the sources
+    /// that decided when it was forwarded.
+    SLimitEntry selection;
+    SLimitEntry runnerUp;  ///< what would follow without the limit of the selection's current source
   };
 
   /// The diagnostics signals that tell who limits.

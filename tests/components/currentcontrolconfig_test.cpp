@@ -29,86 +29,84 @@ class CConfigTest : public ::testing::Test {
 };
 
 TEST_F(CConfigTest, SwitchesFollowTheirKeysAndDefaults) {
-  using Config = CCurrentControlConfig;
-  const struct {
-    CMemoryConfig& store;
+  using C = CCurrentControlConfig;
+  struct SCase {
     const char* key;
-    bool (Config::*get)() const;
-    bool absent;
-    bool whenTrue = true;
-  } kCases[] = {
-      {*mHwinfo, "HwHasSocket", &Config::IsFixedCable, false, false},
-      {*mHwinfo, "HwHasMeter", &Config::HasMeter, false},
-      {*mHwinfo, "HwHasRs485", &Config::HasRs485, false},
-      {*mHwinfo, "HwHasBop", &Config::HasCtConnector, false},
-      {*mHwinfo, "HwHasDigitalInputs", &Config::HasDigitalInputs, false},
-      {*mSettings, "CurrentCtrlBopEnable", &Config::GetBopEnable, false},
-      {*mSettings, "BopCtDetectionEnable", &Config::IsBopCtDetectionEnabled, true},
-      {*mSettings, "UserDefinedHouseholdPowerLimitEnable", &Config::IsUserDefinedHouseholdPowerLimitEnabled,
-       false},
-      {*mSettings, "UserDefinedHouseholdPowerLimitAllowed", &Config::IsUserDefinedHouseholdPowerLimitAllowed,
-       false},
-      {*mSettings, "GroupLoadBalancingEnable", &Config::GetGroupLoadBalancingEnable, false},
-      {*mSettings, "VDEPhaseImbalanceEnable", &Config::PhaseImbalanceEnabled, false},
-      {*mSettings, "CurrentCtrlOverUnderVoltageDetectionEnable", &Config::IsOverUnderVoltageDetectionEnabled,
-       false},
-      {*mSettings, "LocalSmartChargingAllowed", &Config::GetLocalSmartChargingAllowed, false},
-      {*mSettings, "SolarChargingAllowed", &Config::GetSolarChargingAllowed, false},
-      {*mSettings, "SolarChargingEnable", &Config::GetSolarChargingEnable, false},
-      {*mSettings, "UserDefinedChargeLimitCurrentAllowed", &Config::IsUserDefinedChargeLimitCurrentAllowed,
-       false},
-      {*mSettings, "PowerLimitInputEnable", &Config::GetPowerLimitInputEnable, false},
-      {*mSettings, "PowerLimitInputDi1Inverse", &Config::GetPowerLimitInputDi1Inverse, false},
-      {*mSettings, "PowerLimitInputDi2Inverse", &Config::GetPowerLimitInputDi2Inverse, false},
+    bool (C::*get)() const;
+    bool absent = false;
   };
   const auto& config = Create();
-  for (const auto& [store, key, get, absent, whenTrue] : kCases) {
-    EXPECT_EQ((config.*get)(), absent) << key;
-    store.Set(key, true);
-    EXPECT_EQ((config.*get)(), whenTrue) << key;
-    store.Set(key, false);
-    EXPECT_EQ((config.*get)(), !whenTrue) << key;
+  const auto check = [&](CMemoryConfig& store, const SCase& tested) {
+    EXPECT_EQ((config.*tested.get)(), tested.absent) << tested.key;
+    for (const bool value : {true, false}) {
+      store.Set(tested.key, value);
+      EXPECT_EQ((config.*tested.get)(), value) << tested.key;
+    }
+  };
+  for (const auto& tested :
+       {SCase{"HwHasMeter", &C::HasMeter}, SCase{"HwHasRs485", &C::HasRs485},
+        SCase{"HwHasBop", &C::HasCtConnector}, SCase{"HwHasDigitalInputs", &C::HasDigitalInputs}}) {
+    check(*mHwinfo, tested);
   }
+  const SCase kSettings[] = {
+      {"CurrentCtrlBopEnable", &C::GetBopEnable},
+      {"BopCtDetectionEnable", &C::IsBopCtDetectionEnabled, true},
+      {"UserDefinedHouseholdPowerLimitEnable", &C::IsUserDefinedHouseholdPowerLimitEnabled},
+      {"UserDefinedHouseholdPowerLimitAllowed", &C::IsUserDefinedHouseholdPowerLimitAllowed},
+      {"GroupLoadBalancingEnable", &C::GetGroupLoadBalancingEnable},
+      {"VDEPhaseImbalanceEnable", &C::PhaseImbalanceEnabled},
+      {"CurrentCtrlOverUnderVoltageDetectionEnable", &C::IsOverUnderVoltageDetectionEnabled},
+      {"LocalSmartChargingAllowed", &C::GetLocalSmartChargingAllowed},
+      {"SolarChargingAllowed", &C::GetSolarChargingAllowed},
+      {"SolarChargingEnable", &C::GetSolarChargingEnable},
+      {"UserDefinedChargeLimitCurrentAllowed", &C::IsUserDefinedChargeLimitCurrentAllowed},
+      {"PowerLimitInputEnable", &C::GetPowerLimitInputEnable},
+      {"PowerLimitInputDi1Inverse", &C::GetPowerLimitInputDi1Inverse},
+      {"PowerLimitInputDi2Inverse", &C::GetPowerLimitInputDi2Inverse},
+  };
+  for (const auto& tested : kSettings) check(*mSettings, tested);
+  EXPECT_FALSE(config.IsFixedCable());
+  mHwinfo->Set("HwHasSocket", false);
+  EXPECT_TRUE(config.IsFixedCable());
 }
 
 TEST_F(CConfigTest, NumbersFollowTheirKeysDefaultsAndUnits) {
-  using Config = CCurrentControlConfig;
+  using C = CCurrentControlConfig;
   const struct {
-    CMemoryConfig& store;
     const char* key;
-    std::uint32_t (Config::*get)() const;
+    std::uint32_t (C::*get)() const;
     std::uint32_t absent;
     std::uint32_t whenSeven = 7;
-  } kCases[] = {
-      {*mHwinfo, "HwMaxCurrent", &Config::GetConfigHardwareLimit, 0},
-      {*mHwinfo, "HwOneOrThreePhase", &Config::GetNumberOfPhases, 1},
-      {*mSettings, "CurrentCtrlFixedChargeCurrentLimit", &Config::GetConfigInstallationLimit, 0},
-      {*mSettings, "ConnectedPhases", &Config::GetConnectedPhases, 0},
-      {*mSettings, "CurrentCtrlBopFuseRating", &Config::GetFuseLimit, 0},
-      {*mSettings, "CurrentCtrlBopFuseRating", &Config::GetBopFuseRating, 0, 7000},
-      {*mSettings, "BopCtDetectionTreshold", &Config::GetBopCtDetectionTreshold, 100},
-      {*mSettings, "BopFallbackCurrent", &Config::GetBopFallbackCurrent, 6000},
-      {*mSettings, "BopCtDetectionReportInterval", &Config::GetBopCtDetectionReportInterval, 30},
-      {*mSettings, "UserDefinedHouseholdPowerLimit", &Config::GetUserDefinedHouseholdPowerLimit, 20000},
-      {*mSettings, "VDEPhaseImbalanceLimit", &Config::GetPhaseImbalanceLimitCurrent, 20},
-      {*mSettings, "CurrentCtrlOverVoltageLimit", &Config::GetOverVoltageLimit, 253},
-      {*mSettings, "CurrentCtrlUnderVoltageLimit", &Config::GetUnderVoltageLimit, 207},
-      {*mSettings, "UserDefinedChargeLimitCurrent", &Config::GetUserDefinedChargeLimitCurrent, 32},
-      {*mSettings, "PowerLimitInputDi1Limit", &Config::GetPowerLimitInputDi1LimitMilliAmpere, 6000, 7000},
-      {*mSettings, "PowerLimitInputDi2Limit", &Config::GetPowerLimitInputDi2LimitMilliAmpere, 0, 7000},
+  } kSettings[] = {
+      {"CurrentCtrlFixedChargeCurrentLimit", &C::GetConfigInstallationLimit, 0},
+      {"ConnectedPhases", &C::GetConnectedPhases, 0},
+      {"CurrentCtrlBopFuseRating", &C::GetFuseLimit, 0},
+      {"CurrentCtrlBopFuseRating", &C::GetBopFuseRating, 0, 7000},
+      {"BopCtDetectionTreshold", &C::GetBopCtDetectionTreshold, 100},
+      {"BopFallbackCurrent", &C::GetBopFallbackCurrent, 6000},
+      {"BopCtDetectionReportInterval", &C::GetBopCtDetectionReportInterval, 30},
+      {"UserDefinedHouseholdPowerLimit", &C::GetUserDefinedHouseholdPowerLimit, 20000},
+      {"VDEPhaseImbalanceLimit", &C::GetPhaseImbalanceLimitCurrent, 20},
+      {"CurrentCtrlOverVoltageLimit", &C::GetOverVoltageLimit, 253},
+      {"CurrentCtrlUnderVoltageLimit", &C::GetUnderVoltageLimit, 207},
+      {"UserDefinedChargeLimitCurrent", &C::GetUserDefinedChargeLimitCurrent, 32},
+      {"PowerLimitInputDi1Limit", &C::GetPowerLimitInputDi1LimitMilliAmpere, 6000, 7000},
+      {"PowerLimitInputDi2Limit", &C::GetPowerLimitInputDi2LimitMilliAmpere, 0, 7000},
   };
   const auto& config = Create();
-  for (const auto& [store, key, get, absent, whenSeven] : kCases) {
+  for (const auto& [key, get, absent, whenSeven] : kSettings) {
     EXPECT_EQ((config.*get)(), absent) << key;
-    store.Set(key, 7);
+    mSettings->Set(key, 7);
     EXPECT_EQ((config.*get)(), whenSeven) << key;
-    store.Set(key, {});
+    mSettings->Set(key, {});
   }
   mSettings->Set("CurrentCtrlBopFuseRating", 4294968U);
   EXPECT_EQ(config.GetBopFuseRating(), 4294967295U);
   EXPECT_EQ(config.GetHomeWizardAddressPort(), 80);
   mSettings->Set("BopHomeWizardAddressPort", 65617);
   EXPECT_EQ(config.GetHomeWizardAddressPort(), 81);
+  mHwinfo->Set("HwMaxCurrent", 32);
+  EXPECT_EQ(config.GetConfigHardwareLimit(), 32U);
 }
 
 TEST_F(CConfigTest, MissingLimitsAreWarnedOf) {
