@@ -1,0 +1,207 @@
+#include <sstream>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "platform/log/logcapture.h"
+#include "platform/rpc/appcommunicationhost.h"
+#include "platform/rpc/inprocessbackend.h"
+#include "platform/worker/virtualscheduler.h"
+#include "platform/worker/worker.h"
+#include "simulation/memoryfiles.h"
+#include "tools/currentcontrolctl/amperes.h"
+#include "tools/currentcontrolctl/commands.h"
+#include "tools/currentcontrolctl/ctloptions.h"
+#include "tools/display/options.h"
+#include "tools/fakeservice.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+TEST(Amperes, TakesPlainNumbersOnlyAndRounds) {
+  using Text = std::pair<std::string, std::optional<std::int32_t>>;
+  const Text kTexts[] = {{"16", 16000},    {"12.5", 12500},     {"0", 0},      {"6.0004", 6000},
+                         {"6.0005", 6001}, {"999", 999000},     {"999.1", {}}, {"998.9999", 999000},
+                         {"1000", {}},     {"99999999999", {}}, {"", {}},      {"nan", {}},
+                         {"1e9", {}},      {"-5", {}},          {"+5", {}},    {"16A", {}},
+                         {"16.", {}},      {".5", {}},          {"1.2.3", {}}, {" 16", {}},
+                         {"0x10", {}},     {"12,5", {}}};
+  for (const auto& [text, milliAmpere] : kTexts)
+    EXPECT_EQ(ParseAmperes(text), milliAmpere) << "'" << text << "'";
+}
+
+class CtlTest : public testing::Test {
+ protected:
+  using CHost = Rpc::AppCommunicationHost<Rpc::InProcessBackend>;
+  struct SOutcome {
+    int exit;
+    std::string out, err;
+  };
+
+  CtlTest() {
+    const auto add = [this](ipc::ECurrentControlSource source, std::int32_t milliAmpere, std::int32_t phases,
+                            std::int64_t age) {
+      auto* limit = mService->limits.add_limits();
+      limit->set_source(source);
+      limit->set_limit(milliAmpere);
+      limit->set_number_of_phases(phases);
+      limit->set_unchanged_for_ms(age);
+    };
+    add(ipc::ECurrentControlHardwareLimit, 32000, 3, 3661000);
+    add(ipc::ECurrentControlLocalRestApi, 10500, 3, 900);
+    add(ipc::ECurrentControlSystemBalancer, 16000, 1, 5000);
+    mService->limits.set_current_source(ipc::ECurrentControlLocalRestApi);
+    mService->limits.set_phase_source(ipc::ECurrentControlSystemBalancer);
+    Fill(*mService->limits.mutable_setpoint(), ipc::ECurrentControlLocalRestApi, 10500);
+    Fill(*mService->limits.mutable_runner_up(), ipc::ECurrentControlSystemBalancer, 16000);
+  }
+
+  static void Fill(ipc::MCurrentControlLimit& limit, ipc::ECurrentControlSource source,
+                   std::int32_t milliAmpere) {
+    limit.set_source(source);
+    limit.set_limit(milliAmpere);
+    limit.set_number_of_phases(1);
+  }
+
+  SOutcome Run(std::vector<std::string> words, bool json = false) {
+    std::ostringstream out;
+    std::ostringstream err;
+    CSession session({std::move(words), json, false}, mScheduler, mHost, *mStop, out, err);
+    const EExit exit = RunCommand(session);
+    return {static_cast<int>(exit), out.str(), err.str()};
+  }
+
+  CLogCapture mLog;
+  CVirtualScheduler mScheduler;
+  CMemoryFiles mFiles;
+  const std::shared_ptr<Rpc::CInProcessNetwork> mNetwork =
+      std::make_shared<Rpc::CInProcessNetwork>(mScheduler);
+  CHost mHost{Rpc::InProcessBackend(mNetwork), mFiles, "/"};
+  const std::unique_ptr<IEvent> mStop = mScheduler.CreateEvent();
+  const std::shared_ptr<CFakeService> mService = std::make_shared<CFakeService>();
+};
+
+TEST_F(CtlTest, RefusesWrongUsageInOneLineBeforeItAsksAnyone) {
+  const std::pair<std::vector<std::string>, std::string> kCases[] = {
+      {{"gte"}, "'gte' is no command; --help lists them"},
+      {{"get", "now"}, "usage: currentcontrolctl get"},
+      {{"set", "15"}, "usage: currentcontrolctl set SOURCE AMPERES [PHASES]"},
+      {{"set", "sun", "6"}, "'sun' is no source: give its number, enumerator or display name"},
+      {{"set", "15", "16A"}, "'16A' is no current: give amperes such as 16 or 12.5, at most 999"},
+      {{"set", "15", "16", "2"}, "'2' is no number of phases: give 1 or 3"},
+      {{"set", "15", "16", ""}, "'' is no number of phases: give 1 or 3"},
+      {{"clear", ""}, "'' is no source: give its number, enumerator or display name"},
+      {{"log-level", "6"}, "'6' is no level: give trace, debug, info, warning, error or critical"}};
+  for (const auto& [words, error] : kCases) {
+    const SOutcome outcome = Run(words);
+    EXPECT_EQ(outcome.exit, 2);
+    EXPECT_EQ(outcome.err, "currentcontrolctl: " + error + "\n");
+    EXPECT_EQ(outcome.out, "");
+  }
+}
+
+TEST_F(CtlTest, TellsWhenNobodyAnswersAndWhenTheServiceSaysNo) {
+  for (const SCommand& command : Commands()) {
+    if (command.name == "watch") continue;
+    std::vector<std::string> words{std::string(command.name)};
+    if (command.leastArguments > 0) words.push_back("15");
+    if (command.leastArguments > 1) words.push_back("6");
+    const SOutcome outcome = Run(words);
+    EXPECT_EQ(outcome.exit, 3) << command.name;
+    EXPECT_THAT(outcome.err, testing::MatchesRegex(
+                                 "currentcontrolctl: CurrentControl[A-Za-z]* cannot be reached: [^\n]+\n"));
+  }
+  CFakeService::Offer(mService, mHost);
+  mService->code = 1;
+  EXPECT_EQ(Run({"enable"}).exit, 1);
+  const SOutcome outcome = Run({"set", "local REST api", "12.5"});
+  EXPECT_EQ(outcome.exit, 1);
+  EXPECT_EQ(outcome.err, "currentcontrolctl: CurrentControl says no (code 1)\n");
+}
+
+TEST_F(CtlTest, SendsWhatWasAsked) {
+  CFakeService::Offer(mService, mHost);
+  EXPECT_EQ(Run({"set", "local REST api", "12.5"}).out, "Local REST API limits to 12.500 A\n");
+  EXPECT_EQ(Run({"set", "ecurrentcontrolbop", "6", "1"}).exit, 0);
+  EXPECT_EQ(Run({"clear", "1000"}, true).out, "{\"code\":0}\n");
+  ASSERT_EQ(mService->asked.size(), 3U);
+  EXPECT_EQ(mService->asked[0].source(), 15);
+  EXPECT_EQ(mService->asked[0].limit(), 12500);
+  EXPECT_EQ(mService->asked[0].number_of_phases(), 0);
+  EXPECT_EQ(mService->asked[1].source(), 4);
+  EXPECT_EQ(mService->asked[1].number_of_phases(), 1);
+  EXPECT_EQ(mService->asked[2].source(), 1000);
+
+  mService->logConfig.set_console_logging(true);
+  EXPECT_EQ(Run({"log-level", "warning"}).exit, 0);
+  EXPECT_EQ(mService->logConfig.level(), 3U);
+  EXPECT_TRUE(mService->logConfig.console_logging());
+  EXPECT_EQ(Run({"log-level"}).out, "warning\n");
+
+  for (const auto* word : {"init", "enable", "disable", "recover", "terminate"})
+    EXPECT_EQ(Run({word}).exit, 0);
+  EXPECT_EQ(mService->requests,
+            (std::vector<std::string>{"Initialize", "Enable", "Disable", "Recover", "Terminate"}));
+  EXPECT_EQ(Run({"state"}).out, "Terminate, not enabled\n");
+}
+
+TEST_F(CtlTest, ShowsWhoDecidesAndWhoIsNext) {
+  CFakeService::Offer(mService, mHost);
+  EXPECT_EQ(Run({"limits"}).out,
+            "  SOURCE                         LIMIT  PHASES       FOR\n"
+            "  Hardware limitation         32.000 A       3  01:01:01\n"
+            "> Local REST API              10.500 A       3  00:00:00  decides current\n"
+            "> System current balancer     16.000 A       1  00:00:05  decides phases, runner-up\n"
+            "setpoint   10.500 A on 1 phase: current by Local REST API, phases by System current balancer\n"
+            "runner-up  16.000 A on 1 phase by System current balancer\n");
+  EXPECT_EQ(Run({"get"}).out, "10.500 A on 1 phase by Local REST API\n");
+  EXPECT_EQ(Run({"get"}, true).out,
+            R"({"milliampere":10500,"phases":1,"source":{"enumerator":"ECurrentControlLocalRestApi",)"
+            R"("name":"Local REST API","number":15}})"
+            "\n");
+  EXPECT_THAT(Run({"limits"}, true).out, HasSubstr(R"("unchanged_for_ms":3661000)"));
+  Fill(*mService->limits.mutable_setpoint(), ipc::ECurrentControlNone, -1000);
+  EXPECT_EQ(Run({"get"}).out, "none yet by Unknown source\n");
+}
+
+TEST_F(CtlTest, WatchesOncePerSecondUntilStoppedAndThroughARestart) {
+  CWorker other(mScheduler, "other");
+  other.Start();
+  const auto coming = other.AddCall([this] { CFakeService::Offer(mService, mHost); }, 1500ms);
+  const auto stopping = other.AddCall([this] { mStop->Set(); }, 3500ms);
+  const SOutcome outcome = Run({"watch"}, true);  // looks at 0, 1, 2 and 3 s
+  EXPECT_EQ(outcome.exit, 0);
+  EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 2);
+  EXPECT_EQ(std::count(outcome.out.begin(), outcome.out.end(), '\n'), 2);
+}
+
+TEST(CtlOptions, MayStandAnywhereAndAreRefusedWhenUnknown) {
+  const auto read = [](std::vector<std::string> words) {
+    std::vector<char*> arguments;
+    for (std::string& word : words) arguments.push_back(word.data());
+    return ReadCtlOptions(arguments);
+  };
+  const auto error = [&](const std::vector<std::string>& words) -> std::string {
+    try {
+      read(words);
+    } catch (const CUsageError& usage) {
+      return usage.what();
+    }
+    return "";
+  };
+  const SCtlOptions options = read({"ctl", "set", "--json", "15", "-r", "/x", "6"});
+  EXPECT_EQ(options.words, (std::vector<std::string>{"set", "15", "6"}));
+  EXPECT_EQ(options.root, "/x");
+  EXPECT_TRUE(options.json);
+  EXPECT_TRUE(read({"ctl", "--help"}).help);
+  EXPECT_EQ(error({"ctl"}), "no command given; --help lists them");
+  EXPECT_EQ(error({"ctl", "set", "15", "-5"}), "unknown option '-5'");
+  EXPECT_EQ(error({"ctl", "get", "--colour"}), "unknown option '--colour'");
+  EXPECT_EQ(error({"ctl", "get", "--root"}), "option '--root' needs an argument");
+  EXPECT_THAT(CtlHelp(), HasSubstr("  set SOURCE AMPERES [PHASES]   ask for a limit, on 1 or 3 phases\n"));
+}
+
+}  // namespace

@@ -1,0 +1,103 @@
+#include <sstream>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "platform/log/logcapture.h"
+#include "platform/rpc/appcommunicationhost.h"
+#include "platform/rpc/inprocessbackend.h"
+#include "platform/worker/virtualscheduler.h"
+#include "simulation/memoryfiles.h"
+#include "tools/display/options.h"
+#include "tools/fakeservice.h"
+#include "tools/stationsim/stationoptions.h"
+#include "tools/stationsim/stationsimulator.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using testing::HasSubstr;
+
+class StationSimTest : public testing::Test {
+ protected:
+  using CHost = Rpc::AppCommunicationHost<Rpc::InProcessBackend>;
+
+  CLogCapture mLog;
+  CVirtualScheduler mScheduler;
+  CMemoryFiles mFiles;
+  const std::shared_ptr<Rpc::CInProcessNetwork> mNetwork =
+      std::make_shared<Rpc::CInProcessNetwork>(mScheduler);
+  const std::shared_ptr<CFakeService> mService = std::make_shared<CFakeService>();
+  std::ostringstream mOut;
+};
+
+TEST_F(StationSimTest, BringsTheServiceUpPlaysTheScenarioAndLetsItEnd) {
+  CHost serviceHost{Rpc::InProcessBackend(mNetwork), mFiles, "/"};
+  CHost stationHost{Rpc::InProcessBackend(mNetwork), mFiles, "/"};
+  CWorker service(mScheduler, "service");
+  service.Start();
+  // The service comes two seconds late.
+  const auto coming = service.AddCall([&] { CFakeService::Offer(mService, serviceHost); }, 2s);
+  ipc::CBasicCharge2Client chargeControl(serviceHost.CreateClient("ChargeControlBasicCharge"));
+  std::uint32_t answers = 0;
+  const auto setpoint = service.AddCall(
+      [&] {
+        ipc::MChargeCurrent current;
+        current.set_milliampere(16000);
+        current.set_number_of_phases(3);
+        answers = answers * 10 + chargeControl.SetChargeCurrent(current).value.code();
+      },
+      5s, 6s);
+  ipc::CMeterClient meter(serviceHost.CreateClient("Meter"));
+  std::vector<std::int32_t> measured;
+  const auto measuring = meter.ValueNotifications(
+      {}, [&](const ipc::MMeterValues& values) { measured.push_back(values.current3()); });
+
+  const auto end = mScheduler.CreateEvent();
+  CStationSimulator::SSettings settings;
+  settings.scenario = ReadScenario("s.json", R"({"repeat": "00:00:04", "events": [
+      {"at": "00:00:00", "vehicle": {"reaction-ms": 1000}},
+      {"at": "00:00:01", "set-limit": {"source": 15, "milliampere": 7000}},
+      {"at": "00:00:02", "clear-limit": {"source": 15}},
+      {"at": "00:00:03.800", "charge-control": "refuse"}]})");
+  settings.runFor = 13s;
+  settings.table = true;
+  CStationSimulator(std::move(settings), mScheduler, stationHost, mOut).Run(*end);
+
+  EXPECT_EQ(mService->requests, (std::vector<std::string>{"Initialize", "Enable", "Terminate"}));
+  // Enabled at 2.1 s; the limit is set 1, 5 and 9 s after that, and cleared a second after it was set.
+  ASSERT_EQ(mService->asked.size(), 6U);
+  EXPECT_EQ(mService->asked[4].limit(), 7000);
+  EXPECT_EQ(mService->asked[5].limit(), 0);
+  EXPECT_EQ(answers, 1U);  // taken at 5 s, refused at 11 s
+  EXPECT_THAT(mOut.str(), HasSubstr("setpoint arrived: 16000 mA on 3 phases\n"));
+  EXPECT_THAT(mOut.str(), HasSubstr("setpoint refused: 16000 mA on 3 phases\n"));
+  EXPECT_THAT(mOut.str(), HasSubstr("time       00:00:01\ncurrent control cannot be reached\n"
+                                    "charge control  nothing has arrived yet\n"
+                                    "vehicle    connected, draws L1 0.000 A, L2 0.000 A, L3 0.000 A\n"));
+  EXPECT_THAT(mOut.str(), HasSubstr("charge control  16000 mA on 3 phases, taken 00:00:02 ago\n"
+                                    "vehicle    charging, draws L1 10.000 A, L2 10.000 A, L3 10.000 A\n"));
+  EXPECT_THAT(measured, testing::IsSupersetOf({0, 10000, 14000, 16000}));
+}
+
+TEST(StationOptions, RefusesWhatCannotBeMeant) {
+  const auto error = [](std::vector<std::string> words) -> std::string {
+    std::vector<char*> arguments;
+    for (std::string& word : words) arguments.push_back(word.data());
+    try {
+      ReadStationOptions(arguments);
+    } catch (const CUsageError& usage) {
+      return usage.what();
+    }
+    return "";
+  };
+  EXPECT_EQ(error({"s", "--root", "/x", "--seconds", "10", "--table", "--scenario", "a.json"}), "");
+  EXPECT_EQ(error({"s"}), "--root PATH is needed");
+  EXPECT_EQ(error({"s", "-r", "/x", "now"}), "'now' is no option");
+  for (const auto* seconds : {"0", "-1", "1.5", "ten", "1000001", ""}) {
+    EXPECT_EQ(error({"s", "-r", "/x", "--seconds", seconds}),
+              "--seconds takes a whole number from 1 to 1000000, not '" + std::string(seconds) + "'");
+  }
+}
+
+}  // namespace

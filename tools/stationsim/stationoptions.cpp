@@ -1,0 +1,60 @@
+#include "tools/stationsim/stationoptions.h"
+
+#include <array>
+#include <charconv>
+#include <cstdint>
+
+#include <fmt/format.h>
+
+#include "tools/display/options.h"
+
+namespace {
+
+constexpr std::int32_t kMostSeconds = 1000000;
+
+Milliseconds ReadSeconds(const std::string& text) {
+  std::int32_t seconds = 0;
+  const char* end = text.data() + text.size();
+  const auto result = std::from_chars(text.data(), end, seconds);
+  if (result.ec != std::errc() || result.ptr != end || seconds < 1 || seconds > kMostSeconds) {
+    throw CUsageError(
+        fmt::format("--seconds takes a whole number from 1 to {}, not '{}'", kMostSeconds, text));
+  }
+  return std::chrono::seconds(seconds);
+}
+
+}  // namespace
+
+SStationOptions ReadStationOptions(std::span<char* const> arguments) {
+  static constexpr std::array<option, 6> kOptions{{{"root", required_argument, nullptr, 'r'},
+                                                   {"scenario", required_argument, nullptr, 's'},
+                                                   {"seconds", required_argument, nullptr, 'n'},
+                                                   {"table", no_argument, nullptr, 't'},
+                                                   {"help", no_argument, nullptr, 'h'},
+                                                   {nullptr, 0, nullptr, 0}}};
+  SStationOptions options;
+  const auto words =
+      ReadOptions(arguments, "r:s:n:th", kOptions.data(), [&](char letter, const std::string& argument) {
+        if (letter == 'r') options.root = argument;
+        if (letter == 's') options.scenario = argument;
+        if (letter == 'n') options.runFor = ReadSeconds(argument);
+        if (letter == 't') options.table = true;
+        if (letter == 'h') options.help = true;
+      });
+  if (!words.empty()) throw CUsageError(fmt::format("'{}' is no option", words.front()));
+  if (options.root.empty() && !options.help) throw CUsageError("--root PATH is needed");
+  return options;
+}
+
+std::string StationHelp() {
+  return "usage: stationsim --root PATH [OPTION]\n\n"
+         "A charging station for the current-control service to run in: offers every service that it calls, "
+         "acts as\n"
+         "its supervisor, and has a vehicle at the plug. At the end it lets the service end too.\n\n"
+         "  -r, --root=PATH      the file-system root that the service was started with\n"
+         "  -s, --scenario=FILE  what happens, from the moment when the service is enabled\n"
+         "  -n, --seconds=N      end after N seconds; otherwise at Ctrl-C\n"
+         "  -t, --table          show limits, setpoint and vehicle, once per second\n"
+         "  -h, --help           show this and exit\n\n"
+         "Exit status: 0 ended as told, 1 cannot run, 2 wrong usage or scenario.\n";
+}

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <span>
+#include <string>
+
+#include "platform/worker/scheduler.h"
+
+/// The command line of stationsim.
+struct SStationOptions {
+  std::filesystem::path root;
+  std::filesystem::path scenario;      ///< empty: nothing happens by itself
+  std::optional<Milliseconds> runFor;  ///< none: until told to end
+  bool table = false;
+  bool help = false;
+};
+
+/// Throws CUsageError. The first word is the program's own name.
+SStationOptions ReadStationOptions(std::span<char* const> arguments);
+
+/// What --help prints.
+std::string StationHelp();

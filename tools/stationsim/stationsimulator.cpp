@@ -1,0 +1,90 @@
+#include "tools/stationsim/stationsimulator.h"
+
+#include <fmt/ostream.h>
+
+#include "tools/stationsim/stationtable.h"
+
+namespace {
+
+constexpr Milliseconds kTablePeriod{1000};
+
+Milliseconds Between(TimePoint earlier, TimePoint later) {
+  return std::chrono::duration_cast<Milliseconds>(later - earlier);
+}
+
+}  // namespace
+
+CStationSimulator::CStationSimulator(SSettings settings, IScheduler& scheduler, Rpc::ICommunicationHost& host,
+                                     std::ostream& out)
+    : mSettings(std::move(settings)),
+      mScheduler(scheduler),
+      mHost(host),
+      mOut(out),
+      mTable(out, mSettings.isTerminal),
+      mStation(scheduler, host),
+      mSupervisor(scheduler, host),
+      mPlayer(scheduler, host, mStation, mSupervisor),
+      mCurrentControl(host.CreateClient("CurrentControl")),
+      mBegin(scheduler.Now()),
+      mWorker(scheduler, "Display") {
+  // The table of a terminal shows it, and a line of its own would stand in the middle of it.
+  if (mSettings.table && mSettings.isTerminal) return;
+  mStation.BasicCharge().OnArrival([this](const CSimulatedBasicCharge::SArrival& arrival) {
+    mWorker.NonBlockingCall([this, arrival] { TellArrival(arrival); });
+  });
+}
+
+void CStationSimulator::Run(IEvent& end) {
+  Start();
+  CCallHandle showing;
+  CCallHandle ending;
+  if (mSettings.table) showing = mWorker.AddCall([this] { ShowTable(); }, kTablePeriod, kTablePeriod);
+  if (mSettings.runFor) ending = mWorker.AddCall([&end] { end.Set(); }, *mSettings.runFor);
+  end.Wait();
+  showing.Cancel();
+  LetCurrentControlEnd();
+  mStation.Stop();
+  mHost.Stop();
+  mWorker.Stop();
+}
+
+void CStationSimulator::Start() {
+  mHost.Start();
+  mWorker.Start();
+  mStation.Start();
+  mSupervisor.Start();
+  mSupervisor.SetGoal(CSupervisor::EGoal::Enabled, [this] {
+    if (mSettings.scenario) mPlayer.Play(*mSettings.scenario);
+  });
+}
+
+void CStationSimulator::TellArrival(const CSimulatedBasicCharge::SArrival& arrival) {
+  fmt::print(mOut, "setpoint {}: {} mA on {} phase{}\n", arrival.taken ? "arrived" : "refused",
+             arrival.milliAmpere, arrival.phases, arrival.phases == 1 ? "" : "s");
+  mOut.flush();
+}
+
+void CStationSimulator::ShowTable() {
+  auto limits = mCurrentControl.GetLimits({});
+  SStationView view{};
+  const TimePoint now = mScheduler.Now();
+  view.time = Between(mBegin, now);
+  if (limits.IsOk()) view.limits = std::move(limits.value);
+  view.arrival = mStation.BasicCharge().LastArrival();
+  if (view.arrival) view.arrivalAge = Between(view.arrival->when, now);
+  view.vehicle = mStation.ChargePoint().View();
+  mTable.Show(FormatStation(view) + "\n");
+}
+
+/// The station's services stay while it ends: its last setpoint goes to charge control.
+void CStationSimulator::LetCurrentControlEnd() {
+  // The supervisor may start the scenario, the scenario may give the supervisor orders.
+  mSupervisor.Stop();
+  mPlayer.Stop();
+  const auto gone = mScheduler.CreateEvent();
+  mSupervisor.Start();
+  mSupervisor.SetGoal(CSupervisor::EGoal::Terminated, [&gone] { gone->Set(); });
+  const CCallHandle givingUp = mWorker.AddCall([&gone] { gone->Set(); }, kFarewell);
+  gone->Wait();
+  mSupervisor.Stop();
+}
