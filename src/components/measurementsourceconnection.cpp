@@ -1,0 +1,107 @@
+#include "src/components/measurementsourceconnection.h"
+
+#include <algorithm>
+#include <array>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include <json/value.h>
+
+#include "platform/koconfig/jsontext.h"
+#include "platform/log/log.h"
+#include "src/components/currentcontrolconfig.h"
+#include "src/components/sourceparameters.h"
+
+namespace {
+
+using KoConfig::JsonText::ToLog;
+
+constexpr auto kClassName = "CMeasurementSourceConnection";
+/// In bytes; far beyond any meter's, and of no weight in the settings file.
+constexpr std::size_t kLongestParameters = 4096;
+constexpr std::string_view kCurrentTransformers = "ct";
+
+/// A feature that measures with a meter of its own choice.
+struct SFeature {
+  std::string_view name;
+  std::string (*source)(CCurrentControlConfig&);
+  Json::Value (*parameters)(CCurrentControlConfig&);
+  void (*store)(CCurrentControlConfig&, const Json::Value&);
+};
+using Config = CCurrentControlConfig;
+constexpr std::array<SFeature, 3> kFeatures{{
+    {"blackout protection", [](Config& config) { return config.GetBopSource(); },
+     [](Config& config) { return config.GetBopSourceParameters(); },
+     [](Config& config, const Json::Value& parameters) { config.SetBopSourceParameters(parameters); }},
+    {"solar charging", [](Config& config) { return config.GetSolarChargingSource(); },
+     [](Config& config) { return config.GetSolarChargingSourceParameters(); },
+     [](Config& config, const Json::Value& parameters) {
+       config.SetSolarChargingSourceParameters(parameters);
+     }},
+    {"household power limit", [](Config& config) { return config.GetUserDefinedHouseholdPowerLimitSource(); },
+     [](Config& config) { return config.GetUserDefinedHouseholdPowerLimitSourceParameters(); },
+     [](Config& config, const Json::Value& parameters) {
+       config.SetUserDefinedHouseholdPowerLimitSourceParameters(parameters);
+     }},
+}};
+
+/// Takes the members over one by one, without the comments that a text from outside may carry. Answers an
+/// empty text or what is wrong.
+std::string ReadParameters(const std::string& text, Json::Value& parameters) {
+  if (text.size() > kLongestParameters) return fmt::format("its parameters have {} bytes", text.size());
+  Json::Value object(Json::objectValue);
+  const std::string error = text.empty() ? std::string() : KoConfig::JsonText::ParseObject(text, object);
+  if (!error.empty()) return fmt::format("its parameters are no JSON object: {}", error);
+  for (const std::string& name : object.getMemberNames()) {
+    const Json::Value& value = object[name];
+    if (value.isObject() || value.isArray()) {
+      return fmt::format("its parameter {} is not a plain value", ToLog(Json::Value(name)));
+    }
+    parameters[name].copyPayload(value);
+  }
+  return {};
+}
+
+/// Whether there is anything to forget: an address that is still to be found is not.
+bool HasContent(const Json::Value& parameters) {
+  return std::ranges::any_of(parameters, [](const Json::Value& value) { return value != Json::Value(""); });
+}
+
+}  // namespace
+
+CMeasurementSourceConnection::CMeasurementSourceConnection(std::shared_ptr<CCurrentControlConfig> config)
+    : mConfig(std::move(config)) {}
+
+void CMeasurementSourceConnection::Set(const ipc::MMeasurementSource& connection) {
+  LOG_ENTRY(kClassName);
+  const std::string type = ToLog(Json::Value(connection.type()));
+  Json::Value parameters(Json::objectValue);
+  std::string error = ReadParameters(connection.parameters(), parameters);
+  if (error.empty() && !mConfig->IsValidPowerSource(connection.type(), parameters)) {
+    error = "its type is none, or its parameters name no model of that type";
+  }
+  if (!error.empty()) {
+    LOG_WARNING("Connection of a measurement source of type {} ignored: {}", type, error);
+    return;
+  }
+
+  bool isUsed = false;
+  for (const SFeature& feature : kFeatures) {
+    if (feature.source(*mConfig) != connection.type()) continue;
+    isUsed = true;
+    feature.store(*mConfig, parameters);
+    LOG_INFO("Connection of a measurement source of type {} set for {}", type, feature.name);
+  }
+  if (!isUsed) LOG_WARNING("Connection of a measurement source of type {} ignored: no feature uses it", type);
+}
+
+void CMeasurementSourceConnection::Clear() {
+  LOG_ENTRY(kClassName);
+  for (const SFeature& feature : kFeatures) {
+    if (SourceParameters::ToLowerCase(feature.source(*mConfig)) == kCurrentTransformers) continue;
+    if (!HasContent(feature.parameters(*mConfig))) continue;
+    feature.store(*mConfig, Json::objectValue);
+    LOG_INFO("Connection of the measurement source of {} cleared", feature.name);
+  }
+}

@@ -1,0 +1,65 @@
+#include "src/components/processactionhandler.h"
+
+#include <utility>
+
+#include "platform/log/log.h"
+#include "src/components/currentlimiter.h"
+#include "src/components/limiter.h"
+
+namespace {
+
+constexpr auto kClassName = "CProcessActionHandler";
+constexpr float kSafeCurrent = 0.0F;
+
+}  // namespace
+
+CProcessActionHandler::CProcessActionHandler(std::shared_ptr<CCurrentControlConfig> config,
+                                             std::shared_ptr<CCurrentLimiter> limiter, Components components,
+                                             std::function<void()> connectPeers)
+    : mLimiter(std::move(limiter)),
+      mComponents(std::move(components)),
+      mConnectPeers(std::move(connectPeers)),
+      mConnection(std::move(config)) {}
+
+bool CProcessActionHandler::Initialize() {
+  LOG_ENTRY(kClassName);
+  mConnectPeers();
+  return true;
+}
+
+bool CProcessActionHandler::Enable() {
+  LOG_ENTRY(kClassName);
+  for (; mEnabled < mComponents.size(); ++mEnabled) mComponents[mEnabled]->Enable();
+  return true;
+}
+
+bool CProcessActionHandler::Recover() {
+  LOG_ENTRY(kClassName);
+  Disable();
+  return Initialize();
+}
+
+void CProcessActionHandler::Disable() {
+  LOG_ENTRY(kClassName);
+  while (mEnabled > 0) mComponents[--mEnabled]->Disable();
+}
+
+void CProcessActionHandler::Terminate() {
+  LOG_ENTRY(kClassName);
+  Disable();
+  if (mLimiter->SetLimitWithDefaultPhases(ipc::ECurrentControlHardwareLimit, kSafeCurrent)) {
+    LOG_INFO("The vehicle is left with a setpoint of {} A", kSafeCurrent);
+  } else {
+    LOG_ERROR("The vehicle may go on: charge control did not take the last setpoint of {} A", kSafeCurrent);
+  }
+}
+
+void CProcessActionHandler::SetMeasurementSourceConnection(const ipc::MMeasurementSource& connection) {
+  LOG_ENTRY(kClassName);
+  mConnection.Set(connection);
+}
+
+void CProcessActionHandler::ClearMeasurementSourceConnection() {
+  LOG_ENTRY(kClassName);
+  mConnection.Clear();
+}
