@@ -44,11 +44,16 @@ TEST_F(CRealSchedulerTest, StopWaitsForTheRunAndFreesWhoIsBlocked) {
   mWorker.NonBlockingCall(SlowCall());
   mWorker.Start();
   mBegun->Wait();
-  std::thread blocked([&] { EXPECT_FALSE(mWorker.BlockingCall([] { FAIL() << "it was stopped before"; })); });
-  std::this_thread::sleep_for(1ms);
+  CWorker idle(mScheduler, "idle");
+  const CWorker::Call never = [] { FAIL() << "it was stopped before"; };
+  std::thread blocked([&] { EXPECT_FALSE(mWorker.BlockingCall(never)); });
+  std::thread blockedOnIdle([&] { EXPECT_FALSE(idle.BlockingCall(never)); });
+  std::this_thread::sleep_for(2ms);
   mWorker.Stop();
   EXPECT_TRUE(mEnded);
+  idle.Stop();
   blocked.join();
+  blockedOnIdle.join();
 }
 
 TEST_F(CRealSchedulerTest, EarlierCallOvertakesAndNoneRunsBeforeItsTime) {
