@@ -122,12 +122,16 @@ class CProcessStateMachineTest : public ::testing::Test {
       log.Clear();
       answer = station.machine.Request(request) ? ", 0" : ", 1";
     };
-    const auto askDuringWork = [&] { supervisor.NonBlockingCall(ask); };
+    const auto askDuringWork = [&] {
+      EXPECT_EQ(ToText(station.machine.State()), state);
+      supervisor.NonBlockingCall(ask);
+    };
     if (state == "Initializing") station.actions.during["Initialize"] = askDuringWork;
     if (state == "Disabling") station.actions.during["Disable"] = askDuringWork;
     station.actions.succeed = state != "Recovering";
     for (const auto event : kRoads.at(state)) station.machine.Request(event);
     time.RunDue();
+    EXPECT_EQ(answer.empty(), state != "Initializing" && state != "Disabling");
     if (answer.empty()) ask();
 
     const auto now = station.machine.State();
