@@ -10,20 +10,30 @@
 
 namespace {
 
-CFileDescriptor BlockAndOpen() {
+sigset_t EndingSignals() {
   sigset_t signals;
   sigemptyset(&signals);
   sigaddset(&signals, SIGINT);
   sigaddset(&signals, SIGTERM);
-  if (const int error = ::pthread_sigmask(SIG_BLOCK, &signals, nullptr); error != 0) {
-    throw std::system_error(error, std::generic_category(), "pthread_sigmask");
-  }
+  return signals;
+}
+
+CFileDescriptor BlockAndOpen() {
+  CSignalWatcher::Block();
+  const sigset_t signals = EndingSignals();
   CFileDescriptor descriptor(::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
   if (!descriptor.IsOpen()) throw std::system_error(errno, std::generic_category(), "signalfd");
   return descriptor;
 }
 
 }  // namespace
+
+void CSignalWatcher::Block() {
+  const sigset_t signals = EndingSignals();
+  if (const int error = ::pthread_sigmask(SIG_BLOCK, &signals, nullptr); error != 0) {
+    throw std::system_error(error, std::generic_category(), "pthread_sigmask");
+  }
+}
 
 CSignalWatcher::CSignalWatcher(std::function<void(int signal)> callback)
     : mSignals(BlockAndOpen()),

@@ -3,6 +3,8 @@
 #include <filesystem>
 #include <utility>
 
+#include "ipc/logconfig.service.h"
+
 #include "platform/diagnostics/diagnosticssignal.h"
 #include "platform/log/log.h"
 #include "src/diagnosticssignals/diagnosticssignals.h"
@@ -59,11 +61,19 @@ CCurrentcontrol::~CCurrentcontrol() {
 }
 
 void CCurrentcontrol::Run() {
+  Start();
+  AwaitEnd();
+}
+
+void CCurrentcontrol::Start() {
   mDiagnostics->Start();
   mChargeControl->Connect([](ipc::EChargingState) {});
   mLimiter->SetInitialLimits();
   mStateMachine.Start();
   mEnvironment.host.Start();
+}
+
+void CCurrentcontrol::AwaitEnd() {
   mFinished->Wait();
   Stop();
 }

@@ -41,9 +41,14 @@ class CCurrentcontrol {
   CCurrentcontrol(const CCurrentcontrol&) = delete;
   CCurrentcontrol& operator=(const CCurrentcontrol&) = delete;
 
-  /// Starts, serves until the process state machine has finished, and stops. Throws Rpc::CStartError when the
-  /// services cannot be offered. Once, on the main thread.
+  /// Starts, serves until the process state machine has finished, and stops. Once, on the main thread.
   void Run();
+
+  /// The two halves of `Run`, for a caller who has something to do in between. Starting throws
+  /// Rpc::CStartError when the services cannot be offered; awaiting the end stops everything when it has
+  /// come.
+  void Start();
+  void AwaitEnd();
 
   /// Asks the process state machine to terminate, as SIGINT does. Any thread, while `Run` runs or before.
   void RequestTermination();

@@ -1,0 +1,72 @@
+#include "simulation/virtualstation.h"
+
+#include <chrono>
+#include <filesystem>
+
+namespace {
+
+const std::filesystem::path kRoot = "/station";
+
+void Write(CMemoryFiles& files, const char* name, const std::string& content) {
+  if (!content.empty()) files.Write(kRoot / "etc" / name, content);
+}
+
+}  // namespace
+
+CVirtualStation::CVirtualStation(const SFiles& files)
+    : mNetwork(std::make_shared<Rpc::CInProcessNetwork>(mScheduler)),
+      mAddresses(mFiles, kRoot),
+      mPeerHost(Rpc::InProcessBackend(mNetwork), mFiles, kRoot),
+      mStation(mScheduler, mPeerHost),
+      mSupervisor(mScheduler, mPeerHost),
+      mPlayer(mScheduler, mPeerHost, mStation, mSupervisor),
+      mServiceHost(Rpc::InProcessBackend(mNetwork), mFiles, kRoot),
+      mStarted(mScheduler.Now()) {
+  Write(mFiles, "hwinfo.json", files.hwinfo);
+  Write(mFiles, "settings.json", files.settings);
+  Write(mFiles, "secrets.json", files.secrets);
+  mService = std::make_unique<CCurrentcontrol>(
+      kRoot.string(), CCurrentcontrol::SEnvironment{mScheduler, mFiles, mServiceHost});
+}
+
+CVirtualStation::~CVirtualStation() {
+  mPlayer.Stop();
+  mSupervisor.Stop();
+  mService.reset();
+  mStation.Stop();
+  mPeerHost.Stop();
+}
+
+void CVirtualStation::Start() {
+  mPeerHost.Start();
+  mStation.Start();
+  mStarted = mScheduler.Now();
+  mService->Start();
+  mSupervisor.Start();
+  mSupervisor.SetGoal(CSupervisor::EGoal::Enabled);
+}
+
+void CVirtualStation::Play(const SScenario& scenario) {
+  mPlayer.Play(scenario);
+}
+
+void CVirtualStation::RunFor(Milliseconds span) {
+  mScheduler.RunFor(span);
+}
+
+void CVirtualStation::Terminate() {
+  mSupervisor.SetGoal(CSupervisor::EGoal::Terminated);
+  mService->AwaitEnd();
+}
+
+Milliseconds CVirtualStation::Elapsed() const {
+  return std::chrono::duration_cast<Milliseconds>(mScheduler.Now() - mStarted);
+}
+
+void CVirtualStation::SetFault(const std::string& service, Rpc::CInProcessNetwork::EFault fault) {
+  mNetwork->SetFault(mAddresses.Of(service), fault);
+}
+
+std::string CVirtualStation::SettingsPath() {
+  return (kRoot / "etc" / "settings.json").string();
+}

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "platform/rpc/appcommunicationhost.h"
+#include "platform/rpc/inprocessbackend.h"
+#include "platform/worker/virtualscheduler.h"
+#include "simulation/memoryfiles.h"
+#include "simulation/scenario.h"
+#include "simulation/scenarioplayer.h"
+#include "simulation/station.h"
+#include "simulation/supervisor.h"
+#include "src/currentcontrol/currentcontrol.h"
+
+/// A whole charging station in virtual time: the application root that ships, with peers, files and a vehicle
+/// that are modelled. Hours pass in milliseconds, and a run repeats exactly. One thread.
+class CVirtualStation {
+ public:
+  /// The contents of the files below the root; empty: there is no such file.
+  struct SFiles {
+    std::string hwinfo;
+    std::string settings;
+    std::string secrets;
+  };
+
+  explicit CVirtualStation(const SFiles& files);
+  ~CVirtualStation();
+  CVirtualStation(const CVirtualStation&) = delete;
+  CVirtualStation& operator=(const CVirtualStation&) = delete;
+
+  /// Starts peers, service and supervisor. Until then everything can be prepared.
+  void Start();
+  /// The scenario's time begins now.
+  void Play(const SScenario& scenario);
+  void RunFor(Milliseconds span);
+  /// Lets the supervisor end the service and stops everything.
+  void Terminate();
+
+  /// Since `Start`.
+  Milliseconds Elapsed() const;
+
+  CStation& Peers() { return mStation; }
+  CSupervisor& Supervisor() { return mSupervisor; }
+  CMemoryFiles& Files() { return mFiles; }
+  /// What a client of the station's services would use.
+  Rpc::ICommunicationHost& Clients() { return mPeerHost; }
+  /// Lets a peer, by the name of its service, fail from now on.
+  void SetFault(const std::string& service, Rpc::CInProcessNetwork::EFault fault);
+
+  static std::string SettingsPath();
+
+ private:
+  CVirtualScheduler mScheduler;
+  CMemoryFiles mFiles;
+  const std::shared_ptr<Rpc::CInProcessNetwork> mNetwork;
+  Rpc::CServiceAddresses mAddresses;
+
+  Rpc::AppCommunicationHost<Rpc::InProcessBackend> mPeerHost;
+  CStation mStation;
+  CSupervisor mSupervisor;
+  CScenarioPlayer mPlayer;
+
+  Rpc::AppCommunicationHost<Rpc::InProcessBackend> mServiceHost;
+  std::unique_ptr<CCurrentcontrol> mService;
+  TimePoint mStarted;
+};

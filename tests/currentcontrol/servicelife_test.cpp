@@ -1,0 +1,85 @@
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "ipc/genericcontrol.service.h"
+
+#include "platform/log/logcapture.h"
+#include "simulation/virtualstation.h"
+
+namespace {
+
+using EFault = Rpc::CInProcessNetwork::EFault;
+
+class CServiceLifeTest : public ::testing::Test {
+ protected:
+  std::uint32_t Offered() { return mStation.Peers().BasicCharge().LastArrival().value().milliAmpere; }
+
+  CLogCapture mLog{Log::ELogLevel::Info};
+  CVirtualStation mStation{{.hwinfo = R"({"HwMaxCurrent": 32, "HwOneOrThreePhase": 3})",
+                            .settings = R"({"CurrentCtrlFixedChargeCurrentLimit": 25,
+                                            "UserDefinedChargeLimitCurrentAllowed": true})",
+                            .secrets = ""}};
+};
+
+TEST_F(CServiceLifeTest, ChangedSettingTakesEffectWithoutRestart) {
+  mStation.Start();
+  mStation.RunFor(std::chrono::seconds(1));
+  EXPECT_EQ(Offered(), 25000U);
+  mStation.Files().Write(
+      CVirtualStation::SettingsPath(),
+      R"({"CurrentCtrlFixedChargeCurrentLimit": 25, "UserDefinedChargeLimitCurrentAllowed": true,
+                             "UserDefinedChargeLimitCurrent": 13})");
+  mStation.RunFor(std::chrono::seconds(1));
+  EXPECT_EQ(Offered(), 13000U);
+  mStation.Files().Write(CVirtualStation::SettingsPath(), "{ broken");
+  mStation.RunFor(std::chrono::seconds(1));
+  EXPECT_EQ(Offered(), 13000U) << "the last good values stay in force";
+  EXPECT_EQ(mLog.Texts(Log::ELogLevel::Error).size(), 1U);
+}
+
+TEST_F(CServiceLifeTest, NegativeSettingIsSentAsZeroWithOneError) {
+  mStation.Start();
+  mStation.Files().Write(
+      CVirtualStation::SettingsPath(),
+      R"({"UserDefinedChargeLimitCurrentAllowed": true, "UserDefinedChargeLimitCurrent": -5})");
+  mStation.RunFor(std::chrono::seconds(1));
+  EXPECT_EQ(Offered(), 0U);
+  EXPECT_EQ(mLog.Texts(Log::ELogLevel::Error).size(), 1U);
+}
+
+TEST_F(CServiceLifeTest, StationWithoutConfigurationGivesNothing) {
+  CVirtualStation bare({});
+  bare.Start();
+  bare.RunFor(std::chrono::seconds(5));
+  EXPECT_EQ(bare.Peers().BasicCharge().LastArrival().value().milliAmpere, 0U);
+  EXPECT_EQ(mLog.Count("HwMaxCurrent is set to 0 in hwinfo.json"), 1);
+  EXPECT_EQ(mLog.Count("CurrentCtrlFixedChargeCurrentLimit is set to 0 in settings.json"), 1);
+}
+
+TEST_F(CServiceLifeTest, PeersThatComeAndGoAreToldOnceEachAndFoundAgain) {
+  for (const char* peer : {"Adac", "NetM", "SafetyMcuComm", "Meter", "Diagnostics"}) {
+    mStation.SetFault(peer, EFault::Absent);
+  }
+  mStation.Start();
+  mStation.RunFor(std::chrono::hours(1));
+  EXPECT_THAT(mLog.Texts(Log::ELogLevel::Warning), ::testing::SizeIs(5)) << "a condition that lasts is no news";
+  EXPECT_EQ(Offered(), 25000U);
+  mStation.SetFault("Diagnostics", EFault::None);
+  mStation.RunFor(std::chrono::minutes(1));
+  EXPECT_EQ(mStation.Peers().Diagnostics().Newest(142).value_or(ipc::MDiagnosticsSignal()).text(),
+            "ECurrentControlConfigurationLimit") << "what was kept is sent";
+}
+
+TEST_F(CServiceLifeTest, DeadChargeControlDoesNotHoldUpTheEnd) {
+  mStation.Start();
+  mStation.RunFor(std::chrono::seconds(5));
+  mStation.SetFault("ChargeControlBasicCharge", EFault::Hanging);
+  mStation.Terminate();
+  ipc::CGenericControlClient control(mStation.Clients().CreateClient("CurrentControlGenCtrl"));
+  EXPECT_EQ(control.Alive({}).status, Rpc::EStatus::Unreachable) << "the service is gone";
+}
+
+}  // namespace

@@ -1,0 +1,219 @@
+#include <memory>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "platform/log/logcapture.h"
+#include "platform/rpc/appcommunicationhost.h"
+#include "platform/rpc/inprocessbackend.h"
+#include "platform/worker/virtualscheduler.h"
+#include "simulation/adac.h"
+#include "simulation/memoryfiles.h"
+#include "simulation/netm.h"
+#include "simulation/safetymcucomm.h"
+#include "src/rpc/clients/chargecontrolservice.h"
+#include "src/rpc/clients/meterservice.h"
+#include "src/rpc/clients/temperaturelinks.h"
+
+namespace {
+
+using EFault = Rpc::CInProcessNetwork::EFault;
+using Setpoints = std::vector<std::pair<std::uint32_t, std::uint32_t>>;
+
+class CChargeControl final : public ipc::IBasicCharge2 {
+ public:
+  ipc::MResult SetChargeCurrent(const ipc::MChargeCurrent& current) override {
+    mArrived.emplace_back(current.milliampere(), current.number_of_phases());
+    ipc::MResult result;
+    result.set_code(mRefuse ? 1 : 0);
+    return result;
+  }
+  ipc::MResult StopCharging(const ipc::MEmpty&) override { return {}; }
+  Rpc::CNotifier<ipc::MChargingState>& ChargingStateNotifications() override { return mNotifier; }
+
+  Setpoints mArrived;
+  bool mRefuse = false;
+  Rpc::CNotifier<ipc::MChargingState> mNotifier;
+};
+
+class CMeter final : public ipc::IMeter {
+ public:
+  ipc::MResult Enable(const ipc::MEmpty&) override {
+    ++mEnabled;
+    return {};
+  }
+  Rpc::CNotifier<ipc::MMeterValues>& ValueNotifications() override { return mNotifier; }
+
+  int mEnabled = 0;
+  Rpc::CNotifier<ipc::MMeterValues> mNotifier;
+};
+
+class CClientsTest : public ::testing::Test {
+ protected:
+  using Host = Rpc::AppCommunicationHost<Rpc::InProcessBackend>;
+
+  std::shared_ptr<Rpc::CClient> Client(const std::string& name) { return mHost.CreateClient(name); }
+  void Fail(EFault fault, const std::string& socket) {
+    mNetwork->SetFault("unix:/station/run/ipc/" + socket + ".sock", fault);
+  }
+
+  CLogCapture mLog;
+  CVirtualScheduler mScheduler;
+  CMemoryFiles mFiles;
+  std::shared_ptr<Rpc::CInProcessNetwork> mNetwork = std::make_shared<Rpc::CInProcessNetwork>(mScheduler);
+  Host mHost{Rpc::InProcessBackend(mNetwork), mFiles, "/station"};
+};
+
+class CChargeControlServiceTest : public CClientsTest {
+ protected:
+  CChargeControlServiceTest() {
+    mHost.RegisterService("ChargeControlBasicCharge", ipc::CreateService(mPeer));
+    mLink.Connect([this](ipc::EChargingState state) { mStates.push_back(state); });
+  }
+  void Fail(EFault fault) { CClientsTest::Fail(fault, "chargecontrolbasiccharge"); }
+
+  std::shared_ptr<CChargeControl> mPeer = std::make_shared<CChargeControl>();
+  std::vector<ipc::EChargingState> mStates;
+  CChargeControlService mLink{mScheduler, Client("ChargeControlBasicCharge")};
+};
+
+TEST_F(CChargeControlServiceTest, PeerThatStartsLaterIsGivenTheNewestSetpointOnce) {
+  EXPECT_EQ(mLink.SetChargeCurrent(16000, 3).code(), 1U);
+  EXPECT_EQ(mLink.SetChargeCurrent(10000, 1).code(), 1U);
+  mHost.Start();
+  mScheduler.RunFor(std::chrono::minutes(1));
+  EXPECT_EQ(mPeer->mArrived, (Setpoints{{10000, 1}}));
+}
+
+TEST_F(CChargeControlServiceTest, PeerThatWasAwayIsGivenTheSetpointAgain) {
+  mHost.Start();
+  mScheduler.RunFor(std::chrono::seconds(1));
+  EXPECT_EQ(mLink.SetChargeCurrent(16000, 3).code(), 0U);
+  mScheduler.RunFor(std::chrono::minutes(1));
+  ASSERT_EQ(mPeer->mArrived, (Setpoints{{16000, 3}})) << "a peer that has the setpoint is left alone";
+
+  Fail(EFault::Absent);
+  mScheduler.RunFor(std::chrono::minutes(1));
+  Fail(EFault::None);
+  mScheduler.RunFor(std::chrono::seconds(5));
+  EXPECT_EQ(mPeer->mArrived, (Setpoints{{16000, 3}, {16000, 3}}));
+}
+
+TEST_F(CChargeControlServiceTest, SetpointThatTimedOutIsTriedAgainThoughTheLinkStands) {
+  mHost.Start();
+  mScheduler.RunFor(std::chrono::seconds(1));
+  Fail(EFault::Hanging);
+  EXPECT_EQ(mLink.SetChargeCurrent(6000, 3).code(), 1U);
+  Fail(EFault::None);
+  mScheduler.RunFor(CChargeControlService::kRetryInterval);
+  EXPECT_EQ(mPeer->mArrived, (Setpoints{{6000, 3}}));
+  EXPECT_EQ(mLog.Count("Charge control was given the setpoint of 6000 mA on 3 phases again and took it"), 1);
+}
+
+TEST_F(CChargeControlServiceTest, RefusedSetpointIsAFailureAndNotRepeated) {
+  mHost.Start();
+  mScheduler.RunFor(std::chrono::seconds(1));
+  mPeer->mRefuse = true;
+  EXPECT_EQ(mLink.SetChargeCurrent(16000, 3).code(), 1U);
+  mScheduler.RunFor(std::chrono::minutes(1));
+  EXPECT_EQ(mPeer->mArrived.size(), 1U);
+}
+
+TEST_F(CChargeControlServiceTest, ChargingStatesOfOtherVersionsArriveAsNumbers) {
+  mHost.Start();
+  ipc::MChargingState state;
+  state.set_state(static_cast<ipc::EChargingState>(77));
+  mPeer->mNotifier.Notify(state);
+  mScheduler.RunFor(std::chrono::seconds(5));
+  EXPECT_EQ(mStates, std::vector{static_cast<ipc::EChargingState>(77)});
+}
+
+TEST_F(CClientsTest, MeterIsEnabledWheneverItComesAndItsNewestValuesAreKeptWithTheirAge) {
+  const auto peer = std::make_shared<CMeter>();
+  mHost.RegisterService("Meter", ipc::CreateService(peer));
+  CMeterService meter(mScheduler, Client("Meter"));
+  meter.Enable();
+  mHost.Start();
+  mScheduler.RunFor(std::chrono::seconds(5));
+  EXPECT_FALSE(meter.Newest());
+  ipc::MMeterValues values;
+  values.set_current2(-7000);
+  peer->mNotifier.Notify(values);
+  mScheduler.RunFor(std::chrono::seconds(3));
+  ASSERT_TRUE(meter.Newest());
+  EXPECT_EQ(meter.Newest()->values.current2(), -7000);
+  EXPECT_EQ(meter.Newest()->age, std::chrono::seconds(3));
+
+  Fail(EFault::Absent, "meter");
+  mScheduler.RunFor(std::chrono::seconds(10));
+  Fail(EFault::None, "meter");
+  mScheduler.RunFor(std::chrono::seconds(10));
+  EXPECT_EQ(peer->mEnabled, 2);
+}
+
+class CTemperatureLinksTest : public CClientsTest {
+ protected:
+  using Heard = std::vector<std::tuple<int, float>>;
+
+  TemperatureHandler Note() {
+    return [this](EThermalSource source, float celsius) {
+      mHeard.emplace_back(static_cast<int>(source), celsius);
+    };
+  }
+
+  Heard mHeard;
+};
+
+TEST_F(CTemperatureLinksTest, EachPeerHasItsNumbers) {
+  const auto adac = std::make_shared<CSimulatedAdac>();
+  const auto netM = std::make_shared<CSimulatedNetM>();
+  mHost.RegisterService("Adac", ipc::CreateService(std::shared_ptr<ipc::IAdac>(adac)));
+  mHost.RegisterService("NetM", ipc::CreateService(std::shared_ptr<ipc::INetM>(netM)));
+  mHost.Start();
+  ipc::MTemperature temperature;
+  temperature.set_celsius(41.5F);
+  adac->TemperatureNotifications().Notify(temperature);
+  temperature.set_celsius(-3.0F);
+  netM->TemperatureNotifications().Notify(temperature);
+
+  ipc::CAdacClient adacClient(Client("Adac"));
+  ipc::CNetMClient netMClient(Client("NetM"));
+  const auto adacLink = LinkTemperatures(adacClient, Note());
+  const auto netMLink = LinkTemperatures(netMClient, Note());
+  mScheduler.RunFor(std::chrono::seconds(1));
+  EXPECT_EQ(mHeard, (Heard{{5, 41.5F}, {4, -3.0F}}));
+  EXPECT_EQ(mLog.Texts(Log::ELogLevel::Trace),
+            (std::vector<std::string>{"Received temperature notification from Adac: 41.5 °C",
+                                      "Temperature received from NetM: -3 °C"}));
+}
+
+TEST_F(CTemperatureLinksTest, SafetyControllerHandsOverWhatIsPresent) {
+  const auto peer = std::make_shared<CSimulatedSafetyMcuComm>();
+  mHost.RegisterService("SafetyMcuComm", ipc::CreateService(std::shared_ptr<ipc::ISafetyMcuComm>(peer)));
+  mHost.Start();
+  ipc::CSafetyMcuCommClient client(Client("SafetyMcuComm"));
+  const auto link = LinkTemperatures(client, Note());
+  mScheduler.RunFor(std::chrono::seconds(1));
+  const auto notify = [&](const ipc::MMcuTemperatures& temperatures) {
+    peer->TemperatureNotifications().Notify(temperatures);
+    mScheduler.RunDue();
+  };
+
+  ipc::MMcuTemperatures temperatures;
+  notify(temperatures);
+  EXPECT_EQ(mLog.Texts(Log::ELogLevel::Warning),
+            std::vector<std::string>{"No temperature received from McuTemperatures notification"});
+  temperatures.set_earth_leakage_detector2(52.0F);
+  temperatures.set_relay1(60.25F);
+  temperatures.set_earth_leakage_detector1(51.0F);
+  notify(temperatures);
+  EXPECT_EQ(mHeard, (Heard{{0, 51.0F}, {1, 52.0F}, {2, 60.25F}}));
+  EXPECT_EQ(
+      mLog.Count("Received temperature notification from SMCU: [ Eld1: 51.000000 Eld2: 52.000000 Relay1: "
+                 "60.250000 ] °C"),
+      1);
+}
+
+}  // namespace
