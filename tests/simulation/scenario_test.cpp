@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "platform/utility/posixfiles.h"
 #include "simulation/memoryfiles.h"
 #include "simulation/strictjson.h"
 
@@ -101,6 +102,12 @@ TEST(Scenario, ReadsWhatIsWritten) {
         }
       },
       CFileError);
+}
+
+TEST(Scenario, ThoseAtHandAreRight) {
+  CPosixFiles files;
+  EXPECT_EQ(LoadScenario(files, SCENARIOS "/demo.json").repeat, 1min);
+  EXPECT_EQ(LoadScenario(files, SCENARIOS "/evening.json").events.back().at, 9h + 1s);
 }
 
 }  // namespace

@@ -19,7 +19,6 @@ namespace {
 
 using namespace std::chrono_literals;
 using testing::HasSubstr;
-using testing::StartsWith;
 
 TEST(Amperes, TakesPlainNumbersOnlyAndRounds) {
   using Text = std::pair<std::string, std::optional<std::int32_t>>;
@@ -119,7 +118,7 @@ TEST_F(CtlTest, TellsWhenNobodyAnswersAndWhenTheServiceSaysNo) {
   EXPECT_EQ(Run({"enable"}).exit, 1);
   const SOutcome outcome = Run({"set", "local REST api", "12.5"});
   EXPECT_EQ(outcome.exit, 1);
-  EXPECT_EQ(outcome.err, "currentcontrolctl: CurrentControl says no (code 1)\n");
+  EXPECT_EQ(outcome.err, "currentcontrolctl: CurrentControl says no to set (code 1)\n");
 }
 
 TEST_F(CtlTest, SendsWhatWasAsked) {

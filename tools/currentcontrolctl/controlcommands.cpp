@@ -29,19 +29,9 @@ std::optional<std::uint32_t> ParseLevel(const std::string& text) {
   return std::nullopt;
 }
 
-EExit AnswerOf(CSession& session, std::string_view service, const Rpc::SResult<ipc::MResult>& answer) {
-  if (!answer.IsOk()) return session.FailToReach(service, answer.status, answer.detail);
-  if (answer.value.code() != 0) {
-    return session.Fail(EExit::Refused, fmt::format("{} says no to {} (code {})", service, session.Word(0),
-                                                    answer.value.code()));
-  }
-  Json::Value json;
-  json["code"] = 0;
-  return session.Answer(json, fmt::format("{}: done", session.Word(0)));
-}
-
 EExit Request(CSession& session, Rpc::SResult<ipc::MResult> (ControlClient::*request)(const ipc::MEmpty&)) {
-  return AnswerOf(session, kControlService, session.Call(kControlService, request));
+  return session.AnswerResult(kControlService, session.Call(kControlService, request),
+                              session.Word(0) + ": done");
 }
 
 EExit AnswerLevel(CSession& session, const ipc::MLogConfig& config) {
@@ -96,5 +86,6 @@ EExit LogLevel(CSession& session) {
   if (!config.IsOk()) return session.FailToReach(kLogService, config.status, config.detail);
   if (!toSet) return AnswerLevel(session, config.value);
   config.value.set_level(*level);
-  return AnswerOf(session, kLogService, session.Call(kLogService, &LogClient::SetLogConfig, config.value));
+  return session.AnswerResult(kLogService, session.Call(kLogService, &LogClient::SetLogConfig, config.value),
+                              "log-level: done");
 }

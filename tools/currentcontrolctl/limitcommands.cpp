@@ -59,16 +59,6 @@ EExit ShowLimits(CSession& session, CLiveView& view) {
   return EExit::Success;
 }
 
-EExit AnswerOf(CSession& session, const Rpc::SResult<ipc::MResult>& answer, std::string_view done) {
-  if (!answer.IsOk()) return session.FailToReach(kService, answer.status, answer.detail);
-  if (answer.value.code() != 0) {
-    return session.Fail(EExit::Refused, fmt::format("{} says no (code {})", kService, answer.value.code()));
-  }
-  Json::Value json;
-  json["code"] = 0;
-  return session.Answer(json, done);
-}
-
 std::optional<ipc::ECurrentControlSource> SourceFrom(CSession& session) {
   const auto source = ParseSource(session.Word(1));
   if (!source) {
@@ -123,8 +113,9 @@ EExit Set(CSession& session) {
   limit.set_source(*source);
   limit.set_limit(*milliAmpere);
   limit.set_number_of_phases(phases[0] - '0');
-  return AnswerOf(session, session.Call(kService, &Client::SetCurrentLimit, limit),
-                  fmt::format("{} limits to {}", FormatSource(*source), FormatAmpere(*milliAmpere)));
+  return session.AnswerResult(
+      kService, session.Call(kService, &Client::SetCurrentLimit, limit),
+      fmt::format("{} limits to {}", FormatSource(*source), FormatAmpere(*milliAmpere)));
 }
 
 EExit Clear(CSession& session) {
@@ -132,6 +123,6 @@ EExit Clear(CSession& session) {
   if (!source) return EExit::Usage;
   ipc::MCurrentControlLimit limit;
   limit.set_source(*source);
-  return AnswerOf(session, session.Call(kService, &Client::ClearCurrentLimit, limit),
-                  fmt::format("{} limits no more", FormatSource(*source)));
+  return session.AnswerResult(kService, session.Call(kService, &Client::ClearCurrentLimit, limit),
+                              fmt::format("{} limits no more", FormatSource(*source)));
 }

@@ -13,6 +13,18 @@ EExit CSession::FailToReach(std::string_view service, Rpc::EStatus status, const
                                               detail.empty() ? "" : ": ", detail));
 }
 
+EExit CSession::AnswerResult(std::string_view service, const Rpc::SResult<ipc::MResult>& answer,
+                             std::string_view done) {
+  if (!answer.IsOk()) return FailToReach(service, answer.status, answer.detail);
+  if (answer.value.code() != 0) {
+    return Fail(EExit::Refused,
+                fmt::format("{} says no to {} (code {})", service, Word(0), answer.value.code()));
+  }
+  Json::Value json;
+  json["code"] = 0;
+  return Answer(json, done);
+}
+
 EExit CSession::Answer(const Json::Value& json, std::string_view text) {
   if (IsJson()) {
     mOut << ToCompactText(json) << std::endl;

@@ -7,6 +7,8 @@
 
 #include <json/value.h>
 
+#include "ipc/common.pb.h"
+
 #include "platform/rpc/communicationhost.h"
 #include "platform/worker/scheduler.h"
 
@@ -52,6 +54,9 @@ class CSession {
   EExit Fail(EExit exit, std::string_view text);
   /// Why there is no answer.
   EExit FailToReach(std::string_view service, Rpc::EStatus status, const std::string& detail);
+  /// What a service said to the command; `done` is for people when it said yes.
+  EExit AnswerResult(std::string_view service, const Rpc::SResult<ipc::MResult>& answer,
+                     std::string_view done);
   /// Writes the answer, for programs when asked for that, else for people.
   EExit Answer(const Json::Value& json, std::string_view text);
 
