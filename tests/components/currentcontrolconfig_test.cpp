@@ -21,6 +21,7 @@ class CConfigTest : public ::testing::Test {
   /// The accessor over what the stores hold by now.
   CCurrentControlConfig& Create() { return mConfig.emplace(mSettings, mHwinfo); }
 
+  CMemoryConfig& StoreOf(std::string_view key) { return key.starts_with("Hw") ? *mHwinfo : *mSettings; }
   std::string Text(std::string_view key) const { return mSettings->Get(key).asString(); }
 
   std::shared_ptr<CMemoryConfig> mSettings = std::make_shared<CMemoryConfig>();
@@ -30,25 +31,15 @@ class CConfigTest : public ::testing::Test {
 
 TEST_F(CConfigTest, SwitchesFollowTheirKeysAndDefaults) {
   using C = CCurrentControlConfig;
-  struct SCase {
+  const struct {
     const char* key;
     bool (C::*get)() const;
     bool absent = false;
-  };
-  const auto& config = Create();
-  const auto check = [&](CMemoryConfig& store, const SCase& tested) {
-    EXPECT_EQ((config.*tested.get)(), tested.absent) << tested.key;
-    for (const bool value : {true, false}) {
-      store.Set(tested.key, value);
-      EXPECT_EQ((config.*tested.get)(), value) << tested.key;
-    }
-  };
-  for (const auto& tested :
-       {SCase{"HwHasMeter", &C::HasMeter}, SCase{"HwHasRs485", &C::HasRs485},
-        SCase{"HwHasBop", &C::HasCtConnector}, SCase{"HwHasDigitalInputs", &C::HasDigitalInputs}}) {
-    check(*mHwinfo, tested);
-  }
-  const SCase kSettings[] = {
+  } kCases[] = {
+      {"HwHasMeter", &C::HasMeter},
+      {"HwHasRs485", &C::HasRs485},
+      {"HwHasBop", &C::HasCtConnector},
+      {"HwHasDigitalInputs", &C::HasDigitalInputs},
       {"CurrentCtrlBopEnable", &C::GetBopEnable},
       {"BopCtDetectionEnable", &C::IsBopCtDetectionEnabled, true},
       {"UserDefinedHouseholdPowerLimitEnable", &C::IsUserDefinedHouseholdPowerLimitEnabled},
@@ -64,7 +55,14 @@ TEST_F(CConfigTest, SwitchesFollowTheirKeysAndDefaults) {
       {"PowerLimitInputDi1Inverse", &C::GetPowerLimitInputDi1Inverse},
       {"PowerLimitInputDi2Inverse", &C::GetPowerLimitInputDi2Inverse},
   };
-  for (const auto& tested : kSettings) check(*mSettings, tested);
+  const auto& config = Create();
+  for (const auto& [key, get, absent] : kCases) {
+    EXPECT_EQ((config.*get)(), absent) << key;
+    for (const bool value : {true, false}) {
+      StoreOf(key).Set(key, value);
+      EXPECT_EQ((config.*get)(), value) << key;
+    }
+  }
   EXPECT_FALSE(config.IsFixedCable());
   mHwinfo->Set("HwHasSocket", false);
   EXPECT_TRUE(config.IsFixedCable());
@@ -77,7 +75,8 @@ TEST_F(CConfigTest, NumbersFollowTheirKeysDefaultsAndUnits) {
     std::uint32_t (C::*get)() const;
     std::uint32_t absent;
     std::uint32_t whenSeven = 7;
-  } kSettings[] = {
+  } kCases[] = {
+      {"HwMaxCurrent", &C::GetConfigHardwareLimit, 0},
       {"CurrentCtrlFixedChargeCurrentLimit", &C::GetConfigInstallationLimit, 0},
       {"ConnectedPhases", &C::GetConnectedPhases, 0},
       {"CurrentCtrlBopFuseRating", &C::GetFuseLimit, 0},
@@ -94,19 +93,17 @@ TEST_F(CConfigTest, NumbersFollowTheirKeysDefaultsAndUnits) {
       {"PowerLimitInputDi2Limit", &C::GetPowerLimitInputDi2LimitMilliAmpere, 0, 7000},
   };
   const auto& config = Create();
-  for (const auto& [key, get, absent, whenSeven] : kSettings) {
+  for (const auto& [key, get, absent, whenSeven] : kCases) {
     EXPECT_EQ((config.*get)(), absent) << key;
-    mSettings->Set(key, 7);
+    StoreOf(key).Set(key, 7);
     EXPECT_EQ((config.*get)(), whenSeven) << key;
-    mSettings->Set(key, {});
+    StoreOf(key).Set(key, {});
   }
   mSettings->Set("CurrentCtrlBopFuseRating", 4294968U);
   EXPECT_EQ(config.GetBopFuseRating(), 4294967295U);
   EXPECT_EQ(config.GetHomeWizardAddressPort(), 80);
   mSettings->Set("BopHomeWizardAddressPort", 65617);
   EXPECT_EQ(config.GetHomeWizardAddressPort(), 81);
-  mHwinfo->Set("HwMaxCurrent", 32);
-  EXPECT_EQ(config.GetConfigHardwareLimit(), 32U);
 }
 
 TEST_F(CConfigTest, MissingLimitsAreWarnedOf) {

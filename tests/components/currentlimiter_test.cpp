@@ -200,6 +200,10 @@ TEST_F(CLimiterTest, WhoDecidesIsPublishedWhenItChanges) {
   mLimiter->SetLimit(ECurrentControlUserCable, 3, 13.0F);
   EXPECT_THAT(TakeTexts()[20504],
               ElementsAre("Current limitation source changed to ECurrentControlUserCable"));
+  mLimiter->SetLimit(ECurrentControlUserCable, 1, 13.0F);
+  EXPECT_THAT(TakeTexts()[20504],
+              ElementsAre("Current limitation source changed to ECurrentControlUserCable and phases "
+                          "limitation source changed to ECurrentControlUserCable"));
 }
 
 TEST_F(CLimiterTest, ARefusedSetpointIsKeptAndNotPublished) {
