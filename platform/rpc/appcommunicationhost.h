@@ -30,8 +30,9 @@ class AppCommunicationHost final : public ICommunicationHost {
     mServices[mAddresses.Of(name)].push_back(std::move(service));
   }
 
-  std::shared_ptr<CClient> CreateClient(const std::string& name) override {
-    return std::make_shared<CClient>(name, mBackend.Connect(mAddresses.Of(name)));
+  using ICommunicationHost::CreateClient;
+  std::shared_ptr<CClient> CreateClient(const std::string& name, Milliseconds timeout) override {
+    return std::make_shared<CClient>(name, mBackend.Connect(mAddresses.Of(name)), timeout);
   }
 
   void Start() override {

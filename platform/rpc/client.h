@@ -29,18 +29,18 @@ using Subscription = std::unique_ptr<IChannel::ISubscription>;
 /// by itself, and being lost or found is logged once. Any thread.
 class CClient {
  public:
-  /// No peer keeps us waiting longer than this.
+  /// Unless said otherwise, no peer keeps us waiting longer than this.
   static constexpr Milliseconds kTimeout{900};
 
-  CClient(std::string peer, std::unique_ptr<IChannel> channel)
-      : mPeer(std::move(peer)), mChannel(std::move(channel)) {}
+  CClient(std::string peer, std::unique_ptr<IChannel> channel, Milliseconds timeout = kTimeout)
+      : mPeer(std::move(peer)), mTimeout(timeout), mChannel(std::move(channel)) {}
 
   const std::string& Peer() const { return mPeer; }
 
-  /// Calls and waits at most `kTimeout`.
+  /// Calls and waits at most as long as the client was told to.
   template <class TRequest, class TResponse>
   SResult<TResponse> Call(const SUnaryMethod<TRequest, TResponse>& method, const TRequest& request) {
-    IChannel::SAnswer answer = mChannel->Call(method.path, request.SerializeAsString(), kTimeout);
+    IChannel::SAnswer answer = mChannel->Call(method.path, request.SerializeAsString(), mTimeout);
     SResult<TResponse> result{answer.status, std::move(answer.detail), {}};
     if (result.IsOk() && !result.value.ParseFromString(answer.bytes)) {
       result.status = EStatus::Failed;
@@ -83,6 +83,7 @@ class CClient {
   void NoteFailure(std::string_view path, EStatus status, const std::string& detail);
 
   const std::string mPeer;
+  const Milliseconds mTimeout;
   std::atomic<bool> mInTrouble{false};  ///< lost, or a method fails: what saves a good call the lock
   std::atomic<bool> mMalformedTold{false};
   CMutex mMutex;

@@ -25,8 +25,12 @@ class ICommunicationHost {
   /// ending and share its address. Before `Start`, one thread.
   virtual void RegisterService(const std::string& name, std::shared_ptr<CService> service) = 0;
 
-  /// Makes a way to a peer, which need not be there. Any thread.
-  virtual std::shared_ptr<CClient> CreateClient(const std::string& name) = 0;
+  /// Makes a way to a peer, which need not be there and keeps no caller waiting longer than the timeout. Any
+  /// thread.
+  virtual std::shared_ptr<CClient> CreateClient(const std::string& name, Milliseconds timeout) = 0;
+  std::shared_ptr<CClient> CreateClient(const std::string& name) {
+    return CreateClient(name, CClient::kTimeout);
+  }
 
   /// Opens the offered services for calls. Throws CStartError.
   virtual void Start() = 0;

@@ -38,7 +38,8 @@ CCurrentcontrol::CCurrentcontrol(const std::string& root, SEnvironment environme
       mDiagnostics(std::make_shared<CDiagnosticsCommClient>(environment.scheduler,
                                                             environment.host.CreateClient("Diagnostics"))),
       mChargeControl(std::make_shared<CChargeControlService>(
-          environment.scheduler, environment.host.CreateClient("ChargeControlBasicCharge"))),
+          environment.scheduler,
+          environment.host.CreateClient("ChargeControlBasicCharge", CChargeControlService::kTimeout))),
       mMeter(std::make_shared<CMeterService>(environment.scheduler, environment.host.CreateClient("Meter"))),
       mAdac(environment.host.CreateClient("Adac")),
       mNetM(environment.host.CreateClient("NetM")),

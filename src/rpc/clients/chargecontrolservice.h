@@ -30,6 +30,10 @@ class CChargeControlService final : public IChargeControlService {
   /// How long an undelivered setpoint waits before the next attempt.
   static constexpr Milliseconds kRetryInterval{2000};
 
+  /// Timeout of the client to be given. A setpoint that is handed over waits for another attempt to end
+  /// first; both together stay below the second that a client of ours waits.
+  static constexpr Milliseconds kTimeout{400};
+
   CChargeControlService(IScheduler& scheduler, const std::shared_ptr<Rpc::CClient>& client);
   ~CChargeControlService() override;
 
