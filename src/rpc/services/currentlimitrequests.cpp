@@ -118,8 +118,8 @@ ipc::MCurrentControlLimits CCurrentLimitRequests::GetLimits() {
     limit.set_number_of_phases(entry.phases);
     limit.set_unchanged_for_ms(unchangedFor.count());
   }
-  answer.set_current_source(explanation.setpoint.source);
-  answer.set_phase_source(explanation.setpoint.phaseSource);
+  answer.set_current_source(explanation.selection.source);
+  answer.set_phase_source(explanation.selection.phaseSource);
   Fill(*answer.mutable_setpoint(), explanation.setpoint);
   Fill(*answer.mutable_runner_up(), explanation.runnerUp);
   return answer;
