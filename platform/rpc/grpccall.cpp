@@ -49,8 +49,9 @@ void CGrpcCall::EndStep() {
 }
 
 void CGrpcCall::OnArrived() {
-  mMethod = mServer.Services().Find(mContext.method());
+  auto method = mServer.Services().Find(mContext.method());
   CMutexLock lock(mMutex);
+  mMethod = std::move(method);
   ++mPending;  // for Done, which comes for every call that has arrived
   if (!mMethod.IsKnown()) {
     Finish({grpc::StatusCode::UNIMPLEMENTED, "no such method"});
@@ -65,7 +66,7 @@ void CGrpcCall::OnRead(bool ok) {
     mServer.WarnOfMissingRequest(mContext.method());
     CMutexLock lock(mMutex);
     Finish({grpc::StatusCode::INVALID_ARGUMENT, "no request"});
-  } else if (mMethod.handler != nullptr) {
+  } else if (Method().handler != nullptr) {
     TakeTurn();
     mServer.Schedule(shared_from_this());
   } else if (mServer.AdmitSubscription()) {
@@ -90,7 +91,7 @@ void CGrpcCall::Handle() {
   }
   if (!gone) {
     std::string response;
-    if (mServer.Services().Handle(mMethod, mContext.method(), CReceivedBytes(mRequest).View(), response)) {
+    if (mServer.Services().Handle(Method(), mContext.method(), CReceivedBytes(mRequest).View(), response)) {
       Answer(response);
     } else {
       CMutexLock lock(mMutex);
@@ -114,6 +115,11 @@ void CGrpcCall::Refuse(grpc::StatusCode code, const std::string& why) {
   EndStep();
 }
 
+const CServiceTable::SMethod& CGrpcCall::Method() const {
+  CMutexLock lock(mMutex);
+  return mMethod;
+}
+
 bool CGrpcCall::IsSubscription() const {
   CMutexLock lock(mMutex);
   return mSubscribed;
@@ -135,13 +141,13 @@ void CGrpcCall::Subscribe() {
     mContext.AddInitialMetadata(kAcceptedKey, kAcceptedValue);
     mStream.SendInitialMetadata(Begin(mWritten));
   }
-  mMethod.notifications->Add(shared_from_this());
+  Method().notifications->Add(shared_from_this());
   bool gone = false;
   {
     CMutexLock lock(mMutex);
     gone = mGone;
   }
-  if (gone) mMethod.notifications->Remove(this);  // OnDone was here before there was something to remove
+  if (gone) Method().notifications->Remove(this);  // OnDone was here before there was something to remove
 }
 
 void CGrpcCall::Deliver(const CNotificationHub::Bytes& notification) {
@@ -198,7 +204,7 @@ void CGrpcCall::OnDone() {
     mGone = true;
     mWaiting.clear();
   }
-  if (mMethod.notifications) mMethod.notifications->Remove(this);
+  if (Method().notifications) Method().notifications->Remove(this);
 }
 
 }  // namespace Rpc

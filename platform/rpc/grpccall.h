@@ -47,7 +47,7 @@ class CGrpcCall final : public CNotificationHub::ISubscriber, public std::enable
 
   void Deliver(const CNotificationHub::Bytes& notification) override EXCLUDES(mMutex);
 
-  std::size_t Service() const { return mMethod.service; }
+  std::size_t Service() const { return Method().service; }
   bool IsSubscription() const EXCLUDES(mMutex);
 
   Position position;  ///< among the server's calls; the server's business
@@ -65,12 +65,13 @@ class CGrpcCall final : public CNotificationHub::ISubscriber, public std::enable
   void Finish(const grpc::Status& status) REQUIRES(mMutex);
   void Write(const CNotificationHub::Bytes& notification) REQUIRES(mMutex);
   void* Begin(STag& tag) REQUIRES(mMutex);
+  /// Set once, when the call arrives; the lock makes it seen by the thread of the next event.
+  const CServiceTable::SMethod& Method() const EXCLUDES(mMutex);
   void EndStep() EXCLUDES(mMutex);
 
   CGrpcServer& mServer;
   grpc::GenericServerContext mContext;
   grpc::GenericServerAsyncReaderWriter mStream{&mContext};
-  CServiceTable::SMethod mMethod;
   grpc::ByteBuffer mRequest;
   STag mArrived{this, EEvent::Arrived};
   STag mRead{this, EEvent::Read};
@@ -79,6 +80,7 @@ class CGrpcCall final : public CNotificationHub::ISubscriber, public std::enable
   STag mDone{this, EEvent::Done};
 
   mutable CMutex mMutex;
+  CServiceTable::SMethod mMethod GUARDED_BY(mMutex);
   EState mState GUARDED_BY(mMutex) = EState::Awaited;
   int mPending GUARDED_BY(mMutex) = 0;    // events and turns that are still to come
   bool mGone GUARDED_BY(mMutex) = false;  // the client is, or the call is over
