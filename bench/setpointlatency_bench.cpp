@@ -56,7 +56,7 @@ void BM_SetpointLatency(benchmark::State& state) {
   station.Start();
 
   Rpc::AppCommunicationHost<Rpc::GrpcBackend> host(Rpc::GrpcBackend(), files, root.Path());
-  CCurrentcontrol service(root.Path().string(), {scheduler, files, host});
+  CCurrentcontrol service(root.Path().string(), {.scheduler = scheduler, .files = files, .host = host});
   std::thread running([&] { service.Run(); });
 
   ipc::CCurrentControlClient client(station.CreateClient("CurrentControl"));

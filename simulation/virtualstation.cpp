@@ -26,7 +26,8 @@ CVirtualStation::CVirtualStation(const SFiles& files)
   Write(mFiles, "settings.json", files.settings);
   Write(mFiles, "secrets.json", files.secrets);
   mService = std::make_unique<CCurrentcontrol>(
-      kRoot.string(), CCurrentcontrol::SEnvironment{mScheduler, mFiles, mServiceHost});
+      kRoot.string(),
+      CCurrentcontrol::SEnvironment{.scheduler = mScheduler, .files = mFiles, .host = mServiceHost});
 }
 
 CVirtualStation::~CVirtualStation() {
@@ -57,6 +58,11 @@ void CVirtualStation::RunFor(Milliseconds span) {
 void CVirtualStation::Terminate() {
   mSupervisor.SetGoal(CSupervisor::EGoal::Terminated);
   mService->AwaitEnd();
+}
+
+void CVirtualStation::StartSecondInstance() {
+  Rpc::AppCommunicationHost<Rpc::InProcessBackend> host(Rpc::InProcessBackend(mNetwork), mFiles, kRoot);
+  CCurrentcontrol(kRoot.string(), {.scheduler = mScheduler, .files = mFiles, .host = host}).Start();
 }
 
 Milliseconds CVirtualStation::Elapsed() const {

@@ -37,11 +37,13 @@ class CVirtualStation {
   /// Lets the supervisor end the service and stops everything.
   void Terminate();
 
+  /// Starts the service once more beside the running one, as by mistake, and lets it go again.
+  void StartSecondInstance();
+
   /// Since `Start`.
   Milliseconds Elapsed() const;
 
   CStation& Peers() { return mStation; }
-  CSupervisor& Supervisor() { return mSupervisor; }
   CMemoryFiles& Files() { return mFiles; }
   /// What a client of the station's services would use.
   Rpc::ICommunicationHost& Clients() { return mPeerHost; }

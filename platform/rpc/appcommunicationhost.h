@@ -14,6 +14,7 @@ namespace Rpc {
 
 /// The communication host over a backend. A backend has
 ///   class IServer with a virtual destructor that stops serving,
+///   void CheckAddress(const std::string& address), which throws CStartError when it is seen to be taken,
 ///   std::unique_ptr<IServer> Serve(const std::string& address, const
 ///   std::vector<std::shared_ptr<CService>>&),
 ///     which throws CStartError,
@@ -33,6 +34,10 @@ class AppCommunicationHost final : public ICommunicationHost {
   using ICommunicationHost::CreateClient;
   std::shared_ptr<CClient> CreateClient(const std::string& name, Milliseconds timeout) override {
     return std::make_shared<CClient>(name, mBackend.Connect(mAddresses.Of(name)), timeout);
+  }
+
+  void CheckAddresses() override {
+    for (const auto& [address, services] : mServices) mBackend.CheckAddress(address);
   }
 
   void Start() override {

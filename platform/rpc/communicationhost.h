@@ -32,6 +32,10 @@ class ICommunicationHost {
     return CreateClient(name, CClient::kTimeout);
   }
 
+  /// Finds out whether the services can be offered, before the process has any effect on others: throws CStartError
+  /// when another process serves at one of our addresses. `Start` looks again.
+  virtual void CheckAddresses() = 0;
+
   /// Opens the offered services for calls. Throws CStartError.
   virtual void Start() = 0;
 

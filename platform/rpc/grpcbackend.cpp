@@ -6,9 +6,11 @@
 #include <fmt/format.h>
 #include <grpc/support/log.h>
 
+#include "platform/rpc/grpcaddress.h"
 #include "platform/rpc/grpcchannel.h"
 #include "platform/rpc/grpceventloop.h"
 #include "platform/rpc/grpcserver.h"
+#include "platform/rpc/unixsocket.h"
 #include "platform/utility/mutex.h"
 
 namespace Rpc {
@@ -61,6 +63,10 @@ void GrpcBackend::SetLogger(std::shared_ptr<ILogger> logger) {
   gpr_set_log_function(&WriteGrpcLog);
 }
 
+void GrpcBackend::CheckAddress(const std::string& address) {
+  if (const auto path = UnixPathOf(address)) PrepareUnixSocket(*path);
+}
+
 std::unique_ptr<GrpcBackend::IServer> GrpcBackend::Serve(
     const std::string& address, const std::vector<std::shared_ptr<CService>>& services) {
   return std::make_unique<CGrpcServer>(address, services);
@@ -71,14 +77,3 @@ std::unique_ptr<IChannel> GrpcBackend::Connect(const std::string& address) {
 }
 
 }  // namespace Rpc
-
-#if defined(__has_feature)
-#if __has_feature(thread_sanitizer)
-/// gRPC and abseil come from the distribution without the sanitizer's eyes: it sees what they touch but not
-/// how they keep threads apart. Our own code stays under watch.
-extern "C" const char* __tsan_default_suppressions();
-const char* __tsan_default_suppressions() {
-  return "race:libgrpc\nrace:libgpr\nrace:libabsl\nrace:^grpc::\n";
-}
-#endif
-#endif

@@ -59,12 +59,20 @@ class CChannel final : public IChannel {
   const std::string mAddress;
 };
 
+[[noreturn]] void ThrowInUse(const std::string& address) {
+  throw CStartError("Cannot serve " + address + ": it is in use");
+}
+
 }  // namespace
+
+void InProcessBackend::CheckAddress(const std::string& address) {
+  if (mNetwork->IsServed(address)) ThrowInUse(address);
+}
 
 std::unique_ptr<InProcessBackend::IServer> InProcessBackend::Serve(
     const std::string& address, const std::vector<std::shared_ptr<CService>>& services) {
   if (!mNetwork->Serve(address, std::make_shared<CServiceTable>(address, services))) {
-    throw CStartError("Cannot serve " + address + ": it is in use");
+    ThrowInUse(address);
   }
   return std::make_unique<CServer>(mNetwork, address);
 }

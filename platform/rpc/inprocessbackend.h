@@ -20,7 +20,8 @@ class InProcessBackend {
 
   explicit InProcessBackend(std::shared_ptr<CInProcessNetwork> network) : mNetwork(std::move(network)) {}
 
-  /// Throws CStartError when the address is in use.
+  /// Both throw CStartError when the address is in use.
+  void CheckAddress(const std::string& address);
   std::unique_ptr<IServer> Serve(const std::string& address,
                                  const std::vector<std::shared_ptr<CService>>& services);
   std::unique_ptr<IChannel> Connect(const std::string& address);

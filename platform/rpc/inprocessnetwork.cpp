@@ -26,6 +26,12 @@ void CInProcessNetwork::SetFault(const std::string& address, EFault fault) {
   }
 }
 
+bool CInProcessNetwork::IsServed(const std::string& address) const {
+  CMutexLock lock(mMutex);
+  const auto peer = mPeers.find(address);
+  return peer != mPeers.end() && peer->second.services != nullptr;
+}
+
 bool CInProcessNetwork::Serve(const std::string& address, std::shared_ptr<CServiceTable> services) {
   CMutexLock lock(mMutex);
   SPeer& peer = mPeers[address];

@@ -39,6 +39,7 @@ class CInProcessNetwork {
   /// Stays until changed; None is a cure, after which subscriptions come back by themselves.
   void SetFault(const std::string& address, EFault fault);
 
+  bool IsServed(const std::string& address) const;
   /// False: somebody serves there.
   bool Serve(const std::string& address, std::shared_ptr<CServiceTable> services);
   /// No handler of the address is running any more when it returns.

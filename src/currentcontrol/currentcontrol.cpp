@@ -67,6 +67,8 @@ void CCurrentcontrol::Run() {
 }
 
 void CCurrentcontrol::Start() {
+  // A second instance by mistake must not tell charge control anything before it finds out.
+  mEnvironment.host.CheckAddresses();
   mDiagnostics->Start();
   mChargeControl->Connect([](ipc::EChargingState) {});
   mLimiter->SetInitialLimits();

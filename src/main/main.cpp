@@ -26,7 +26,7 @@ int main(int argc, char* argv[]) {
   CPosixFiles files;
   Rpc::AppCommunicationHost<Rpc::GrpcBackend> host(Rpc::GrpcBackend(), files, commandLine->root);
   {
-    CCurrentcontrol application(commandLine->root, {scheduler, files, host});
+    CCurrentcontrol application(commandLine->root, {.scheduler = scheduler, .files = files, .host = host});
     const CSignalWatcher signals([&application](int) { application.RequestTermination(); });
     application.Run();
   }

@@ -73,6 +73,15 @@ TEST_F(CServiceLifeTest, PeersThatComeAndGoAreToldOnceEachAndFoundAgain) {
             "ECurrentControlConfigurationLimit") << "what was kept is sent";
 }
 
+TEST_F(CServiceLifeTest, SecondInstanceLeavesTheSetpointOfTheFirstAlone) {
+  mStation.Start();
+  mStation.RunFor(std::chrono::seconds(5));
+  const auto before = mStation.Peers().BasicCharge().LastArrival().value().when;
+  EXPECT_THROW(mStation.StartSecondInstance(), Rpc::CStartError);
+  mStation.RunFor(std::chrono::seconds(5));
+  EXPECT_EQ(mStation.Peers().BasicCharge().LastArrival().value().when, before);
+}
+
 TEST_F(CServiceLifeTest, DeadChargeControlDoesNotHoldUpTheEnd) {
   mStation.Start();
   mStation.RunFor(std::chrono::seconds(5));
