@@ -13,7 +13,7 @@
 #include "platform/worker/realscheduler.h"
 #include "src/components/currentcontrolconfig.h"
 #include "src/components/currentlimiter.h"
-#include "src/components/limitationsource.h"
+#include "src/limitationsources/limitationsource.h"
 #include "src/diagnosticssignals/diagnosticssignals.h"
 #include "src/rpc/clients/chargecontrolservice.h"
 

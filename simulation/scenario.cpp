@@ -8,7 +8,7 @@
 
 #include "simulation/strictjson.h"
 #include "simulation/vehicle.h"
-#include "src/components/limitationsource.h"
+#include "src/limitationsources/limitationsource.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 #include "simulation/scenarioplayer.h"
 
 #include "platform/log/log.h"
-#include "src/components/limitationsource.h"
+#include "src/limitationsources/limitationsource.h"
 
 CScenarioPlayer::CScenarioPlayer(IScheduler& scheduler, Rpc::ICommunicationHost& host, CStation& station,
                                  CSupervisor& supervisor)

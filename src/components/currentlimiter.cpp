@@ -14,7 +14,7 @@
 #include "platform/diagnostics/diagnosticssignal.h"
 #include "platform/log/log.h"
 #include "src/components/currentcontrolconfig.h"
-#include "src/components/limitationsource.h"
+#include "src/limitationsources/limitationsource.h"
 #include "src/rpc/clients/chargecontrolservice.h"
 
 namespace {

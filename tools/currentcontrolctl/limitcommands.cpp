@@ -7,7 +7,7 @@
 #include "ipc/currentcontrol.service.h"
 
 #include "platform/worker/worker.h"
-#include "src/components/limitationsource.h"
+#include "src/limitationsources/limitationsource.h"
 #include "tools/currentcontrolctl/amperes.h"
 #include "tools/display/limitstable.h"
 #include "tools/display/liveview.h"

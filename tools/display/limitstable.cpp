@@ -4,7 +4,7 @@
 
 #include <fmt/format.h>
 
-#include "src/components/limitationsource.h"
+#include "src/limitationsources/limitationsource.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 
 #include "platform/log/log.h"
 #include "src/components/currentlimiter.h"
-#include "src/components/limitationsource.h"
+#include "src/limitationsources/limitationsource.h"
 
 namespace {
 

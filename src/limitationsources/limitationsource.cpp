@@ -1,4 +1,4 @@
-#include "src/components/limitationsource.h"
+#include "src/limitationsources/limitationsource.h"
 
 #include <algorithm>
 #include <charconv>
