@@ -5,7 +5,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 scripts/install-dependencies.sh
-cmake --preset release -DCURRENTCONTROL_BENCH=ON
+cmake --preset release
 cmake --build --preset release --target currentcontrol currentcontrolctl currentcontrol_bench
 cmake --preset dev
 cmake --build --preset dev --target currentlimiter_test

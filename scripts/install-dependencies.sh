@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Installs what is missing of the Debian 12 packages that building and testing need. This is the only list of them.
+# Installs what is missing of the Debian 12 packages that building and testing need on this machine. The libraries
+# that a build for 32-bit ARM is linked with have a list of their own, in make-arm-sysroot.sh.
 #
 # usage: install-dependencies.sh [--tsan] [--arm]
 #   --tsan   also what the tests under the thread sanitizer need

@@ -129,6 +129,7 @@ def measure():
         ("Process start to first answered request, slowest", 150, True, max(starts), "ms"),
         ("Idle, share of one core", 0.5, False, cpu, "%"),
         ("Resident", 25, False, resident, "MB"),
+        ("An hour of the station in virtual time", 100, True, figure("BM_VirtualHour", "real_time") / 1e6, "ms"),
         (f"`{TOUCHED}` touched: its tests built and linked again", 15, False, rebuilt, "s"),
     ]
     remarks = [
