@@ -4,7 +4,6 @@
 
 #include <benchmark/benchmark.h>
 
-#include "bench/allocations.h"
 #include "bench/temporaryfolder.h"
 #include "platform/diagnostics/diagnosticscommclient.h"
 #include "platform/diagnostics/diagnosticssignal.h"
@@ -16,6 +15,7 @@
 #include "src/limitationsources/limitationsource.h"
 #include "src/diagnosticssignals/diagnosticssignals.h"
 #include "src/rpc/clients/chargecontrolservice.h"
+#include "support/allocations.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "bench/allocations.h"
+#include "support/allocations.h"
 
 #include <cstddef>
 #include <cstdlib>
