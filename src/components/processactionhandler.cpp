@@ -3,8 +3,10 @@
 #include <utility>
 
 #include "platform/log/log.h"
+#include "platform/rpc/result.h"
 #include "src/components/currentlimiter.h"
 #include "src/components/limiter.h"
+#include "src/rpc/clients/chargecontrolservice.h"
 
 namespace {
 
@@ -14,9 +16,11 @@ constexpr float kSafeCurrent = 0.0F;
 }  // namespace
 
 CProcessActionHandler::CProcessActionHandler(std::shared_ptr<CCurrentControlConfig> config,
-                                             std::shared_ptr<CCurrentLimiter> limiter, Components components,
-                                             std::function<void()> connectPeers)
+                                             std::shared_ptr<CCurrentLimiter> limiter,
+                                             std::shared_ptr<IChargeControlService> chargeControl,
+                                             Components components, std::function<void()> connectPeers)
     : mLimiter(std::move(limiter)),
+      mChargeControl(std::move(chargeControl)),
       mComponents(std::move(components)),
       mConnectPeers(std::move(connectPeers)),
       mConnection(std::move(config)) {}
@@ -47,7 +51,18 @@ void CProcessActionHandler::Disable() {
 void CProcessActionHandler::Terminate() {
   LOG_ENTRY(kClassName);
   Disable();
-  if (mLimiter->SetLimitWithDefaultPhases(ipc::ECurrentControlHardwareLimit, kSafeCurrent)) {
+  LeaveSafe();
+}
+
+void CProcessActionHandler::EnsureSafe() {
+  LOG_ENTRY(kClassName);
+  if (mLimiter->GetSetpoint().current > kSafeCurrent) LeaveSafe();
+}
+
+void CProcessActionHandler::LeaveSafe() {
+  mLimiter->SetLimitWithDefaultPhases(ipc::ECurrentControlHardwareLimit, kSafeCurrent);
+  // The arbiter says a setpoint once; 0 A may have been said before and not have arrived.
+  if (!Rpc::IsFailure(mChargeControl->EnsureTaken())) {
     LOG_INFO("The vehicle is left with a setpoint of {} A", kSafeCurrent);
   } else {
     LOG_ERROR("The vehicle may go on: charge control did not take the last setpoint of {} A", kSafeCurrent);

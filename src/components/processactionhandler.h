@@ -10,6 +10,7 @@
 
 class CCurrentControlConfig;
 class CCurrentLimiter;
+class IChargeControlService;
 class ILimiter;
 
 /// What current control does on its way through the states of its process. On the worker of the process state
@@ -21,7 +22,8 @@ class CProcessActionHandler final : public IProcessActions {
   /// Components are enabled in this order and disabled in reverse. `connectPeers` is called by every attempt
   /// to initialise.
   CProcessActionHandler(std::shared_ptr<CCurrentControlConfig> config,
-                        std::shared_ptr<CCurrentLimiter> limiter, Components components,
+                        std::shared_ptr<CCurrentLimiter> limiter,
+                        std::shared_ptr<IChargeControlService> chargeControl, Components components,
                         std::function<void()> connectPeers);
 
   bool Initialize() override;
@@ -32,11 +34,16 @@ class CProcessActionHandler final : public IProcessActions {
   void Disable() override;
   /// Disables, and leaves the vehicle with 0 A: the hardware limit, so that the current limiter can say why.
   void Terminate() override;
+  /// The same once more if somebody has moved the setpoint since. Any thread, when nobody can any more.
+  void EnsureSafe();
   void SetMeasurementSourceConnection(const ipc::MMeasurementSource& connection) override;
   void ClearMeasurementSourceConnection() override;
 
  private:
+  void LeaveSafe();
+
   const std::shared_ptr<CCurrentLimiter> mLimiter;
+  const std::shared_ptr<IChargeControlService> mChargeControl;
   const Components mComponents;
   const std::function<void()> mConnectPeers;
   CMeasurementSourceConnection mConnection;

@@ -52,7 +52,7 @@ CCurrentcontrol::CCurrentcontrol(const std::string& root, SEnvironment environme
       mTemperatureReport(std::make_shared<CTemperatureReport>(Signal(DiagnosticsSignals::kTemperatures))),
       mLimitRequests(mLimiter),
       mFinished(environment.scheduler.CreateEvent()),
-      mActions(mConfig, mLimiter, CreateComponents(), [this] { ConnectPeers(); }),
+      mActions(mConfig, mLimiter, mChargeControl, CreateComponents(), [this] { ConnectPeers(); }),
       mStateMachine(environment.scheduler, mActions, [this] { mFinished->Set(); }) {
   OfferServices();
 }
@@ -78,6 +78,9 @@ void CCurrentcontrol::Start() {
 
 void CCurrentcontrol::AwaitEnd() {
   mFinished->Wait();
+  // Calls that were running when the end was reached have ended now, whatever they did.
+  mEnvironment.host.Stop();
+  mActions.EnsureSafe();
   Stop();
 }
 

@@ -8,10 +8,12 @@
 #include <gmock/gmock.h>
 
 #include "platform/log/logcapture.h"
+#include "platform/rpc/result.h"
 #include "platform/worker/virtualscheduler.h"
 #include "src/components/currentcontrolconfig.h"
 #include "src/components/currentlimiter.h"
 #include "src/components/limiter.h"
+#include "src/rpc/clients/chargecontrolservice.h"
 #include "support/memoryconfig.h"
 
 namespace {
@@ -38,12 +40,18 @@ class CLimiter : public CCurrentLimiter {
       : CCurrentLimiter(clock, std::move(config), nullptr, {}), mDone(done) {}
   bool SetLimitWithDefaultPhases(ipc::ECurrentControlSource source, float current) override {
     mDone.push_back("source " + std::to_string(source) + (current == 0.0F ? " 0 A" : " current"));
-    return takes;
+    return true;
   }
-  bool takes = true;
 
  private:
   Done& mDone;
+};
+
+class CChargeControl : public IChargeControlService {
+ public:
+  ipc::MResult SetChargeCurrent(std::uint32_t, std::uint8_t) override { return Rpc::Success(); }
+  ipc::MResult EnsureTaken() override { return Rpc::ToResult(takes); }
+  bool takes = true;
 };
 
 class CProcessActionHandlerTest : public ::testing::Test {
@@ -74,9 +82,11 @@ class CProcessActionHandlerTest : public ::testing::Test {
   std::shared_ptr<CCurrentControlConfig> config =
       std::make_shared<CCurrentControlConfig>(settings, std::make_shared<CMemoryConfig>());
   std::shared_ptr<CLimiter> limiter = std::make_shared<CLimiter>(time, config, done);
+  std::shared_ptr<CChargeControl> chargeControl = std::make_shared<CChargeControl>();
   CProcessActionHandler handler{
       config,
       limiter,
+      chargeControl,
       {std::make_shared<CComponent>("a", done), std::make_shared<CComponent>("b", done)},
       [this] { done.emplace_back("peers"); }};
 };
@@ -91,7 +101,7 @@ TEST_F(CProcessActionHandlerTest, EnablesInOrderDisablesInReverseAndLeavesTheVeh
   EXPECT_THAT(done,
               ElementsAre("peers", "+a", "+b", "-b", "-a", "peers", "+a", "+b", "-b", "-a", "source 8 0 A"));
   EXPECT_THAT(log.Texts(Log::ELogLevel::Info), ElementsAre("The vehicle is left with a setpoint of 0 A"));
-  limiter->takes = false;
+  chargeControl->takes = false;
   handler.Terminate();
   EXPECT_THAT(log.Texts(Log::ELogLevel::Error),
               ElementsAre(HasSubstr("did not take the last setpoint of 0 A")));

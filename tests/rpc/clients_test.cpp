@@ -121,6 +121,19 @@ TEST_F(CChargeControlServiceTest, RefusedSetpointIsAFailureAndNotRepeated) {
   EXPECT_EQ(mPeer->mArrived.size(), 1U);
 }
 
+TEST_F(CChargeControlServiceTest, MakesSureThatWhatCountsWasTaken) {
+  EXPECT_EQ(mLink.EnsureTaken().code(), 1U) << "nothing was said yet";
+  mHost.Start();
+  mScheduler.RunFor(std::chrono::seconds(1));
+  mPeer->mRefuse = true;
+  mLink.SetChargeCurrent(0, 3);
+  EXPECT_EQ(mLink.EnsureTaken().code(), 1U);
+  mPeer->mRefuse = false;
+  EXPECT_EQ(mLink.EnsureTaken().code(), 0U);
+  EXPECT_EQ(mLink.EnsureTaken().code(), 0U);
+  EXPECT_EQ(mPeer->mArrived.size(), 3U) << "what was taken is not said again";
+}
+
 TEST_F(CChargeControlServiceTest, ChargingStatesOfOtherVersionsArriveAsNumbers) {
   mHost.Start();
   ipc::MChargingState state;

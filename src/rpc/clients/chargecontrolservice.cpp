@@ -3,12 +3,7 @@
 #include <utility>
 
 #include "platform/log/log.h"
-
-namespace {
-
-constexpr std::uint32_t kFailure = 1;
-
-}  // namespace
+#include "platform/rpc/result.h"
 
 CChargeControlService::CChargeControlService(IScheduler& scheduler,
                                              const std::shared_ptr<Rpc::CClient>& client)
@@ -42,30 +37,39 @@ ipc::MResult CChargeControlService::SetChargeCurrent(std::uint32_t milliAmpere, 
   return HandOver();
 }
 
+ipc::MResult CChargeControlService::EnsureTaken() {
+  CMutexLock lock(mMutex);
+  if (mNewest && mDelivery != EDelivery::Taken) return HandOver();
+  return Rpc::ToResult(mNewest.has_value());
+}
+
 void CChargeControlService::OnLink(bool established) {
   if (established) {
     mWorker.NonBlockingCall([this] { HandOverAgain(); });
   } else {
     mWorker.NonBlockingCall([this] {
       CMutexLock lock(mMutex);
-      mPending = mNewest.has_value();
+      mDelivery = EDelivery::Pending;
     });
   }
 }
 
 void CChargeControlService::HandOverAgain() {
   CMutexLock lock(mMutex);
-  if (!mPending) return;
-  const bool taken = HandOver().code() != kFailure;
-  if (!mPending) {
-    LOG_INFO("Charge control was given the setpoint of {} mA on {} phases again and {} it",
-             mNewest->milliampere(), mNewest->number_of_phases(), taken ? "took" : "refused");
-  }
+  if (!mNewest || mDelivery != EDelivery::Pending) return;
+  HandOver();
+  if (mDelivery == EDelivery::Pending) return;
+  LOG_INFO("Charge control was given the setpoint of {} mA on {} phases again and {} it",
+           mNewest->milliampere(), mNewest->number_of_phases(),
+           mDelivery == EDelivery::Taken ? "took" : "refused");
 }
 
 ipc::MResult CChargeControlService::HandOver() {
-  auto answer = mPeer.SetChargeCurrent(*mNewest);
-  mPending = !answer.IsOk();
-  if (mPending) answer.value.set_code(kFailure);
+  const auto answer = mPeer.SetChargeCurrent(*mNewest);
+  if (!answer.IsOk()) {
+    mDelivery = EDelivery::Pending;
+    return Rpc::Failure();
+  }
+  mDelivery = Rpc::IsFailure(answer.value) ? EDelivery::Refused : EDelivery::Taken;
   return answer.value;
 }

@@ -18,6 +18,10 @@ class IChargeControlService {
   /// Tells charge control what the vehicle may draw, in mA on 1 or 3 phases. Waits for the answer, at most a
   /// second. Code 1 is failure: the peer refused or could not be reached.
   virtual ipc::MResult SetChargeCurrent(std::uint32_t milliAmpere, std::uint8_t phases) = 0;
+
+  /// Hands the newest setpoint over once more unless charge control has taken it. Code as `SetChargeCurrent`;
+  /// 1 when there is no setpoint yet.
+  virtual ipc::MResult EnsureTaken() = 0;
 };
 
 /// The charge-control peer.
@@ -25,6 +29,7 @@ class IChargeControlService {
 /// The arbiter says a setpoint once. A peer that was away, hung or started anew in the meantime would go on
 /// with whatever it had, so this link hands the newest setpoint over again until the peer has taken it or
 /// refused it.
+/// `Connect` and `Disconnect` one at a time; the rest from any thread.
 class CChargeControlService final : public IChargeControlService {
  public:
   /// How long an undelivered setpoint waits before the next attempt.
@@ -43,6 +48,7 @@ class CChargeControlService final : public IChargeControlService {
   void Disconnect();
 
   ipc::MResult SetChargeCurrent(std::uint32_t milliAmpere, std::uint8_t phases) override;
+  ipc::MResult EnsureTaken() override;
 
  private:
   /// Never waits: charge control may be the one who keeps a call, and its lock, waiting.
@@ -54,8 +60,10 @@ class CChargeControlService final : public IChargeControlService {
   ipc::CBasicCharge2Client mPeer;
   CMutex mMutex;
   std::optional<ipc::MChargeCurrent> mNewest GUARDED_BY(mMutex);
-  /// Whether the peer may not know the newest setpoint.
-  bool mPending GUARDED_BY(mMutex) = false;
+  /// What charge control did with the newest setpoint, as far as is known. Pending: it may not have heard of
+  /// it.
+  enum class EDelivery { Pending, Refused, Taken };
+  EDelivery mDelivery GUARDED_BY(mMutex) = EDelivery::Pending;
 
   CWorker mWorker;
   CCallHandle mRetry;

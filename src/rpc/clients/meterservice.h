@@ -8,7 +8,8 @@
 #include "platform/utility/mutex.h"
 #include "platform/worker/worker.h"
 
-/// The station's own meter, which measures what the vehicle draws. Any thread.
+/// The station's own meter, which measures what the vehicle draws. `Newest` from any thread, `Enable` and
+/// `Disable` one at a time.
 class CMeterService {
  public:
   struct SSample {
