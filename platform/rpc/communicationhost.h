@@ -32,8 +32,8 @@ class ICommunicationHost {
     return CreateClient(name, CClient::kTimeout);
   }
 
-  /// Finds out whether the services can be offered, before the process has any effect on others: throws CStartError
-  /// when another process serves at one of our addresses. `Start` looks again.
+  /// Finds out whether the services can be offered, before the process has any effect on others: throws
+  /// CStartError when another process serves at one of our addresses. `Start` looks again.
   virtual void CheckAddresses() = 0;
 
   /// Opens the offered services for calls. Throws CStartError.

@@ -11,6 +11,7 @@
 #include "platform/rpc/grpceventloop.h"
 #include "platform/rpc/grpcserver.h"
 #include "platform/rpc/unixsocket.h"
+#include "platform/rpc/unreachablechannel.h"
 #include "platform/utility/mutex.h"
 
 namespace Rpc {
@@ -64,7 +65,11 @@ void GrpcBackend::SetLogger(std::shared_ptr<ILogger> logger) {
 }
 
 void GrpcBackend::CheckAddress(const std::string& address) {
-  if (const auto path = UnixPathOf(address)) PrepareUnixSocket(*path);
+  if (const auto path = UnixPathOf(address)) {
+    PrepareUnixSocket(*path);
+  } else {
+    CGrpcServer(address, {});
+  }
 }
 
 std::unique_ptr<GrpcBackend::IServer> GrpcBackend::Serve(
@@ -73,6 +78,11 @@ std::unique_ptr<GrpcBackend::IServer> GrpcBackend::Serve(
 }
 
 std::unique_ptr<IChannel> GrpcBackend::Connect(const std::string& address) {
+  if (const auto path = UnixPathOf(address); path && path->size() > kLongestSocketPath) {
+    return std::make_unique<CUnreachableChannel>(
+        fmt::format("the path of socket {} has {} characters, at most {} are possible", *path, path->size(),
+                    kLongestSocketPath));
+  }
   return std::make_unique<CGrpcChannel>(address, mLoop);
 }
 

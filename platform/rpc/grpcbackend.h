@@ -27,7 +27,7 @@ class GrpcBackend {
   /// Where gRPC's own log goes, of this whole process; nowhere when null.
   static void SetLogger(std::shared_ptr<ILogger> logger);
 
-  /// Prepares a unix socket's place, or throws CStartError. Whether a TCP port is free only `Serve` tells.
+  /// Throws CStartError when the address cannot be served at.
   void CheckAddress(const std::string& address);
   /// Throws CStartError.
   std::unique_ptr<IServer> Serve(const std::string& address,

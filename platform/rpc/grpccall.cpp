@@ -63,8 +63,8 @@ void CGrpcCall::OnArrived() {
 
 void CGrpcCall::OnRead(bool ok) {
   if (!ok) {
-    mServer.WarnOfMissingRequest(mContext.method());
     CMutexLock lock(mMutex);
+    if (!mAbandoned) mServer.WarnOfMissingRequest(mContext.method());
     Finish({grpc::StatusCode::INVALID_ARGUMENT, "no request"});
   } else if (Method().handler != nullptr) {
     TakeTurn();
@@ -194,6 +194,7 @@ void CGrpcCall::EndSubscription() {
 bool CGrpcCall::Abandon() {
   CMutexLock lock(mMutex);
   if (mState != EState::Reading && mState != EState::Finishing) return false;
+  mAbandoned = true;
   mContext.TryCancel();
   return true;
 }

@@ -88,6 +88,7 @@ class CGrpcCall final : public CNotificationHub::ISubscriber, public std::enable
   bool mEnding GUARDED_BY(mMutex) = false;  // finish when the write in progress is through
   bool mSubscribed GUARDED_BY(mMutex) = false;
   bool mDropTold GUARDED_BY(mMutex) = false;
+  bool mAbandoned GUARDED_BY(mMutex) = false;  // by us, so that its end is not the client's fault
   std::deque<CNotificationHub::Bytes> mWaiting GUARDED_BY(mMutex);
 };
 

@@ -1,13 +1,13 @@
 #include "platform/rpc/serviceaddresses.h"
 
-#include <algorithm>
-#include <memory>
 #include <string_view>
 #include <system_error>
 
-#include <json/json.h>
+#include <json/value.h>
 
 #include "platform/log/log.h"
+#include "platform/utility/jsontext.h"
+#include "platform/utility/text.h"
 
 namespace Rpc {
 
@@ -28,37 +28,10 @@ std::string ProcessOf(std::string_view service) {
   return std::string(service);
 }
 
-std::string LowerCase(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(), [](char character) {
-    return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
-  });
-  return text;
-}
-
 std::filesystem::path Absolute(const std::filesystem::path& path) {
   std::error_code error;
   auto absolute = std::filesystem::absolute(path, error);
   return error ? path : absolute;
-}
-
-/// The parser's reasons on one line.
-std::string OnOneLine(std::string text) {
-  std::replace(text.begin(), text.end(), '\n', ' ');
-  while (text.ends_with(' ')) text.pop_back();
-  return text;
-}
-
-bool Parse(const std::string& content, Json::Value& value, std::string& reason) {
-  Json::CharReaderBuilder builder;
-  Json::CharReaderBuilder::strictMode(&builder.settings_);
-  const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-  try {
-    if (reader->parse(content.data(), content.data() + content.size(), &value, &reason)) return true;
-  } catch (const Json::Exception& exception) {  // nested too deeply
-    reason = exception.what();
-  }
-  reason = OnOneLine(std::move(reason));
-  return false;
 }
 
 /// The file's "Services" object; an empty one, and a line saying why, when there is none.
@@ -72,17 +45,14 @@ Json::Value ReadServices(IFiles& files, const std::filesystem::path& path) {
     return Json::objectValue;
   }
   Json::Value whole;
-  std::string reason;
-  if (!Parse(content, whole, reason)) {
-    LOG_ERROR("{} is not JSON: {}; every service is expected at its default address", path.string(), reason);
-    return Json::objectValue;
-  }
-  if (!whole.isObject()) {
-    LOG_ERROR("{} is not a JSON object; every service is expected at its default address", path.string());
+  if (const std::string reason = JsonText::ParseObject(content, whole); !reason.empty()) {
+    LOG_ERROR("{} cannot be used: {}; every service is expected at its default address", path.string(),
+              reason);
     return Json::objectValue;
   }
   for (const auto& key : whole.getMemberNames()) {
-    if (key != kServicesKey) LOG_ERROR("{}: key \"{}\" is unknown and ignored", path.string(), key);
+    if (key != kServicesKey)
+      LOG_ERROR("{}: key \"{}\" is unknown and ignored", path.string(), Text::InOneLine(key));
   }
   if (!whole.isMember(kServicesKey)) return Json::objectValue;
   if (!whole[kServicesKey].isObject()) {
@@ -126,7 +96,7 @@ std::string CServiceAddresses::Of(const std::string& service) {
     mUsed.insert(process);
     return entry->second;
   }
-  return std::string(kUnixScheme) + (mRoot / "run/ipc" / (LowerCase(process) + ".sock")).string();
+  return std::string(kUnixScheme) + (mRoot / "run/ipc" / (Text::ToLowerCase(process) + ".sock")).string();
 }
 
 void CServiceAddresses::WarnOfUnusedEntries() const {

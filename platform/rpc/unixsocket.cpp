@@ -8,7 +8,6 @@
 #include <fmt/format.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include "platform/rpc/communicationhost.h"
@@ -17,7 +16,6 @@ namespace Rpc {
 
 namespace {
 
-constexpr std::size_t kLongestPath = sizeof(sockaddr_un::sun_path) - 1;
 constexpr mode_t kSocketMode = 0660;
 
 [[noreturn]] void Refuse(const std::string& path, const std::string& reason) {
@@ -70,9 +68,9 @@ void RemoveStale(const std::string& path) {
 }  // namespace
 
 void PrepareUnixSocket(const std::string& path) {
-  if (path.size() > kLongestPath) {
+  if (path.size() > kLongestSocketPath) {
     Refuse(path, fmt::format("the path has {} characters, a socket's path has at most {}", path.size(),
-                             kLongestPath));
+                             kLongestSocketPath));
   }
   CreateFolder(path);
   RemoveStale(path);

@@ -16,7 +16,7 @@ class CProcessControlService final : public ipc::IGenericControl {
   ipc::MResult Disable(const ipc::MEmpty& request) override;
   ipc::MResult Recover(const ipc::MEmpty& request) override;
   ipc::MResult Terminate(const ipc::MEmpty& request) override;
-  /// Answers 0 whatever the process is busy with.
+  /// Answers 0 without asking the state machine.
   ipc::MResult Alive(const ipc::MEmpty& request) override;
   ipc::MProcessState GetState(const ipc::MEmpty& request) override;
 

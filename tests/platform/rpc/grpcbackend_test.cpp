@@ -80,6 +80,11 @@ TEST_F(GrpcTest, LeavesAloneWhatIsNoSocketAndNamesAFolderThatCannotBe) {
   RpcTest::CPeer<Rpc::GrpcBackend> other({}, files, network.Root());
   EXPECT_THROW(other.Start(), Rpc::CStartError);
 
+  const auto nobody =
+      Rpc::GrpcBackend().Connect("unix:/" + std::string(120, 'x'))->Call(kSet, "", Milliseconds{900});
+  EXPECT_EQ(nobody.status, Rpc::EStatus::Unreachable);
+  EXPECT_THAT(nobody.detail, HasSubstr("has 121 characters, at most 107 are possible"));
+
   files.text = R"({"Services": {"Peer": "unix:)" + std::string(120, 'x') + R"("}})";
   RpcTest::CPeer<Rpc::GrpcBackend> tooLong({}, files, network.Root());
   try {
@@ -123,12 +128,14 @@ TEST_F(GrpcTest, ServesOverTcpAndRefusesAPortInUseAndANonsenseAddress) {
   Rpc::GrpcBackend backend;
   const auto service = ipc::CreateService(std::static_pointer_cast<ipc::ICurrentControl>(peer.control));
   for (const auto& address : {port.text, std::string("no such host:x"), std::string("256.0.0.1:1")}) {
+    EXPECT_THROW(backend.CheckAddress(address), Rpc::CStartError) << address;
     EXPECT_THROW(backend.Serve(address, {service}), Rpc::CStartError) << address;
   }
   EXPECT_THAT(log.Texts(Log::ELogLevel::Error), ::testing::Contains(StartsWith("[RPC] ")));
   Rpc::GrpcBackend::SetLogger(nullptr);
 
   port.Free();
+  EXPECT_NO_THROW(backend.CheckAddress(port.text));
   const auto server = backend.Serve(port.text, {service});
   EXPECT_EQ(backend.Connect(port.text)->Call(kSet, "", Milliseconds{900}).status, Rpc::EStatus::Ok);
 }

@@ -59,10 +59,12 @@ TEST_F(ServiceAddressesTest, GivesDefaultsAndWhatTheFileSays) {
 
 TEST_F(ServiceAddressesTest, KeepsTheDefaultsOfAFileThatIsNoGood) {
   files.file = "/station/etc/kipc.json";
-  EXPECT_THAT(ErrorsOf(""), ElementsAre(HasSubstr("/station/etc/kipc.json is not JSON")));
-  EXPECT_THAT(ErrorsOf("{\"Services\": {\"NetM\": \n"), ElementsAre(HasSubstr("is not JSON")));
-  EXPECT_THAT(ErrorsOf(std::string(100000, '[')), ElementsAre(HasSubstr("is not JSON")));
-  EXPECT_THAT(ErrorsOf("[1]"), ElementsAre(HasSubstr("is not a JSON object")));
+  EXPECT_THAT(ErrorsOf(""),
+              ElementsAre(HasSubstr("kipc.json cannot be used: Line 1, Column 1: the file is empty; every")));
+  EXPECT_THAT(ErrorsOf("{\"Services\": {\"NetM\": \n"),
+              ElementsAre(HasSubstr("used: Line 2, Column 1 Syntax")));
+  EXPECT_THAT(ErrorsOf(std::string(100000, '[')), ElementsAre(HasSubstr("used: Exceeded stackLimit")));
+  EXPECT_THAT(ErrorsOf("[1]"), ElementsAre(HasSubstr("it is no JSON object")));
   EXPECT_THAT(ErrorsOf(R"({"Services": 5})"), ElementsAre(HasSubstr("\"Services\" is not an object")));
   EXPECT_THAT(ErrorsOf(R"({"Service": {}})"), ElementsAre(HasSubstr("key \"Service\" is unknown")));
   EXPECT_THAT(ErrorsOf(R"({"Services": {"NetM": 5, "Adac": ""}})"),
