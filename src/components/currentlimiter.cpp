@@ -15,6 +15,7 @@
 #include "platform/log/log.h"
 #include "src/components/currentcontrolconfig.h"
 #include "src/limitationsources/limitationsource.h"
+#include "src/limitationsources/limits.h"
 #include "src/rpc/clients/chargecontrolservice.h"
 
 namespace {
@@ -23,15 +24,13 @@ constexpr auto kClassName = "CCurrentLimiter";
 constexpr auto kListenerProcess = "currentLimiter";
 
 /// A; what follows when nobody limits.
-constexpr float kNoLimit = 999.0F;
+constexpr float kNoLimit = kNoLimitAmpere;
 /// A; before the first setpoint, so that the first is always forwarded.
 constexpr float kNoSetpoint = -1.0F;
 /// A; for a source that has no threshold of its own.
 constexpr float kDefaultThreshold = 0.25F;
 /// A; smaller differences are rounding.
 constexpr float kSmallestDifference = std::numeric_limits<float>::epsilon();
-
-constexpr float kMilliAmperePerAmpere = 1000.0F;
 
 constexpr std::uint32_t kFailure = 1;
 
@@ -107,14 +106,12 @@ void CCurrentLimiter::FollowUserLimit() {
 
 void CCurrentLimiter::OnUserLimitChanged(const Json::Value& value) {
   LOG_ENTRY(kClassName);
-  const auto ampere = ToAmpere(value);
-  if (!ampere) {
-    LOG_WARNING("{} in settings.json is not a number of amperes, keeping the limit as it was",
-                CCurrentControlConfig::kUserDefinedChargeLimitCurrentKey);
-    return;
-  }
   CMutexLock lock(mUserLimitMutex);
-  SetLimitWithDefaultPhases(ipc::ECurrentControlUserLimitCurrent, *ampere);
+  // What is absent or no number means the same now as after a restart: the default, of which the store warns.
+  const auto ampere = ToAmpere(value);
+  SetLimitWithDefaultPhases(
+      ipc::ECurrentControlUserLimitCurrent,
+      ampere ? *ampere : static_cast<float>(mConfig->GetUserDefinedChargeLimitCurrent()));
 }
 
 bool CCurrentLimiter::SetLimitWithDefaultPhases(ipc::ECurrentControlSource source, float current) {

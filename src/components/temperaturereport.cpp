@@ -4,6 +4,8 @@
 #include <utility>
 #include <vector>
 
+#include "platform/log/log.h"
+
 namespace {
 
 constexpr Milliseconds kResendInterval{300000};
@@ -18,6 +20,7 @@ CTemperatureReport::CTemperatureReport(std::shared_ptr<CDiagnosticsSignal> signa
 }
 
 void CTemperatureReport::SetTemperature(EThermalSource source, float celsius) {
+  LOG_ENTRY("CTemperatureReport");
   CMutexLock lock(mMutex);
   mCelsius.at(static_cast<std::size_t>(source)) = celsius;
   mSignal->Send(mCelsius);
