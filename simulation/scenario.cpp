@@ -9,12 +9,13 @@
 #include "simulation/strictjson.h"
 #include "simulation/vehicle.h"
 #include "src/limitationsources/limitationsource.h"
+#include "src/limitationsources/limits.h"
 
 namespace {
 
 using CNode = CStrictJson::CNode;
 
-constexpr std::int64_t kMostMilliAmpere = 999000;
+constexpr std::int64_t kMostMilliAmpere = std::int64_t{kNoLimitAmpere} * kMilliAmperePerAmpere;
 constexpr std::uint32_t kSteepestRamp = 100000;
 constexpr double kColdest = -60.0;
 constexpr double kHottest = 200.0;

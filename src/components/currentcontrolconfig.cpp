@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "platform/log/log.h"
+#include "src/limitationsources/limits.h"
 
 namespace {
 
@@ -14,9 +15,8 @@ constexpr auto kClassName = "CCurrentControlConfig";
 constexpr std::string_view kFuseRatingKey = "CurrentCtrlBopFuseRating";
 
 constexpr std::uint32_t ToMilliAmpere(std::uint32_t ampere) {
-  constexpr std::uint64_t kMilliAmperePerAmpere = 1000;
   constexpr std::uint64_t kMost = std::numeric_limits<std::uint32_t>::max();
-  return static_cast<std::uint32_t>(std::min(ampere * kMilliAmperePerAmpere, kMost));
+  return static_cast<std::uint32_t>(std::min(std::uint64_t{ampere} * kMilliAmperePerAmpere, kMost));
 }
 
 }  // namespace

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <charconv>
 
+#include "src/limitationsources/limits.h"
+
 namespace {
 
 bool AreDigits(std::string_view text) {
@@ -26,9 +28,9 @@ std::optional<std::int32_t> ParseAmperes(std::string_view text) {
   std::int32_t ampere = 0;
   if (!AreDigits(whole) || !AreDigits(fraction) ||
       std::from_chars(whole.data(), whole.data() + whole.size(), ampere).ec != std::errc() ||
-      ampere > kMostAmpere) {
+      ampere > kNoLimitAmpere) {
     return std::nullopt;
   }
-  const std::int32_t milliAmpere = ampere * 1000 + Fraction(fraction);
-  return milliAmpere <= kMostAmpere * 1000 ? std::optional(milliAmpere) : std::nullopt;
+  const std::int32_t milliAmpere = ampere * kMilliAmperePerAmpere + Fraction(fraction);
+  return milliAmpere <= kNoLimitAmpere * kMilliAmperePerAmpere ? std::optional(milliAmpere) : std::nullopt;
 }

@@ -4,9 +4,6 @@
 #include <optional>
 #include <string_view>
 
-/// The largest limit that can be asked for, in A.
-inline constexpr std::int32_t kMostAmpere = 999;
-
-/// "16" or "12.5" as mA, rounded; nothing when the text is no such number or is above kMostAmpere. No sign,
-/// no exponent, no unit.
+/// "16" or "12.5" as mA, rounded; nothing when the text is no such number or is above kNoLimitAmpere. No
+/// sign, no exponent, no unit.
 std::optional<std::int32_t> ParseAmperes(std::string_view text);

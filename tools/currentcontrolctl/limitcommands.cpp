@@ -8,6 +8,7 @@
 
 #include "platform/worker/worker.h"
 #include "src/limitationsources/limitationsource.h"
+#include "src/limitationsources/limits.h"
 #include "tools/currentcontrolctl/amperes.h"
 #include "tools/display/limitstable.h"
 #include "tools/display/liveview.h"
@@ -103,7 +104,7 @@ EExit Set(CSession& session) {
   if (!milliAmpere) {
     return session.Fail(EExit::Usage,
                         fmt::format("'{}' is no current: give amperes such as 16 or 12.5, at most {}",
-                                    session.Word(2), kMostAmpere));
+                                    session.Word(2), kNoLimitAmpere));
   }
   const std::string phases = session.Words() > 3 ? session.Word(3) : "0";  // 0: the service's default
   if (session.Words() > 3 && phases != "1" && phases != "3") {

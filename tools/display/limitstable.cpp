@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 
 #include "src/limitationsources/limitationsource.h"
+#include "src/limitationsources/limits.h"
 
 namespace {
 
@@ -26,9 +27,9 @@ SRole RoleOf(ipc::ECurrentControlSource source, const ipc::MCurrentControlLimits
 }  // namespace
 
 std::string FormatAmpere(std::int64_t milliAmpere) {
-  constexpr std::int64_t kMilli = 1000;
   const std::int64_t size = milliAmpere < 0 ? -milliAmpere : milliAmpere;
-  return fmt::format("{}{}.{:03} A", milliAmpere < 0 ? "-" : "", size / kMilli, size % kMilli);
+  return fmt::format("{}{}.{:03} A", milliAmpere < 0 ? "-" : "", size / kMilliAmperePerAmpere,
+                     size % kMilliAmperePerAmpere);
 }
 
 std::string FormatSpan(Milliseconds span) {

@@ -1,0 +1,8 @@
+#pragma once
+
+#include <cstdint>
+
+/// A; the setpoint when nobody limits, and so the largest limit worth asking for.
+inline constexpr std::int32_t kNoLimitAmpere = 999;
+
+inline constexpr std::int32_t kMilliAmperePerAmpere = 1000;
