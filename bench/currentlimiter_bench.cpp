@@ -12,8 +12,8 @@
 #include "platform/worker/realscheduler.h"
 #include "src/components/currentcontrolconfig.h"
 #include "src/components/currentlimiter.h"
-#include "src/limitationsources/limitationsource.h"
 #include "src/diagnosticssignals/diagnosticssignals.h"
+#include "src/limitationsources/limitationsource.h"
 #include "src/rpc/clients/chargecontrolservice.h"
 #include "support/allocations.h"
 
@@ -26,6 +26,7 @@ class CChargeControl final : public IChargeControlService {
     ++mSetpoints;
     return {};
   }
+  ipc::MResult EnsureTaken() override { return {}; }
 
   int mSetpoints = 0;
 };
