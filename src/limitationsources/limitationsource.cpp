@@ -14,34 +14,41 @@ constexpr float kMeasuredThreshold = 0.25F;
 /// A, for sources that are regulated finely.
 constexpr float kFineThreshold = 0.1F;
 
+using enum ESetter;
 constexpr SLimitationSource kSources[] = {
-    {ipc::ECurrentControlThermal, "ECurrentControlThermal", "High temperature", kMeasuredThreshold},
-    {ipc::ECurrentControlConfigurationLimit, "ECurrentControlConfigurationLimit", "Installation limit", 0.0F},
-    {ipc::ECurrentControlBop, "ECurrentControlBop", "Dynamic load balancing", kMeasuredThreshold},
-    {ipc::ECurrentControlLoadBal, "ECurrentControlLoadBal", "Group load balancing", 0.0F},
-    {ipc::ECurrentControlUserCable, "ECurrentControlUserCable", "Charging cable", 0.0F},
+    {ipc::ECurrentControlThermal, "ECurrentControlThermal", "High temperature", kMeasuredThreshold,
+     Component},
+    {ipc::ECurrentControlConfigurationLimit, "ECurrentControlConfigurationLimit", "Installation limit", 0.0F,
+     Client},
+    {ipc::ECurrentControlBop, "ECurrentControlBop", "Dynamic load balancing", kMeasuredThreshold, Component},
+    {ipc::ECurrentControlLoadBal, "ECurrentControlLoadBal", "Group load balancing", 0.0F, Component},
+    {ipc::ECurrentControlUserCable, "ECurrentControlUserCable", "Charging cable", 0.0F, Component},
     {ipc::ECurrentControlOvercurrentProtection, "ECurrentControlOvercurrentProtection",
-     "Overcurrent protection", 0.0F},
-    {ipc::ECurrentControlHardwareLimit, "ECurrentControlHardwareLimit", "Hardware limitation", 0.0F},
-    {ipc::ECurrentControlPowerFactor, "ECurrentControlPowerFactor", "Power factor", 0.0F},
-    {ipc::ECurrentControlOcppSmartCharging, "ECurrentControlOcppSmartCharging", "OCPP smart charging", 0.0F},
+     "Overcurrent protection", 0.0F, Component},
+    {ipc::ECurrentControlHardwareLimit, "ECurrentControlHardwareLimit", "Hardware limitation", 0.0F,
+     Component},
+    {ipc::ECurrentControlPowerFactor, "ECurrentControlPowerFactor", "Power factor", 0.0F, Component},
+    {ipc::ECurrentControlOcppSmartCharging, "ECurrentControlOcppSmartCharging", "OCPP smart charging", 0.0F,
+     Client},
     {ipc::ECurrentControlVDEPhaseImbalance, "ECurrentControlVDEPhaseImbalance", "Phase imbalance",
-     kMeasuredThreshold},
+     kMeasuredThreshold, Hidden},
     {ipc::ECurrentControlLocalScheduledCharging, "ECurrentControlLocalScheduledCharging",
-     "Local scheduled charging", 0.0F},
-    {ipc::ECurrentControlSolarCharging, "ECurrentControlSolarCharging", "Solar charging", 0.0F},
-    {ipc::ECurrentControlUserLimitCurrent, "ECurrentControlUserLimitCurrent", "Current limiter", 0.0F},
-    {ipc::ECurrentControlLocalRestApi, "ECurrentControlLocalRestApi", "Local REST API", 0.0F},
-    {ipc::ECurrentControlLocalModbusApi, "ECurrentControlLocalModbusApi", "Local Modbus API", 0.0F},
-    {ipc::ECurrentControlPowerLimitInput, "ECurrentControlPowerLimitInput", "External power limit", 0.0F},
+     "Local scheduled charging", 0.0F, Client},
+    {ipc::ECurrentControlSolarCharging, "ECurrentControlSolarCharging", "Solar charging", 0.0F, Component},
+    {ipc::ECurrentControlUserLimitCurrent, "ECurrentControlUserLimitCurrent", "Current limiter", 0.0F,
+     Client},
+    {ipc::ECurrentControlLocalRestApi, "ECurrentControlLocalRestApi", "Local REST API", 0.0F, Client},
+    {ipc::ECurrentControlLocalModbusApi, "ECurrentControlLocalModbusApi", "Local Modbus API", 0.0F, Client},
+    {ipc::ECurrentControlPowerLimitInput, "ECurrentControlPowerLimitInput", "External power limit", 0.0F,
+     Hidden},
     {ipc::ECurrentControlHouseholdPowerLimit, "ECurrentControlHouseholdPowerLimit", "Household power limit",
-     kMeasuredThreshold},
+     kMeasuredThreshold, Hidden},
     {ipc::ECurrentControlSystemBalancer, "ECurrentControlSystemBalancer", "System current balancer",
-     kFineThreshold},
+     kFineThreshold, Hidden},
     {ipc::ECurrentControlInternalPowerLimiter, "ECurrentControlInternalPowerLimiter", "Internal power limit",
-     kFineThreshold},
+     kFineThreshold, Hidden},
     {ipc::ECurrentControlDynamicTariffCharging, "ECurrentControlDynamicTariffCharging",
-     "Dynamic tariff charging", 0.0F},
+     "Dynamic tariff charging", 0.0F, Client},
 };
 
 constexpr std::int64_t kFirstValue = kSources[0].value;
@@ -87,6 +94,12 @@ std::optional<float> FindChangeThreshold(ipc::ECurrentControlSource source) {
   const auto* found = Find(source);
   if (!found) return std::nullopt;
   return found->changeThreshold;
+}
+
+ESetter SetterOf(ipc::ECurrentControlSource source) {
+  if (source == ipc::ECurrentControlNone) return ESetter::Client;
+  const auto* found = Find(source);
+  return found ? found->setter : ESetter::Hidden;
 }
 
 std::optional<ipc::ECurrentControlSource> ParseSource(std::string_view text) {

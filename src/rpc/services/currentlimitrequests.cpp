@@ -6,48 +6,12 @@
 #include <utility>
 
 #include "platform/log/log.h"
+#include "platform/rpc/result.h"
 #include "src/components/currentlimiter.h"
 #include "src/limitationsources/limitationsource.h"
+#include "src/limitationsources/limits.h"
 
 namespace {
-
-constexpr float kMilliAmperePerAmpere = 1000.0F;
-
-/// Who may set a limit of a source.
-enum class ESetter { Component, Client, Nobody };
-
-/// Not every source has a setter: what is missing here is set inside, by a component of its own, and never
-/// asked for by name. 0 is no source, yet clients may set it.
-ESetter SetterOf(ipc::ECurrentControlSource source) {
-  switch (source) {
-    case ipc::ECurrentControlThermal:
-    case ipc::ECurrentControlBop:
-    case ipc::ECurrentControlLoadBal:
-    case ipc::ECurrentControlUserCable:
-    case ipc::ECurrentControlOvercurrentProtection:
-    case ipc::ECurrentControlHardwareLimit:
-    case ipc::ECurrentControlPowerFactor:
-    case ipc::ECurrentControlSolarCharging:
-      return ESetter::Component;
-    case ipc::ECurrentControlNone:
-    case ipc::ECurrentControlConfigurationLimit:
-    case ipc::ECurrentControlOcppSmartCharging:
-    case ipc::ECurrentControlLocalScheduledCharging:
-    case ipc::ECurrentControlUserLimitCurrent:
-    case ipc::ECurrentControlLocalRestApi:
-    case ipc::ECurrentControlLocalModbusApi:
-    case ipc::ECurrentControlDynamicTariffCharging:
-      return ESetter::Client;
-    default:
-      return ESetter::Nobody;
-  }
-}
-
-ipc::MResult Result(bool success) {
-  ipc::MResult result;
-  result.set_code(success ? 0 : 1);
-  return result;
-}
 
 /// Truncates; what does not fit is clamped, since limits from configuration may be absurd.
 std::int32_t ToMilliAmpere(float ampere) {
@@ -77,28 +41,28 @@ ipc::MResult CCurrentLimitRequests::SetCurrentLimit(const ipc::MCurrentControlLi
   switch (SetterOf(source)) {
     case ESetter::Component:
       LOG_WARNING("Cannot directly set a limit from source: {}", static_cast<int>(source));
-      return Result(false);
-    case ESetter::Nobody:
+      return Rpc::Failure();
+    case ESetter::Hidden:
       LOG_ERROR("Received source does not exist");
-      return Result(false);
+      return Rpc::Failure();
     case ESetter::Client:
       break;
   }
   if (request.limit() < 0) {
     LOG_WARNING("A limit of {} mA from source {} is negative, ignoring", request.limit(),
                 SourceToString(source));
-    return Result(false);
+    return Rpc::Failure();
   }
   const float ampere = static_cast<float>(request.limit()) / kMilliAmperePerAmpere;
   const auto phases = request.number_of_phases();
-  return Result(phases == 1 || phases == 3
-                    ? mLimiter->SetLimit(source, static_cast<std::uint8_t>(phases), ampere)
-                    : mLimiter->SetLimitWithDefaultPhases(source, ampere));
+  return Rpc::ToResult(phases == 1 || phases == 3
+                           ? mLimiter->SetLimit(source, static_cast<std::uint8_t>(phases), ampere)
+                           : mLimiter->SetLimitWithDefaultPhases(source, ampere));
 }
 
 ipc::MResult CCurrentLimitRequests::ClearCurrentLimit(const ipc::MCurrentControlLimit& request) {
   LOG_INFO("CurrentControlService::ClearCurrentLimit, Source received: {}", SourceToString(request.source()));
-  return Result(mLimiter->DeleteLimit(request.source()));
+  return Rpc::ToResult(mLimiter->DeleteLimit(request.source()));
 }
 
 ipc::MCurrentControlLimit CCurrentLimitRequests::GetCurrentLimit() {
