@@ -1,3 +1,4 @@
+#include <cmath>
 #include <string>
 #include <vector>
 
@@ -65,12 +66,47 @@ TEST_F(CServiceLifeTest, PeersThatComeAndGoAreToldOnceEachAndFoundAgain) {
   }
   mStation.Start();
   mStation.RunFor(std::chrono::hours(1));
-  EXPECT_THAT(mLog.Texts(Log::ELogLevel::Warning), ::testing::SizeIs(5)) << "a condition that lasts is no news";
+  EXPECT_THAT(mLog.Texts(Log::ELogLevel::Warning), ::testing::SizeIs(5))
+      << "a condition that lasts is no news";
   EXPECT_EQ(Offered(), 25000U);
   mStation.SetFault("Diagnostics", EFault::None);
   mStation.RunFor(std::chrono::minutes(1));
   EXPECT_EQ(mStation.Peers().Diagnostics().Newest(142).value_or(ipc::MDiagnosticsSignal()).text(),
-            "ECurrentControlConfigurationLimit") << "what was kept is sent";
+            "ECurrentControlConfigurationLimit")
+      << "what was kept is sent";
+}
+
+TEST_F(CServiceLifeTest, MeterConnectionIsKeptAndForgottenOnRequest) {
+  mStation.Files().Write(CVirtualStation::SettingsPath(), R"({"BopSource": "homewizard"})");
+  mStation.Start();
+  mStation.RunFor(std::chrono::seconds(5));
+  ipc::CCurrentControlClient client(mStation.Clients().CreateClient("CurrentControl"));
+  ipc::MMeasurementSource meter;
+  meter.set_type("homewizard");
+  meter.set_parameters(R"({"address": "10.0.0.7"})");
+  EXPECT_EQ(client.SetMeasurementSourceConnection(meter).value.code(), 0U);
+  mStation.RunFor(std::chrono::seconds(1));
+  const auto settings = [&] { return mStation.Files().Content(CVirtualStation::SettingsPath()).value(); };
+  EXPECT_THAT(settings(), ::testing::HasSubstr("10.0.0.7"));
+  EXPECT_EQ(client.ClearMeasurementSourceConnection({}).value.code(), 0U);
+  mStation.RunFor(std::chrono::seconds(1));
+  EXPECT_THAT(settings(), ::testing::Not(::testing::HasSubstr("10.0.0.7")));
+}
+
+TEST_F(CServiceLifeTest, TemperaturesOfAllPeersReachDiagnostics) {
+  mStation.Start();
+  mStation.Play(ReadScenario("warm", R"({"events": [{"at": "00:00:01", "temperature":
+      {"adac": 38, "netm": 41.5, "mcu": {"relay1": 46, "relay2": 45, "earth-leakage-detector1": 30}}}]})"));
+  mStation.RunFor(std::chrono::minutes(10));
+  const auto signal = mStation.Peers().Diagnostics().Newest(30000).value();
+  const auto& celsius = signal.floats().values();
+  ASSERT_EQ(celsius.size(), 6);
+  EXPECT_EQ(celsius[0], 30.0F);
+  EXPECT_TRUE(std::isnan(celsius[1])) << "never heard of";
+  EXPECT_EQ(celsius[2], 46.0F);
+  EXPECT_EQ(celsius[3], 45.0F);
+  EXPECT_EQ(celsius[4], 41.5F);
+  EXPECT_EQ(celsius[5], 38.0F);
 }
 
 TEST_F(CServiceLifeTest, SecondInstanceLeavesTheSetpointOfTheFirstAlone) {
