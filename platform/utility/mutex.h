@@ -21,6 +21,8 @@ class LOCK_ATTRIBUTE(capability("mutex")) CMutex {
  public:
   void lock() LOCK_ATTRIBUTE(acquire_capability()) { mMutex.lock(); }
   void unlock() LOCK_ATTRIBUTE(release_capability()) { mMutex.unlock(); }
+  /// For those who wait with it. The capability is not checked through it.
+  pthread_mutex_t* NativeHandle() { return mMutex.native_handle(); }
 
  private:
   std::mutex mMutex;

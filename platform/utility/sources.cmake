@@ -1,1 +1,2 @@
-list(APPEND PLATFORM_SOURCES utility/filewatch.cpp utility/pollthread.cpp utility/posixfiles.cpp utility/signalwatcher.cpp)
+list(APPEND PLATFORM_SOURCES utility/filewatch.cpp utility/jsontext.cpp utility/monotoniccondition.cpp utility/pollthread.cpp utility/posixfiles.cpp
+     utility/signalwatcher.cpp utility/text.cpp)

@@ -36,7 +36,7 @@ void CRealCallLine::Stop() {
   CMutexLock lock(mMutex);
   mState = EState::Stopped;
   dropped = mQueue.Clear();
-  mWork.notify_all();
+  mWork.NotifyAll();
   mDone.notify_all();
   AwaitEndOfRun();
 }
@@ -84,7 +84,7 @@ bool CRealCallLine::RunAndWait(const Call& call) {
 
 ICallLine::CallId CRealCallLine::Enqueue(Call call, TimePoint due, Milliseconds period) {
   mQueue.Add(++mLastId, std::move(call), due, period);
-  if (mQueue.First()->second == mLastId) mWork.notify_one();
+  if (mQueue.First()->second == mLastId) mWork.NotifyOne();
   return mLastId;
 }
 
@@ -123,9 +123,8 @@ bool CRealCallLine::RunFirstIfDue() {
 
 void CRealCallLine::AwaitWork() {
   if (const auto* first = mQueue.First()) {
-    const TimePoint due = first->first;  // the place may be gone while we wait
-    mWork.wait_until(mMutex, due);
+    mWork.WaitUntil(mMutex, first->first);
   } else {
-    mWork.wait(mMutex);
+    mWork.Wait(mMutex);
   }
 }

@@ -3,6 +3,7 @@
 #include <string>
 #include <thread>
 
+#include "platform/utility/monotoniccondition.h"
 #include "platform/utility/mutex.h"
 #include "platform/worker/callqueue.h"
 
@@ -31,8 +32,8 @@ class CRealCallLine final : public ICallLine {
 
   const std::string mName;
   CMutex mMutex;
-  CCondition mWork;  // for the thread: something to do, or the end
-  CCondition mDone;  // for the others: a run ended, or calls were dropped
+  CMonotonicCondition mWork;  // for the thread: something to do, or the end
+  CCondition mDone;           // for the others: a run ended, or calls were dropped
   EState mState GUARDED_BY(mMutex) = EState::Idle;
   bool mThreadLeft GUARDED_BY(mMutex) = false;
   CallId mLastId GUARDED_BY(mMutex) = 0;
