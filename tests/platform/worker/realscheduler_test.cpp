@@ -2,6 +2,7 @@
 
 #include <array>
 #include <atomic>
+#include <latch>
 #include <thread>
 #include <vector>
 
@@ -40,15 +41,24 @@ TEST_F(CRealSchedulerTest, CancelWaitsForTheRun) {
   EXPECT_TRUE(mEnded);
 }
 
-TEST_F(CRealSchedulerTest, StopWaitsForTheRunAndFreesWhoIsBlocked) {
-  mWorker.NonBlockingCall(SlowCall());
+// The run goes on until whoever is blocked came free, and `Stop` returns after the run.
+TEST_F(CRealSchedulerTest, StopFreesWhoIsBlockedAndWaitsForTheRun) {
+  std::latch mayEnd(1);
+  mWorker.NonBlockingCall([&, slow = SlowCall()] {
+    mBegun->Set();
+    mayEnd.wait();
+    slow();
+  });
   mWorker.Start();
   mBegun->Wait();
   CWorker idle(mScheduler, "idle");
   const CWorker::Call never = [] { FAIL() << "it was stopped before"; };
-  std::thread blocked([&] { EXPECT_FALSE(mWorker.BlockingCall(never)); });
+  std::thread blocked([&] {
+    EXPECT_FALSE(mWorker.BlockingCall(never));
+    mayEnd.count_down();
+  });
   std::thread blockedOnIdle([&] { EXPECT_FALSE(idle.BlockingCall(never)); });
-  std::this_thread::sleep_for(2ms);
+  std::this_thread::sleep_for(2ms);  // so that both are most likely blocked; right in any case
   mWorker.Stop();
   EXPECT_TRUE(mEnded);
   idle.Stop();
