@@ -29,7 +29,7 @@ void WriteUsage(std::ostream& output, const std::string& program, const std::str
 
 std::optional<SCommandLine> ParseCommandLine(int argumentCount, char* arguments[], std::ostream& output) {
   SCommandLine commandLine;
-  optind = 1;
+  optind = 0;  // from the start: getopt also forgets its place inside an earlier word
   for (;;) {
     const int option = getopt_long(argumentCount, arguments, kShortOptions, kLongOptions.data(), nullptr);
     switch (option) {
