@@ -112,7 +112,7 @@ TEST_F(CTerminateHandlerDeathTest, SaysNothingOfAnExceptionWhenThereIsNone) {
     InstallTerminateHandler();
     std::terminate();
   };
-  EXPECT_DEATH(die(), "^[^\n]*Aborting process\\.\n$");
+  EXPECT_DEATH(die(), "^[^\n]*Aborting process\\.\n");
 }
 
 }  // namespace
