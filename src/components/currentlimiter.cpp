@@ -245,6 +245,7 @@ SLimitEntry CCurrentLimiter::SelectMinimum(std::span<const SStoredLimit> limits)
 }
 
 bool CCurrentLimiter::UpdateSetpoint(ipc::ECurrentControlSource source) {
+  LOG_ENTRY(kClassName);
   CMutexLock lock(mMutex);
   const float threshold = ThresholdOf(source);
   const SLimitEntry setpoint = SelectMinimum(mLimits);

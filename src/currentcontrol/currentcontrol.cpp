@@ -70,7 +70,9 @@ void CCurrentcontrol::Start() {
   // A second instance by mistake must not tell charge control anything before it finds out.
   mEnvironment.host.CheckAddresses();
   mDiagnostics->Start();
-  mChargeControl->Connect([](ipc::EChargingState) {});
+  mChargeControl->Connect([](ipc::EChargingState) {
+    // For components that follow whether the vehicle is charging; there is none yet.
+  });
   mLimiter->SetInitialLimits();
   mStateMachine.Start();
   mEnvironment.host.Start();

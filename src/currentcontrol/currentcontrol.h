@@ -61,7 +61,8 @@ class CCurrentcontrol {
   void ConnectINetM();
   void ConnectISafetymcucomm();
 
-  /// The components that the configuration enables, in the order in which they are enabled.
+  /// The components that the configuration enables, in the order in which they are enabled. One that others
+  /// need becomes a member too, declared before `mActions`.
   std::vector<std::shared_ptr<ILimiter>> CreateComponents();
   std::shared_ptr<CDiagnosticsSignal> Signal(const CSignalDefinition& definition) const;
 
