@@ -3,17 +3,12 @@
 #include <string>
 
 #include "platform/log/log.h"
+#include "platform/rpc/result.h"
 #include "statemachines/process/processstatemachine.h"
 
 namespace {
 
 constexpr auto kClassName = "CProcessControlService";
-
-ipc::MResult Carry(EProcessEvent event, CProcessStateMachine& machine) {
-  ipc::MResult result;
-  result.set_code(machine.Request(event) ? 0 : 1);
-  return result;
-}
 
 static_assert(static_cast<int>(EProcessState::Terminating) == ipc::EProcessTerminating, "the same numbers");
 
@@ -23,32 +18,32 @@ CProcessControlService::CProcessControlService(CProcessStateMachine& machine) : 
 
 ipc::MResult CProcessControlService::Initialize(const ipc::MEmpty&) {
   LOG_ENTRY(kClassName);
-  return Carry(EProcessEvent::ExtInitializeReq, mMachine);
+  return Rpc::ToResult(mMachine.Request(EProcessEvent::ExtInitializeReq));
 }
 
 ipc::MResult CProcessControlService::Enable(const ipc::MEmpty&) {
   LOG_ENTRY(kClassName);
-  return Carry(EProcessEvent::ExtEnableReq, mMachine);
+  return Rpc::ToResult(mMachine.Request(EProcessEvent::ExtEnableReq));
 }
 
 ipc::MResult CProcessControlService::Disable(const ipc::MEmpty&) {
   LOG_ENTRY(kClassName);
-  return Carry(EProcessEvent::ExtDisableReq, mMachine);
+  return Rpc::ToResult(mMachine.Request(EProcessEvent::ExtDisableReq));
 }
 
 ipc::MResult CProcessControlService::Recover(const ipc::MEmpty&) {
   LOG_ENTRY(kClassName);
-  return Carry(EProcessEvent::ExtRecoverReq, mMachine);
+  return Rpc::ToResult(mMachine.Request(EProcessEvent::ExtRecoverReq));
 }
 
 ipc::MResult CProcessControlService::Terminate(const ipc::MEmpty&) {
   LOG_ENTRY(kClassName);
-  return Carry(EProcessEvent::ExtTerminateReq, mMachine);
+  return Rpc::ToResult(mMachine.Request(EProcessEvent::ExtTerminateReq));
 }
 
 ipc::MResult CProcessControlService::Alive(const ipc::MEmpty&) {
   LOG_ENTRY(kClassName);
-  return {};
+  return Rpc::Success();
 }
 
 ipc::MProcessState CProcessControlService::GetState(const ipc::MEmpty&) {
