@@ -156,19 +156,19 @@ bool CGrpcServer::AdmitSubscription() {
 
 void CGrpcServer::Schedule(const std::shared_ptr<CGrpcCall>& call) {
   switch (mTurns.Arrive(call->Service(), call)) {
-    case CHandlerTurns::EVerdict::Wait:
+    case CGrpcHandlerTurns::EVerdict::Wait:
       return;
-    case CHandlerTurns::EVerdict::Refuse:
+    case CGrpcHandlerTurns::EVerdict::Refuse:
       if (!mRefusalTold.exchange(true)) {
         LOG_WARNING("Clients of {} call faster than they can be answered; calls are refused", mAddress);
       }
       call->Refuse(grpc::StatusCode::RESOURCE_EXHAUSTED, "too many calls");
       return;
-    case CHandlerTurns::EVerdict::Run:
+    case CGrpcHandlerTurns::EVerdict::Run:
       break;
   }
   AddThreadWhereNeeded();
-  std::optional<CHandlerTurns::Call> running = call;
+  std::optional<CGrpcHandlerTurns::Call> running = call;
   while (running) {
     (*running)->Handle();
     running = mTurns.Leave((*running)->Service());

@@ -13,7 +13,7 @@
 #include "platform/log/logcapture.h"
 #include "platform/rpc/grpcbackend.h"
 #include "platform/rpc/grpccall.h"
-#include "platform/rpc/handlerturns.h"
+#include "platform/rpc/grpchandlerturns.h"
 #include "platform/rpc/servicetable.h"
 #include "platform/utility/mutex.h"
 
@@ -23,7 +23,7 @@ namespace Rpc {
 ///
 /// A thread takes an event from gRPC and, when it is a request, runs the handler itself, so that an answer
 /// costs no change of threads. There is always one more thread than running handlers; threads are added up to
-/// a bound when handlers block. Every queue has a bound: see the constants here, in CHandlerTurns and in
+/// a bound when handlers block. Every queue has a bound: see the constants here, in CGrpcHandlerTurns and in
 /// CGrpcCall.
 class CGrpcServer final : public GrpcBackend::IServer {
  public:
@@ -47,7 +47,7 @@ class CGrpcServer final : public GrpcBackend::IServer {
   void WarnOfMissingRequest(const std::string& path);
 
  private:
-  static constexpr std::size_t kMostThreads = CHandlerTurns::kMostAtATime + 1;
+  static constexpr std::size_t kMostThreads = CGrpcHandlerTurns::kMostAtATime + 1;
   static constexpr std::size_t kAwaitedCalls = 4;
 
   void Open();
@@ -61,7 +61,7 @@ class CGrpcServer final : public GrpcBackend::IServer {
 
   const std::string mAddress;
   CServiceTable mServices;
-  CHandlerTurns mTurns;
+  CGrpcHandlerTurns mTurns;
   const std::shared_ptr<CLogCapture::CBuffer> mLogContext = CLogCapture::OfThisThread();
   std::atomic<bool> mMissingRequestTold{false};
   std::atomic<bool> mRefusalTold{false};

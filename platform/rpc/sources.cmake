@@ -3,4 +3,4 @@ list(APPEND PLATFORM_SOURCES
   rpc/kologger.cpp rpc/notifier.cpp rpc/serviceaddresses.cpp rpc/servicetable.cpp)
 set(PLATFORM_GRPC_SOURCES
   rpc/grpcaddress.cpp rpc/grpcbackend.cpp rpc/grpccall.cpp rpc/grpcchannel.cpp rpc/grpceventloop.cpp
-  rpc/grpcserver.cpp rpc/grpcsubscription.cpp rpc/handlerturns.cpp rpc/unixsocket.cpp)
+  rpc/grpchandlerturns.cpp rpc/grpcserver.cpp rpc/grpcsubscription.cpp rpc/unixsocket.cpp)

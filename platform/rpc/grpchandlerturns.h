@@ -15,7 +15,7 @@ class CGrpcCall;
 /// Decides which calls may have a thread for their handler. A handler may block for as long as a peer lets it
 /// wait, so one service never takes all threads: while it is slow, the others, such as process control, are
 /// answered. What does not fit waits, and is refused when too much waits already. Any thread.
-class CHandlerTurns {
+class CGrpcHandlerTurns {
  public:
   static constexpr int kMostAtATime = 5;
   static constexpr int kMostOfOneService = 4;
@@ -24,7 +24,7 @@ class CHandlerTurns {
   using Call = std::shared_ptr<CGrpcCall>;
   enum class EVerdict { Run, Wait, Refuse };
 
-  explicit CHandlerTurns(std::size_t services) : mServices(services) {}
+  explicit CGrpcHandlerTurns(std::size_t services) : mServices(services) {}
 
   /// Run: the caller runs the handler, then asks `Leave`. Wait: some thread gets the call from `Leave`.
   EVerdict Arrive(std::size_t service, const Call& call);

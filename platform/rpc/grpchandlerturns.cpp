@@ -1,10 +1,10 @@
-#include "platform/rpc/handlerturns.h"
+#include "platform/rpc/grpchandlerturns.h"
 
 #include <utility>
 
 namespace Rpc {
 
-CHandlerTurns::EVerdict CHandlerTurns::Arrive(std::size_t service, const Call& call) {
+CGrpcHandlerTurns::EVerdict CGrpcHandlerTurns::Arrive(std::size_t service, const Call& call) {
   CMutexLock lock(mMutex);
   if (mClosed) return EVerdict::Refuse;
   SService& asking = mServices.at(service);
@@ -18,7 +18,7 @@ CHandlerTurns::EVerdict CHandlerTurns::Arrive(std::size_t service, const Call& c
   return EVerdict::Wait;
 }
 
-std::optional<CHandlerTurns::Call> CHandlerTurns::Leave(std::size_t service) {
+std::optional<CGrpcHandlerTurns::Call> CGrpcHandlerTurns::Leave(std::size_t service) {
   CMutexLock lock(mMutex);
   --mServices.at(service).running;
   --mRunning;
@@ -35,7 +35,7 @@ std::optional<CHandlerTurns::Call> CHandlerTurns::Leave(std::size_t service) {
   return std::nullopt;
 }
 
-std::vector<CHandlerTurns::Call> CHandlerTurns::Close() {
+std::vector<CGrpcHandlerTurns::Call> CGrpcHandlerTurns::Close() {
   CMutexLock lock(mMutex);
   mClosed = true;
   std::vector<Call> waiting;
@@ -45,12 +45,12 @@ std::vector<CHandlerTurns::Call> CHandlerTurns::Close() {
   return waiting;
 }
 
-int CHandlerTurns::Running() const {
+int CGrpcHandlerTurns::Running() const {
   CMutexLock lock(mMutex);
   return mRunning;
 }
 
-bool CHandlerTurns::HasRoom(const SService& service) const {
+bool CGrpcHandlerTurns::HasRoom(const SService& service) const {
   return mRunning < kMostAtATime && service.running < kMostOfOneService;
 }
 
