@@ -4,13 +4,13 @@
 
 #include "platform/rpc/communicationhost.h"
 #include "platform/worker/worker.h"
-#include "simulation/adac.h"
-#include "simulation/basiccharge.h"
 #include "simulation/chargepoint.h"
-#include "simulation/diagnostics.h"
-#include "simulation/meter.h"
-#include "simulation/netm.h"
-#include "simulation/safetymcucomm.h"
+#include "simulation/simulatedadac.h"
+#include "simulation/simulatedbasiccharge.h"
+#include "simulation/simulateddiagnostics.h"
+#include "simulation/simulatedmeter.h"
+#include "simulation/simulatednetm.h"
+#include "simulation/simulatedsafetymcucomm.h"
 
 /// The services and the vehicle that surround current control in a charging station. Runs in virtual time
 /// over an in-process host as well as in real time over a real one.

@@ -5,8 +5,8 @@
 
 #include "ipc/currentcontrol.pb.h"
 
-#include "simulation/basiccharge.h"
 #include "simulation/chargepoint.h"
+#include "simulation/simulatedbasiccharge.h"
 
 /// What the live table shows, all from about one moment.
 struct SStationView {

@@ -1,4 +1,4 @@
-#include "simulation/basiccharge.h"
+#include "simulation/simulatedbasiccharge.h"
 
 #include "platform/log/log.h"
 
