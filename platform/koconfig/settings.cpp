@@ -1,6 +1,6 @@
 #include "platform/koconfig/settings.h"
 
-#include "platform/koconfig/jsontext.h"
+#include "platform/utility/jsontext.h"
 #include "platform/log/log.h"
 
 namespace KoConfig {

@@ -4,7 +4,7 @@
 
 #include <fmt/core.h>
 
-#include "platform/koconfig/jsontext.h"
+#include "platform/utility/jsontext.h"
 #include "platform/log/log.h"
 
 namespace KoConfig {

@@ -1,2 +1,2 @@
-list(APPEND PLATFORM_SOURCES koconfig/conversion.cpp koconfig/jsontext.cpp koconfig/listeners.cpp koconfig/settings.cpp
+list(APPEND PLATFORM_SOURCES koconfig/conversion.cpp koconfig/listeners.cpp koconfig/settings.cpp
   koconfig/settingsfile.cpp koconfig/store.cpp)

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "platform/log/log.h"
+#include "platform/utility/text.h"
 #include "src/limitationsources/limits.h"
 
 namespace {
@@ -248,7 +249,8 @@ const SSolarStrategy& CCurrentControlConfig::GetSolarStrategy() const {
   if (const auto* strategy = FindSolarStrategy(mode)) return *strategy;
   if (mode == kAdvancedSolarMode) return ReadAdvancedSolarStrategy(*mSettings);
   if (!unknownModeTold.exchange(true)) {
-    LOG_WARNING("Unknown solar charging mode '{}' in config, defaulting to '{}'", mode, kDefaultSolarMode);
+    LOG_WARNING("Unknown solar charging mode '{}' in config, defaulting to '{}'", Text::InOneLine(mode),
+                kDefaultSolarMode);
   }
   return *FindSolarStrategy(kDefaultSolarMode);
 }

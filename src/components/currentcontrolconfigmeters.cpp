@@ -5,6 +5,8 @@
 #include <json/value.h>
 
 #include "platform/log/log.h"
+#include "platform/utility/jsontext.h"
+#include "platform/utility/text.h"
 #include "src/components/currentcontrolconfig.h"
 #include "src/components/measurementsources/modbusmetermodels.h"
 #include "src/components/sourceparameters.h"
@@ -35,7 +37,7 @@ constexpr auto kAddress = "address";
 Json::Value CCurrentControlConfig::GetBopSourceParameters() const {
   LOG_ENTRY(kClassName);
   const std::string text = mSettings->GetString(kBopParametersKey, "");
-  if (SourceParameters::ToLowerCase(GetBopSource()) == kCurrentTransformers) {
+  if (Text::ToLowerCase(GetBopSource()) == kCurrentTransformers) {
     Json::Value params(Json::objectValue);
     params["type"] = GetBopCtType();
     return params;
@@ -96,7 +98,7 @@ void CCurrentControlConfig::SetUserDefinedHouseholdPowerLimitSourceParameters(co
 }
 
 void CCurrentControlConfig::WriteParameters(std::string_view key, const Json::Value& params) {
-  const std::string text = SourceParameters::ToText(params);
+  const std::string text = JsonText::ToLine(params);
   mSettings->SetString(key, text);
   LOG_DEBUG("{} is set to :{}", key, text);
 }
@@ -104,7 +106,7 @@ void CCurrentControlConfig::WriteParameters(std::string_view key, const Json::Va
 void CCurrentControlConfig::SetBopHomeWizardAddress(const std::string& address) {
   LOG_ENTRY_AT(Log::ELogLevel::Debug, kClassName);
   mSettings->SetString(kBopHomeWizardAddressKey, address);
-  LOG_DEBUG("{} is set to :{}", kBopHomeWizardAddressKey, address);
+  LOG_DEBUG("{} is set to :{}", kBopHomeWizardAddressKey, Text::InOneLine(address));
 }
 
 bool CCurrentControlConfig::IsValidPowerSource(std::string_view type, const Json::Value& params) const {
@@ -124,7 +126,7 @@ std::string CCurrentControlConfig::UpdateSourceConfig(const std::string& source,
       fromKey == kSolarSourceKey ? GetSolarChargingSourceParameters() : GetBopSourceParameters();
   if (!IsValidPowerSource(source, params)) return {};
   mSettings->SetString(toKey, source);
-  mSettings->SetString(toParametersKey, SourceParameters::ToText(params));
+  mSettings->SetString(toParametersKey, JsonText::ToLine(params));
   return source;
 }
 

@@ -8,14 +8,14 @@
 
 #include <json/value.h>
 
-#include "platform/koconfig/jsontext.h"
 #include "platform/log/log.h"
+#include "platform/utility/jsontext.h"
+#include "platform/utility/text.h"
 #include "src/components/currentcontrolconfig.h"
-#include "src/components/sourceparameters.h"
 
 namespace {
 
-using KoConfig::JsonText::ToLog;
+using JsonText::ToLog;
 
 constexpr auto kClassName = "CMeasurementSourceConnection";
 /// In bytes; far beyond any meter's, and of no weight in the settings file.
@@ -46,19 +46,16 @@ constexpr std::array<SFeature, 3> kFeatures{{
      }},
 }};
 
-/// Takes the members over one by one, without the comments that a text from outside may carry. Answers an
-/// empty text or what is wrong.
+/// Answers an empty text or what is wrong.
 std::string ReadParameters(const std::string& text, Json::Value& parameters) {
   if (text.size() > kLongestParameters) return fmt::format("its parameters have {} bytes", text.size());
-  Json::Value object(Json::objectValue);
-  const std::string error = text.empty() ? std::string() : KoConfig::JsonText::ParseObject(text, object);
+  const std::string error = text.empty() ? std::string() : JsonText::ParseObject(text, parameters);
   if (!error.empty()) return fmt::format("its parameters are no JSON object: {}", error);
-  for (const std::string& name : object.getMemberNames()) {
-    const Json::Value& value = object[name];
+  for (const std::string& name : parameters.getMemberNames()) {
+    const Json::Value& value = parameters[name];
     if (value.isObject() || value.isArray()) {
       return fmt::format("its parameter {} is not a plain value", ToLog(Json::Value(name)));
     }
-    parameters[name].copyPayload(value);
   }
   return {};
 }
@@ -99,7 +96,7 @@ void CMeasurementSourceConnection::Set(const ipc::MMeasurementSource& connection
 void CMeasurementSourceConnection::Clear() {
   LOG_ENTRY(kClassName);
   for (const SFeature& feature : kFeatures) {
-    if (SourceParameters::ToLowerCase(feature.source(*mConfig)) == kCurrentTransformers) continue;
+    if (Text::ToLowerCase(feature.source(*mConfig)) == kCurrentTransformers) continue;
     if (!HasContent(feature.parameters(*mConfig))) continue;
     feature.store(*mConfig, Json::objectValue);
     LOG_INFO("Connection of the measurement source of {} cleared", feature.name);

@@ -11,17 +11,13 @@ namespace SourceParameters {
 /// An empty text gives an empty object; one that is no JSON object too, with an error line that names the
 /// settings key.
 Json::Value Parse(std::string_view key, const std::string& text);
-
-/// JSON on one line, without blanks.
-std::string ToText(const Json::Value& params);
+/// The same, but false, and `params` not touched, for one that is no JSON object.
+bool TryParse(std::string_view key, const std::string& text, Json::Value& params);
 
 /// A member as text; empty when there is no such member or it has no text form. Never throws.
 std::string TextOf(const Json::Value& params, const char* member);
 
 /// The same with the member's name, given in lower case, in any case, and its text turned to lower case.
 std::string LowerCaseTextOf(const Json::Value& params, std::string_view member);
-
-/// ASCII letters only, whatever the locale.
-std::string ToLowerCase(std::string text);
 
 }  // namespace SourceParameters

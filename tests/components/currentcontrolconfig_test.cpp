@@ -146,7 +146,7 @@ TEST_F(CConfigTest, SolarModeChoosesTheStrategy) {
   EXPECT_EQ(config.GetSolarStrategy().Phases, 3);
 
   CLogCapture log;
-  mSettings->Set("SolarChargingMode", "puresolar");
+  mSettings->Set("SolarChargingMode", "puresolar\n" + std::string(500'000, '\n'));
   for (int call = 0; call < 2; ++call) EXPECT_EQ(config.GetSolarStrategy().CurrentOffset, 4000);
   EXPECT_THAT(
       log.Texts(ELevel::Warning),
@@ -249,8 +249,9 @@ TEST_F(CConfigTest, HostileParameterTextIsOneErrorLineAndAnEmptyObject) {
   mSettings->Set("BopSource", "homewizard");
   auto& config = Create();
   const std::string deep(100000, '[');
-  for (const std::string& text : {std::string("{"), std::string("[1, 2]"), std::string("null"),
-                                  std::string("{} {}"), std::string("{\"address\": 1e}"), deep}) {
+  for (const std::string& text :
+       {std::string("{"), std::string("[1, 2]"), std::string("null"), std::string("{} {}"),
+        "{\"address\": 1e" + std::string(500'000, 'e') + "}", deep}) {
     mSettings->Set("SolarChargingSourceParameters", text);
     mSettings->Set("BopSourceParameters", text);
     CLogCapture log(ELevel::Info);
@@ -260,6 +261,7 @@ TEST_F(CConfigTest, HostileParameterTextIsOneErrorLineAndAnEmptyObject) {
                 ElementsAre(StartsWith("Failed to get SolarChargingSourceParameters: "),
                             StartsWith("Failed to get BopSourceParameters: ")));
     EXPECT_EQ(log.Lines()[0].text.find('\n'), std::string::npos);
+    EXPECT_LT(log.Lines()[0].text.size(), 300U);
     EXPECT_EQ(Text("SolarChargingSourceParameters"), text);
   }
 }

@@ -85,7 +85,7 @@ TEST_F(KoConfigTest, WarnsOfAWrongValueOnceUntilItChanges) {
 
 TEST_F(KoConfigTest, KeepsTheLastGoodValuesWhileTheFileIsBad) {
   const std::vector<std::pair<std::string, std::string>> contents{
-      {"", "the file is empty"},
+      {"", "Line 1, Column 1: the file is empty"},
       {"{\"A\": 2", "Line 1, Column 8 Missing ',' or '}' in object declaration"},
       {"{\n\"A\": oops}", "Line 2, Column 6 Syntax error: value, object or array expected."},
       {"{\"A\": 2} trailing", "Line 1, Column 10 Extra non-whitespace after JSON value."},
