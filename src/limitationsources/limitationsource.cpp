@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "platform/utility/text.h"
+
 namespace {
 
 constexpr std::string_view kUnknownSource = "Unknown source";
@@ -66,10 +68,7 @@ const SLimitationSource* Find(ipc::ECurrentControlSource source) {
 }
 
 bool EqualsInAnyCase(std::string_view left, std::string_view right) {
-  const auto lower = [](char letter) {
-    return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
-  };
-  return std::ranges::equal(left, right, {}, lower, lower);
+  return std::ranges::equal(left, right, {}, Text::LowerCaseLetter, Text::LowerCaseLetter);
 }
 
 }  // namespace
