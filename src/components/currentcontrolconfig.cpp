@@ -7,6 +7,7 @@
 
 #include "platform/log/log.h"
 #include "platform/utility/text.h"
+#include "src/components/settingskeys.h"
 #include "src/limitationsources/limits.h"
 
 namespace {
@@ -72,7 +73,7 @@ std::string CCurrentControlConfig::GetCtType() const {
 
 std::uint32_t CCurrentControlConfig::GetNumberOfPhases() const {
   LOG_ENTRY(kClassName);
-  return mHwinfo->GetUnsigned("HwOneOrThreePhase", 1);
+  return mHwinfo->GetUnsigned(SettingsKeys::kOneOrThreePhase, 1);
 }
 
 std::vector<std::int32_t> CCurrentControlConfig::GetBopCalIGains() const {
@@ -144,7 +145,7 @@ std::uint32_t CCurrentControlConfig::GetBopFuseRating() const {
 
 std::string CCurrentControlConfig::GetBopSource() const {
   LOG_ENTRY(kClassName);
-  return mSettings->GetString("BopSource", "ct");
+  return mSettings->GetString(SettingsKeys::kBopSource, SettingsKeys::kCurrentTransformers);
 }
 
 std::string CCurrentControlConfig::GetBopCtType() const {
@@ -174,7 +175,7 @@ std::uint32_t CCurrentControlConfig::GetBopCtDetectionReportInterval() const {
 
 std::string CCurrentControlConfig::GetHomeWizardAddress() const {
   LOG_ENTRY(kClassName);
-  return mSettings->GetString("BopHomeWizardAddress", "");
+  return mSettings->GetString(SettingsKeys::kBopHomeWizardAddress, "");
 }
 
 std::uint16_t CCurrentControlConfig::GetHomeWizardAddressPort() const {
@@ -184,7 +185,7 @@ std::uint16_t CCurrentControlConfig::GetHomeWizardAddressPort() const {
 
 bool CCurrentControlConfig::IsUserDefinedHouseholdPowerLimitEnabled() const {
   LOG_ENTRY(kClassName);
-  return mSettings->GetBool("UserDefinedHouseholdPowerLimitEnable", false);
+  return mSettings->GetBool(SettingsKeys::kHouseholdPowerLimitEnable, false);
 }
 
 bool CCurrentControlConfig::IsUserDefinedHouseholdPowerLimitAllowed() const {

@@ -9,22 +9,19 @@
 #include "platform/utility/text.h"
 #include "src/components/currentcontrolconfig.h"
 #include "src/components/measurementsources/modbusmetermodels.h"
+#include "src/components/settingskeys.h"
 #include "src/components/sourceparameters.h"
 
 namespace {
 
 constexpr auto kClassName = "CCurrentControlConfig";
 
-constexpr std::string_view kBopSourceKey = "BopSource";
 constexpr std::string_view kBopParametersKey = "BopSourceParameters";
-constexpr std::string_view kBopHomeWizardAddressKey = "BopHomeWizardAddress";
 constexpr std::string_view kSolarSourceKey = "SolarChargingSource";
 constexpr std::string_view kSolarParametersKey = "SolarChargingSourceParameters";
 constexpr std::string_view kHouseholdSourceKey = "UserDefinedHouseholdPowerLimitSource";
 constexpr std::string_view kHouseholdParametersKey = "UserDefinedHouseholdPowerLimitSourceParameters";
-constexpr std::string_view kHouseholdEnableKey = "UserDefinedHouseholdPowerLimitEnable";
 
-constexpr std::string_view kCurrentTransformers = "ct";
 constexpr std::string_view kHomeWizard = "homewizard";
 constexpr std::string_view kModbusTcp = "modbustcp";
 constexpr std::array<std::string_view, 4> kPowerSources = {kHomeWizard, "p1extender", kModbusTcp,
@@ -37,7 +34,7 @@ constexpr auto kAddress = "address";
 Json::Value CCurrentControlConfig::GetBopSourceParameters() const {
   LOG_ENTRY(kClassName);
   const std::string text = mSettings->GetString(kBopParametersKey, "");
-  if (Text::ToLowerCase(GetBopSource()) == kCurrentTransformers) {
+  if (Text::ToLowerCase(GetBopSource()) == SettingsKeys::kCurrentTransformers) {
     Json::Value params(Json::objectValue);
     params["type"] = GetBopCtType();
     return params;
@@ -49,7 +46,7 @@ std::string CCurrentControlConfig::GetSolarChargingSource() {
   LOG_ENTRY(kClassName);
   std::string source = mSettings->GetString(kSolarSourceKey, "");
   if (!source.empty()) return source;
-  return UpdateSourceConfig(GetBopSource(), kBopSourceKey, kSolarSourceKey, kSolarParametersKey);
+  return UpdateSourceConfig(GetBopSource(), SettingsKeys::kBopSource, kSolarSourceKey, kSolarParametersKey);
 }
 
 Json::Value CCurrentControlConfig::GetSolarChargingSourceParameters() {
@@ -105,8 +102,8 @@ void CCurrentControlConfig::WriteParameters(std::string_view key, const Json::Va
 
 void CCurrentControlConfig::SetBopHomeWizardAddress(const std::string& address) {
   LOG_ENTRY_AT(Log::ELogLevel::Debug, kClassName);
-  mSettings->SetString(kBopHomeWizardAddressKey, address);
-  LOG_DEBUG("{} is set to :{}", kBopHomeWizardAddressKey, Text::InOneLine(address));
+  mSettings->SetString(SettingsKeys::kBopHomeWizardAddress, address);
+  LOG_DEBUG("{} is set to :{}", SettingsKeys::kBopHomeWizardAddress, Text::InOneLine(address));
 }
 
 bool CCurrentControlConfig::IsValidPowerSource(std::string_view type, const Json::Value& params) const {
@@ -135,9 +132,10 @@ std::string CCurrentControlConfig::UpdateHouseholdPowerLimitSourceConfig() {
   std::string source = UpdateSourceConfig(GetSolarChargingSource(), kSolarSourceKey, kHouseholdSourceKey,
                                           kHouseholdParametersKey);
   if (source.empty()) {
-    source = UpdateSourceConfig(GetBopSource(), kBopSourceKey, kHouseholdSourceKey, kHouseholdParametersKey);
+    source = UpdateSourceConfig(GetBopSource(), SettingsKeys::kBopSource, kHouseholdSourceKey,
+                                kHouseholdParametersKey);
   }
-  if (!source.empty()) mSettings->SetBool(kHouseholdEnableKey, true);
+  if (!source.empty()) mSettings->SetBool(SettingsKeys::kHouseholdPowerLimitEnable, true);
   return source;
 }
 

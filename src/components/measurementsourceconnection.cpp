@@ -12,6 +12,7 @@
 #include "platform/utility/jsontext.h"
 #include "platform/utility/text.h"
 #include "src/components/currentcontrolconfig.h"
+#include "src/components/settingskeys.h"
 
 namespace {
 
@@ -20,7 +21,6 @@ using JsonText::ToLog;
 constexpr auto kClassName = "CMeasurementSourceConnection";
 /// In bytes; far beyond any meter's, and of no weight in the settings file.
 constexpr std::size_t kLongestParameters = 4096;
-constexpr std::string_view kCurrentTransformers = "ct";
 
 /// A feature that measures with a meter of its own choice.
 struct SFeature {
@@ -96,7 +96,7 @@ void CMeasurementSourceConnection::Set(const ipc::MMeasurementSource& connection
 void CMeasurementSourceConnection::Clear() {
   LOG_ENTRY(kClassName);
   for (const SFeature& feature : kFeatures) {
-    if (Text::ToLowerCase(feature.source(*mConfig)) == kCurrentTransformers) continue;
+    if (Text::ToLowerCase(feature.source(*mConfig)) == SettingsKeys::kCurrentTransformers) continue;
     if (!HasContent(feature.parameters(*mConfig))) continue;
     feature.store(*mConfig, Json::objectValue);
     LOG_INFO("Connection of the measurement source of {} cleared", feature.name);

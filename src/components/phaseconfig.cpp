@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "platform/koconfig/koconfig.h"
+#include "src/components/settingskeys.h"
 
 CPhaseConfig::CPhaseConfig(const std::shared_ptr<KoConfig::IConfig>& /*settings*/,
                            std::shared_ptr<KoConfig::IReadOnlyConfig> hwinfo)
@@ -17,5 +18,5 @@ bool CPhaseConfig::IsThreePhaseSupported() const {
 }
 
 std::uint8_t CPhaseConfig::DefaultPhaseCount() const {
-  return mHwinfo->GetUnsigned("HwOneOrThreePhase", 1) == 3 ? 3 : 1;
+  return mHwinfo->GetUnsigned(SettingsKeys::kOneOrThreePhase, 1) == 3 ? 3 : 1;
 }
