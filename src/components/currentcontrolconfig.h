@@ -60,8 +60,8 @@ class CCurrentControlConfig {
   std::uint32_t GetBopCtDetectionTreshold() const;
   std::uint32_t GetBopFallbackCurrent() const;  ///< mA
   std::uint32_t GetBopCtDetectionReportInterval() const;
-  std::string GetHomeWizardAddress() const;  ///< where older versions stored it
-  std::uint16_t GetHomeWizardAddressPort() const;
+  std::string GetHomeWizardAddress() const;        ///< where older versions stored it
+  std::uint16_t GetHomeWizardAddressPort() const;  ///< the low 16 bits of the setting, not clamped
 
   // Household power limit
   bool IsUserDefinedHouseholdPowerLimitEnabled() const;
@@ -80,8 +80,8 @@ class CCurrentControlConfig {
   bool GetSolarChargingAllowed() const;
   bool GetSolarChargingEnable() const;
   std::string GetSolarPhaseSwitchingMode() const;
-  /// The strategy of the mode that is set. One that the settings describe is overwritten by the calling
-  /// thread's next call; an unknown mode is warned of once.
+  /// The strategy of the mode that is set; an unknown mode is warned of once. The reference is the calling
+  /// thread's own, valid until its next call or its end.
   const SSolarStrategy& GetSolarStrategy() const;
 
   // The user's own limit

@@ -25,6 +25,6 @@ inline constexpr std::string_view kAdvancedSolarMode = "AdvancedSolar";
 /// The built-in strategy of a mode, for the whole life of the process; null for any other mode. Exact case.
 const SSolarStrategy* FindSolarStrategy(std::string_view mode);
 
-/// The strategy that the settings describe. Every call of a thread overwrites what its last call returned; no
-/// thread overwrites another's.
+/// The strategy that the settings describe. The reference is the calling thread's own, valid until its next
+/// call or its end: copy what shall live longer or is handed to another thread.
 const SSolarStrategy& ReadAdvancedSolarStrategy(const KoConfig::IReadOnlyConfig& settings);
