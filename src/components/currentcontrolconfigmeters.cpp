@@ -142,7 +142,10 @@ std::string CCurrentControlConfig::UpdateHouseholdPowerLimitSourceConfig() {
 void CCurrentControlConfig::UpdateBopHomewizardParameters() {
   LOG_ENTRY_AT(Log::ELogLevel::Debug, kClassName);
   if (GetBopSource() != kHomeWizard) return;
-  Json::Value params = GetBopSourceParameters();
+  Json::Value params(Json::objectValue);
+  // Text that is broken may still be mended by hand: it is not written over.
+  if (!SourceParameters::TryParse(kBopParametersKey, mSettings->GetString(kBopParametersKey, ""), params))
+    return;
   const std::string legacy = GetHomeWizardAddress();
   if (!SourceParameters::TextOf(params, kAddress).empty() || legacy.empty()) return;
   params[kAddress] = legacy;

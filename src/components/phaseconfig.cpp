@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "platform/koconfig/koconfig.h"
+#include "platform/log/log.h"
 #include "src/components/settingskeys.h"
 
 CPhaseConfig::CPhaseConfig(const std::shared_ptr<KoConfig::IConfig>& /*settings*/,
@@ -18,5 +19,10 @@ bool CPhaseConfig::IsThreePhaseSupported() const {
 }
 
 std::uint8_t CPhaseConfig::DefaultPhaseCount() const {
-  return mHwinfo->GetUnsigned(SettingsKeys::kOneOrThreePhase, 1) == 3 ? 3 : 1;
+  const std::uint32_t phases = mHwinfo->GetUnsigned(SettingsKeys::kOneOrThreePhase, 1);
+  if (phases != 1 && phases != 3 && !mIsWarned.exchange(true)) {
+    LOG_WARNING("{} is set to {} in hwinfo.json, neither 1 nor 3: charging on one phase",
+                SettingsKeys::kOneOrThreePhase, phases);
+  }
+  return phases == 3 ? 3 : 1;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 
@@ -20,9 +21,10 @@ class CPhaseConfig {
 
   bool IsSinglePhaseSupported() const;
   bool IsThreePhaseSupported() const;
-  /// 1 or 3: as many as the hardware has.
+  /// 1 or 3: as many as the hardware has; 1, and one warning, when its description says neither.
   std::uint8_t DefaultPhaseCount() const;
 
  private:
   const std::shared_ptr<KoConfig::IReadOnlyConfig> mHwinfo;
+  mutable std::atomic<bool> mIsWarned{false};
 };

@@ -4,9 +4,9 @@
 #include <thread>
 
 #include <gmock/gmock.h>
-#include <json/writer.h>
 
 #include "platform/log/logcapture.h"
+#include "platform/utility/jsontext.h"
 #include "support/memoryconfig.h"
 
 namespace {
@@ -29,81 +29,100 @@ class CConfigTest : public ::testing::Test {
   std::optional<CCurrentControlConfig> mConfig;
 };
 
-TEST_F(CConfigTest, SwitchesFollowTheirKeysAndDefaults) {
-  using C = CCurrentControlConfig;
-  const struct {
-    const char* key;
-    bool (C::*get)() const;
-    bool absent = false;
-  } kCases[] = {
-      {"HwHasMeter", &C::HasMeter},
-      {"HwHasRs485", &C::HasRs485},
-      {"HwHasBop", &C::HasCtConnector},
-      {"HwHasDigitalInputs", &C::HasDigitalInputs},
-      {"CurrentCtrlBopEnable", &C::GetBopEnable},
-      {"BopCtDetectionEnable", &C::IsBopCtDetectionEnabled, true},
-      {"UserDefinedHouseholdPowerLimitEnable", &C::IsUserDefinedHouseholdPowerLimitEnabled},
-      {"UserDefinedHouseholdPowerLimitAllowed", &C::IsUserDefinedHouseholdPowerLimitAllowed},
-      {"GroupLoadBalancingEnable", &C::GetGroupLoadBalancingEnable},
-      {"VDEPhaseImbalanceEnable", &C::PhaseImbalanceEnabled},
-      {"CurrentCtrlOverUnderVoltageDetectionEnable", &C::IsOverUnderVoltageDetectionEnabled},
-      {"LocalSmartChargingAllowed", &C::GetLocalSmartChargingAllowed},
-      {"SolarChargingAllowed", &C::GetSolarChargingAllowed},
-      {"SolarChargingEnable", &C::GetSolarChargingEnable},
-      {"UserDefinedChargeLimitCurrentAllowed", &C::IsUserDefinedChargeLimitCurrentAllowed},
-      {"PowerLimitInputEnable", &C::GetPowerLimitInputEnable},
-      {"PowerLimitInputDi1Inverse", &C::GetPowerLimitInputDi1Inverse},
-      {"PowerLimitInputDi2Inverse", &C::GetPowerLimitInputDi2Inverse},
-  };
-  const auto& config = Create();
-  for (const auto& [key, get, absent] : kCases) {
-    EXPECT_EQ((config.*get)(), absent) << key;
-    for (const bool value : {true, false}) {
-      StoreOf(key).Set(key, value);
-      EXPECT_EQ((config.*get)(), value) << key;
-    }
-  }
-  EXPECT_FALSE(config.IsFixedCable());
-  mHwinfo->Set("HwHasSocket", false);
-  EXPECT_TRUE(config.IsFixedCable());
+using C = CCurrentControlConfig;
+
+template <class TValue>
+std::string ToText(const TValue& value) {
+  return fmt::format("{}", value);
+}
+std::string ToText(const Json::Value& value) {
+  return JsonText::ToLine(value);
+}
+std::string ToText(const SSolarStrategy& value) {
+  return fmt::format("{} W, {} mA, x{}, {} s, {} s, {} phases", value.PowerThreshold, value.CurrentOffset,
+                     value.CurrentGain, value.ContinuousStartThreshold, value.ContinuousStopThreshold,
+                     value.Phases);
+}
+template <auto kGetter>
+std::string Get(C& config) {
+  return ToText((config.*kGetter)());
 }
 
-TEST_F(CConfigTest, NumbersFollowTheirKeysDefaultsAndUnits) {
-  using C = CCurrentControlConfig;
+TEST_F(CConfigTest, GettersFollowTheirKeysDefaultsAndUnits) {
+  const std::string optimized = "500 W, 4000 mA, x1, 60 s, 1800 s, 1 phases";
   const struct {
     const char* key;
-    std::uint32_t (C::*get)() const;
-    std::uint32_t absent;
-    std::uint32_t whenSeven = 7;
+    std::string (*get)(C&);
+    std::string absent;
+    Json::Value value;
+    std::string whenSet;
   } kCases[] = {
-      {"HwMaxCurrent", &C::GetConfigHardwareLimit, 0},
-      {"CurrentCtrlFixedChargeCurrentLimit", &C::GetConfigInstallationLimit, 0},
-      {"ConnectedPhases", &C::GetConnectedPhases, 0},
-      {"CurrentCtrlBopFuseRating", &C::GetFuseLimit, 0},
-      {"CurrentCtrlBopFuseRating", &C::GetBopFuseRating, 0, 7000},
-      {"BopCtDetectionTreshold", &C::GetBopCtDetectionTreshold, 100},
-      {"BopFallbackCurrent", &C::GetBopFallbackCurrent, 6000},
-      {"BopCtDetectionReportInterval", &C::GetBopCtDetectionReportInterval, 30},
-      {"UserDefinedHouseholdPowerLimit", &C::GetUserDefinedHouseholdPowerLimit, 20000},
-      {"VDEPhaseImbalanceLimit", &C::GetPhaseImbalanceLimitCurrent, 20},
-      {"CurrentCtrlOverVoltageLimit", &C::GetOverVoltageLimit, 253},
-      {"CurrentCtrlUnderVoltageLimit", &C::GetUnderVoltageLimit, 207},
-      {"UserDefinedChargeLimitCurrent", &C::GetUserDefinedChargeLimitCurrent, 32},
-      {"PowerLimitInputDi1Limit", &C::GetPowerLimitInputDi1LimitMilliAmpere, 6000, 7000},
-      {"PowerLimitInputDi2Limit", &C::GetPowerLimitInputDi2LimitMilliAmpere, 0, 7000},
+      {"HwMaxCurrent", Get<&C::GetConfigHardwareLimit>, "0", 7, "7"},
+      {"HwHasSocket", Get<&C::IsFixedCable>, "false", false, "true"},
+      {"HwHasMeter", Get<&C::HasMeter>, "false", true, "true"},
+      {"HwCtType", Get<&C::GetCtType>, "VAC4624", "other", "other"},
+      {"HwOneOrThreePhase", Get<&C::GetNumberOfPhases>, "1", 3, "3"},
+      {"HwHasRs485", Get<&C::HasRs485>, "false", true, "true"},
+      {"HwHasBop", Get<&C::HasCtConnector>, "false", true, "true"},
+      {"HwHasDigitalInputs", Get<&C::HasDigitalInputs>, "false", true, "true"},
+      {"CurrentCtrlFixedChargeCurrentLimit", Get<&C::GetConfigInstallationLimit>, "0", 7, "7"},
+      {"CurrentCtrlBopEnable", Get<&C::GetBopEnable>, "false", true, "true"},
+      {"CurrentCtrlBopFuseRating", Get<&C::GetFuseLimit>, "0", 25, "25"},
+      {"CurrentCtrlBopFuseRating", Get<&C::GetBopFuseRating>, "0", 25, "25000"},
+      {"CurrentCtrlBopFuseRating", Get<&C::GetBopFuseRating>, "0", 4294968U, "4294967295"},
+      {"BopSource", Get<&C::GetBopSource>, "ct", "other", "other"},
+      {"CurrentCtrlBopCtType", Get<&C::GetBopCtType>, "None", "other", "other"},
+      {"BopCtDetectionEnable", Get<&C::IsBopCtDetectionEnabled>, "true", false, "false"},
+      {"BopCtDetectionTreshold", Get<&C::GetBopCtDetectionTreshold>, "100", 7, "7"},
+      {"BopFallbackCurrent", Get<&C::GetBopFallbackCurrent>, "6000", 7, "7"},
+      {"BopCtDetectionReportInterval", Get<&C::GetBopCtDetectionReportInterval>, "30", 7, "7"},
+      {"BopHomeWizardAddress", Get<&C::GetHomeWizardAddress>, "", "10.0.0.7", "10.0.0.7"},
+      {"BopHomeWizardAddressPort", Get<&C::GetHomeWizardAddressPort>, "80", 65617, "81"},
+      {"UserDefinedHouseholdPowerLimitEnable", Get<&C::IsUserDefinedHouseholdPowerLimitEnabled>, "false",
+       true, "true"},
+      {"UserDefinedHouseholdPowerLimitAllowed", Get<&C::IsUserDefinedHouseholdPowerLimitAllowed>, "false",
+       true, "true"},
+      {"UserDefinedHouseholdPowerLimit", Get<&C::GetUserDefinedHouseholdPowerLimit>, "20000", 7, "7"},
+      {"GroupLoadBalancingEnable", Get<&C::GetGroupLoadBalancingEnable>, "false", true, "true"},
+      {"VDEPhaseImbalanceEnable", Get<&C::PhaseImbalanceEnabled>, "false", true, "true"},
+      {"VDEPhaseImbalanceLimit", Get<&C::GetPhaseImbalanceLimitCurrent>, "20", 7, "7"},
+      {"ConnectedPhases", Get<&C::GetConnectedPhases>, "0", 7, "7"},
+      {"CurrentCtrlOverUnderVoltageDetectionEnable", Get<&C::IsOverUnderVoltageDetectionEnabled>, "false",
+       true, "true"},
+      {"CurrentCtrlOverVoltageLimit", Get<&C::GetOverVoltageLimit>, "253", 7, "7"},
+      {"CurrentCtrlUnderVoltageLimit", Get<&C::GetUnderVoltageLimit>, "207", 7, "7"},
+      {"LocalSmartChargingAllowed", Get<&C::GetLocalSmartChargingAllowed>, "false", true, "true"},
+      {"SolarChargingAllowed", Get<&C::GetSolarChargingAllowed>, "false", true, "true"},
+      {"SolarChargingEnable", Get<&C::GetSolarChargingEnable>, "false", true, "true"},
+      {"SolarChargingPhaseSwitchingMode", Get<&C::GetSolarPhaseSwitchingMode>, "Automatic", "other", "other"},
+      {"SolarChargingMode", Get<&C::GetSolarStrategy>, optimized, "OptimizedSolar", optimized},
+      {"SolarChargingMode", Get<&C::GetSolarStrategy>, optimized, "PureSolar",
+       "1300 W, 0 mA, x1, 60 s, 900 s, 1 phases"},
+      {"SolarChargingMode", Get<&C::GetSolarStrategy>, optimized, "MaxSolar",
+       "500 W, 100000 mA, x1, 60 s, 1800 s, 3 phases"},
+      {"UserDefinedChargeLimitCurrentAllowed", Get<&C::IsUserDefinedChargeLimitCurrentAllowed>, "false", true,
+       "true"},
+      {"UserDefinedChargeLimitCurrent", Get<&C::GetUserDefinedChargeLimitCurrent>, "32", 7, "7"},
+      {"PowerLimitInputEnable", Get<&C::GetPowerLimitInputEnable>, "false", true, "true"},
+      {"PowerLimitInputDi1Inverse", Get<&C::GetPowerLimitInputDi1Inverse>, "false", true, "true"},
+      {"PowerLimitInputDi2Inverse", Get<&C::GetPowerLimitInputDi2Inverse>, "false", true, "true"},
+      {"PowerLimitInputDi1Limit", Get<&C::GetPowerLimitInputDi1LimitMilliAmpere>, "6000", 7, "7000"},
+      {"PowerLimitInputDi2Limit", Get<&C::GetPowerLimitInputDi2LimitMilliAmpere>, "0", 7, "7000"},
+      {"SolarChargingSource", Get<&C::GetSolarChargingSource>, "", "other", "other"},
+      {"SolarChargingSourceParameters", Get<&C::GetSolarChargingSourceParameters>, "{}", "{ \"a\": 1 }",
+       "{\"a\":1}"},
+      {"UserDefinedHouseholdPowerLimitSource", Get<&C::GetUserDefinedHouseholdPowerLimitSource>, "", "other",
+       "other"},
+      {"UserDefinedHouseholdPowerLimitSourceParameters",
+       Get<&C::GetUserDefinedHouseholdPowerLimitSourceParameters>, "{}", "{ \"a\": 1 }", "{\"a\":1}"},
   };
-  const auto& config = Create();
-  for (const auto& [key, get, absent, whenSeven] : kCases) {
-    EXPECT_EQ((config.*get)(), absent) << key;
-    StoreOf(key).Set(key, 7);
-    EXPECT_EQ((config.*get)(), whenSeven) << key;
+  auto& config = Create();
+  for (const auto& [key, get, absent, value, whenSet] : kCases) {
+    EXPECT_EQ(get(config), absent) << key;
+    StoreOf(key).Set(key, value);
+    EXPECT_EQ(get(config), whenSet) << key;
     StoreOf(key).Set(key, {});
   }
-  mSettings->Set("CurrentCtrlBopFuseRating", 4294968U);
-  EXPECT_EQ(config.GetBopFuseRating(), 4294967295U);
-  EXPECT_EQ(config.GetHomeWizardAddressPort(), 80);
-  mSettings->Set("BopHomeWizardAddressPort", 65617);
-  EXPECT_EQ(config.GetHomeWizardAddressPort(), 81);
 }
 
 TEST_F(CConfigTest, MissingLimitsAreWarnedOf) {
@@ -119,32 +138,37 @@ TEST_F(CConfigTest, MissingLimitsAreWarnedOf) {
 
 TEST_F(CConfigTest, HardwarePhasesDecideCalibrationAndDefaults) {
   const auto& config = Create();
-  mHwinfo->Set("BopCalIGainA", -1);
-  mHwinfo->Set("BopCalIGainC", 3);
-  mHwinfo->Set("BopCalIRmsOffsetB", 5);
-  for (const int phases : {0, 1, 2, 255}) {
+  EXPECT_THAT(config.GetBopCalIGains(), ElementsAre(0));
+  for (const auto& [key, value] : {std::pair{"BopCalIGainA", -1},
+                                   {"BopCalIGainB", 2},
+                                   {"BopCalIGainC", 3},
+                                   {"BopCalIRmsOffsetA", 4},
+                                   {"BopCalIRmsOffsetB", 5},
+                                   {"BopCalIRmsOffsetC", -6}}) {
+    mHwinfo->Set(key, value);
+  }
+  CLogCapture log;
+  for (const int phases : {1, 0, 2, 255}) {
     mHwinfo->Set("HwOneOrThreePhase", phases);
     EXPECT_TRUE(config.IsSinglePhaseSupported());
     EXPECT_FALSE(config.IsThreePhaseSupported());
     EXPECT_EQ(config.GetDefaultPhaseCount(), 1);
     EXPECT_THAT(config.GetBopCalIGains(), ElementsAre(-1));
+    EXPECT_THAT(config.GetBopCalIRmsOffsets(), ElementsAre(4));
   }
   mHwinfo->Set("HwOneOrThreePhase", 3);
   EXPECT_TRUE(config.IsSinglePhaseSupported());
   EXPECT_TRUE(config.IsThreePhaseSupported());
   EXPECT_EQ(config.GetDefaultPhaseCount(), 3);
-  EXPECT_THAT(config.GetBopCalIGains(), ElementsAre(-1, 0, 3));
-  EXPECT_THAT(config.GetBopCalIRmsOffsets(), ElementsAre(0, 5, 0));
+  EXPECT_THAT(config.GetBopCalIGains(), ElementsAre(-1, 2, 3));
+  EXPECT_THAT(config.GetBopCalIRmsOffsets(), ElementsAre(4, 5, -6));
+  EXPECT_THAT(
+      log.Texts(ELevel::Warning),
+      ElementsAre("HwOneOrThreePhase is set to 0 in hwinfo.json, neither 1 nor 3: charging on one phase"));
 }
 
-TEST_F(CConfigTest, SolarModeChoosesTheStrategy) {
+TEST_F(CConfigTest, UnknownSolarModeIsWarnedOfOnce) {
   const auto& config = Create();
-  EXPECT_EQ(config.GetSolarStrategy().CurrentOffset, 4000);
-  mSettings->Set("SolarChargingMode", "PureSolar");
-  EXPECT_EQ(config.GetSolarStrategy().ContinuousStopThreshold, 900);
-  mSettings->Set("SolarChargingMode", "MaxSolar");
-  EXPECT_EQ(config.GetSolarStrategy().Phases, 3);
-
   CLogCapture log;
   mSettings->Set("SolarChargingMode", "puresolar\n" + std::string(500'000, '\n'));
   for (int call = 0; call < 2; ++call) EXPECT_EQ(config.GetSolarStrategy().CurrentOffset, 4000);
@@ -157,19 +181,17 @@ TEST_F(CConfigTest, AdvancedSolarStrategyComesFromTheSettingsOfTheMoment) {
   const auto& config = Create();
   mSettings->Set("SolarChargingMode", "AdvancedSolar");
   const auto& strategy = config.GetSolarStrategy();
-  EXPECT_EQ(strategy.PowerThreshold, 1300);
-  EXPECT_EQ(strategy.ContinuousStartThreshold, 60);
-  EXPECT_EQ(strategy.ContinuousStopThreshold, 900);
+  EXPECT_EQ(ToText(strategy), "1300 W, 0 mA, x1, 60 s, 900 s, 1 phases");
   mSettings->Set("SolarChargingAdvancedPowerThreshold", -200);
+  mSettings->Set("SolarChargingAdvancedCurrentOffset", 300);
   mSettings->Set("SolarChargingAdvancedCurrentGain", 0.5);
+  mSettings->Set("SolarChargingAdvancedContinuousStartThreshold", 61);
+  mSettings->Set("SolarChargingAdvancedContinuousStopThreshold", 901);
   mSettings->Set("SolarChargingAdvancedPhases", 3);
   std::thread other([&] { EXPECT_EQ(config.GetSolarStrategy().Phases, 3); });
   other.join();
   EXPECT_EQ(strategy.Phases, 1);  // what one thread reads is not overwritten by another
-  config.GetSolarStrategy();
-  EXPECT_EQ(strategy.Phases, 3);
-  EXPECT_EQ(strategy.PowerThreshold, -200);
-  EXPECT_EQ(strategy.CurrentGain, 0.5F);
+  EXPECT_EQ(ToText(config.GetSolarStrategy()), "-200 W, 300 mA, x0.5, 61 s, 901 s, 3 phases");
   mSettings->Set("SolarChargingAdvancedPhases", 2);
   EXPECT_EQ(config.GetSolarStrategy().Phases, 1);
 }
@@ -195,6 +217,10 @@ TEST_F(CConfigTest, OldMeterAddressMovesToTheParametersOnce) {
   mSettings->Set("BopHomeWizardAddress", "10.0.0.8");
   Create();
   EXPECT_EQ(Text("BopSourceParameters"), R"({"address":"10.0.0.7"})");
+  EXPECT_EQ(Text("BopHomeWizardAddress"), "10.0.0.8");
+  mSettings->Set("BopSourceParameters", R"({"port": 80, "address": )");
+  Create();
+  EXPECT_EQ(Text("BopSourceParameters"), R"({"port": 80, "address": )");
   EXPECT_EQ(Text("BopHomeWizardAddress"), "10.0.0.8");
 }
 
@@ -234,11 +260,11 @@ TEST_F(CConfigTest, ModbusTcpNeedsAModelThatHasTcp) {
   for (const Json::Value& model : {Json::Value("abb_b23"), Json::Value("nothing"), Json::Value(5), params}) {
     Json::Value other;
     other["type"] = model;
-    EXPECT_FALSE(isValid("modbustcp", other)) << model;
+    EXPECT_FALSE(isValid("modbustcp", other)) << ToText(model);
   }
   for (const Json::Value& noObject : {Json::Value("type"), Json::Value(5), Json::Value(Json::arrayValue)}) {
-    EXPECT_FALSE(isValid("modbustcp", noObject)) << noObject;
-    EXPECT_TRUE(isValid("modbusrtu", noObject)) << noObject;
+    EXPECT_FALSE(isValid("modbustcp", noObject)) << ToText(noObject);
+    EXPECT_TRUE(isValid("modbusrtu", noObject)) << ToText(noObject);
   }
   EXPECT_FALSE(isValid("ct", {}));
   EXPECT_FALSE(isValid("HomeWizard", {}));
