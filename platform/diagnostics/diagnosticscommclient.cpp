@@ -62,7 +62,6 @@ void CDiagnosticsCommClient::SendNext() {
   {
     CMutexLock lock(mMutex);
     mPending.Remove(*report);
-    mDropping = false;
   }
   mWorker.NonBlockingCall([this] { SendNext(); });
 }
@@ -71,7 +70,10 @@ std::optional<CPendingReports::SReport> CDiagnosticsCommClient::NextOrRest() {
   CMutexLock lock(mMutex);
   const auto* first = mPending.First();
   mSending = first != nullptr;
-  if (first == nullptr) return std::nullopt;
+  if (first == nullptr) {
+    mDropping = false;
+    return std::nullopt;
+  }
   return *first;
 }
 

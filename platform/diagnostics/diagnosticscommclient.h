@@ -12,7 +12,8 @@
 #include "platform/worker/worker.h"
 
 /// Brings signals to the diagnostics peer. While it is away the newest value of each signal is kept and the
-/// newest 256 events, with one warning when the first is dropped; all of it is sent when the peer is back.
+/// newest 256 events, with one warning when the first is dropped, until nothing waits any more; all of it is
+/// sent when the peer is back.
 /// Any thread.
 class CDiagnosticsCommClient {
  public:
