@@ -29,8 +29,8 @@ class IReadOnlyConfig {
   virtual std::string GetString(std::string_view key, std::string_view defaultValue) const = 0;
 };
 
-/// Called with a key and its new value (null when the key is gone) on the store's own worker, without locks
-/// held.
+/// Called with a key and its new value (null when the key is gone) on a worker that the store has for that,
+/// without locks held: it may take its time.
 using ChangeCallback = std::function<void(const std::string& key, const Json::Value& value)>;
 
 /// Reads, writes and change notification.

@@ -1,7 +1,7 @@
 #include "platform/koconfig/settings.h"
 
-#include "platform/utility/jsontext.h"
 #include "platform/log/log.h"
+#include "platform/utility/jsontext.h"
 
 namespace KoConfig {
 

@@ -4,8 +4,8 @@
 
 #include <fmt/core.h>
 
-#include "platform/utility/jsontext.h"
 #include "platform/log/log.h"
+#include "platform/utility/jsontext.h"
 
 namespace KoConfig {
 

@@ -13,21 +13,23 @@ constexpr Milliseconds kPollPeriod{5000};
 
 }  // namespace
 
-CStore::CStore(IScheduler& scheduler, IFiles& files, const std::filesystem::path& path,
+CStore::CStore(IScheduler& scheduler, IFiles& files, const std::filesystem::path& path, EUse use,
                ChangeCallback changed)
     : mChanged(std::move(changed)),
       mSettings(path.string()),
       mFile(files, path),
-      mWorker(scheduler, path.filename().string()) {
+      mReloader(scheduler, path.filename().string()) {
+  if (use == EUse::ReadAndWrite) mTeller.emplace(scheduler, path.stem().string() + " told").Start();
   Watch(files, path);  // before reading, so that no change falls between the two
   mFile.Load();
   mSettings.Replace(mFile.Object());
-  mWorker.Start();
+  mReloader.Start();
 }
 
 CStore::~CStore() {
   mWatch.reset();
-  mWorker.Stop();
+  mReloader.Stop();
+  if (mTeller) mTeller->Stop();
 }
 
 void CStore::Watch(IFiles& files, const std::filesystem::path& path) {
@@ -37,7 +39,7 @@ void CStore::Watch(IFiles& files, const std::filesystem::path& path) {
   if (mWatch) return;
   LOG_WARNING("{} cannot be watched: {}; it is read every {} ms instead", path.string(), error.reason,
               kPollPeriod.count());
-  mPolling = mWorker.AddCall([this] { Reload(); }, kPollPeriod, kPollPeriod);
+  mPolling = mReloader.AddCall([this] { Reload(); }, kPollPeriod, kPollPeriod);
 }
 
 bool CStore::GetBool(std::string_view key, bool defaultValue) const {
@@ -80,7 +82,7 @@ void CStore::RemoveListener(const std::string& process, const std::string& key) 
 void CStore::PostReload() {
   // However often the file changes before the worker's turn, it is read once.
   if (mReloadPosted.exchange(true)) return;
-  if (!mWorker.NonBlockingCall([this] { Reload(); })) mReloadPosted = false;
+  if (!mReloader.NonBlockingCall([this] { Reload(); })) mReloadPosted = false;
 }
 
 void CStore::Reload() {
@@ -118,8 +120,8 @@ Json::Value CStore::InForce() const {
 
 void CStore::Publish() {
   CSettings::Changes changes = mSettings.Replace(InForce());
-  if (changes.empty()) return;
-  mWorker.NonBlockingCall([this, told = std::move(changes)] { Notify(told); });
+  if (changes.empty() || !mTeller) return;
+  mTeller->NonBlockingCall([this, told = std::move(changes)] { Notify(told); });
 }
 
 void CStore::Notify(const CSettings::Changes& changes) {
@@ -131,12 +133,12 @@ void CStore::Notify(const CSettings::Changes& changes) {
 
 std::shared_ptr<IConfig> Create(IScheduler& scheduler, IFiles& files, const std::filesystem::path& path,
                                 ChangeCallback changed) {
-  return std::make_shared<CStore>(scheduler, files, path, std::move(changed));
+  return std::make_shared<CStore>(scheduler, files, path, CStore::EUse::ReadAndWrite, std::move(changed));
 }
 
 std::shared_ptr<IReadOnlyConfig> CreateReadOnly(IScheduler& scheduler, IFiles& files,
                                                 const std::filesystem::path& path) {
-  return std::make_shared<CStore>(scheduler, files, path, ChangeCallback{});
+  return std::make_shared<CStore>(scheduler, files, path, CStore::EUse::ReadOnly, ChangeCallback{});
 }
 
 }  // namespace KoConfig

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -22,11 +23,16 @@ namespace KoConfig {
 
 /// A settings file, its settings in memory, and who is told of their changes.
 ///
-/// Files are read and written under one mutex, which readers of settings never wait for; changes are told on
-/// the store's worker in the order in which they came into force.
+/// Files are read and written under one mutex, which readers of settings never wait for; changes are told in
+/// the order in which they came into force, on a worker of its own: what others write comes into force
+/// however long a listener takes.
 class CStore final : public IConfig {
  public:
-  CStore(IScheduler& scheduler, IFiles& files, const std::filesystem::path& path, ChangeCallback changed);
+  /// Nobody is told of the changes of a store that is only read.
+  enum class EUse { ReadOnly, ReadAndWrite };
+
+  CStore(IScheduler& scheduler, IFiles& files, const std::filesystem::path& path, EUse use,
+         ChangeCallback changed);
   ~CStore() override;
   CStore(const CStore&) = delete;
   CStore& operator=(const CStore&) = delete;
@@ -63,7 +69,8 @@ class CStore final : public IConfig {
   CSettingsFile mFile GUARDED_BY(mFileMutex);
   Json::Value mUnwritten GUARDED_BY(mFileMutex){Json::objectValue};
   std::atomic<bool> mReloadPosted{false};
-  CWorker mWorker;
+  CWorker mReloader;
+  std::optional<CWorker> mTeller;  // none when there is nobody to tell
   CCallHandle mPolling;
   std::unique_ptr<IFiles::IWatch> mWatch;
 };

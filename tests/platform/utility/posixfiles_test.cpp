@@ -160,6 +160,25 @@ TEST_F(RealStoreTest, GoesOnWithWhatItHasWhenTheFileTurnsIntoSomethingElse) {
   EXPECT_TRUE(IsTold("recovered"));
 }
 
+TEST_F(RealStoreTest, SeesWhatOthersWriteWhileAListenerRuns) {
+  std::promise<void> entered;
+  std::promise<void> leave;
+  store->AddListener("Test", "B", [&](const Json::Value&) {
+    entered.set_value();
+    leave.get_future().wait();
+  });
+  store->SetBool("B", true);
+  entered.get_future().wait();
+  WriteInPlace(path, R"({"A": "by another", "B": true})");
+  const auto end = std::chrono::steady_clock::now() + kPatience;
+  while (store->GetString("A", "") != "by another" && std::chrono::steady_clock::now() < end) {
+    std::this_thread::yield();
+  }
+  EXPECT_EQ(store->GetString("A", ""), "by another");
+  leave.set_value();
+  EXPECT_TRUE(IsTold("by another"));
+}
+
 TEST_F(RealStoreTest, LetsARunningListenerEndBeforeItIsRemoved) {
   std::promise<void> entered;
   std::atomic<bool> left{false};
