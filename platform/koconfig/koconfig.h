@@ -10,6 +10,7 @@
 #include <json/forwards.h>
 
 #include "platform/utility/files.h"
+#include "platform/utility/text.h"
 #include "platform/worker/scheduler.h"
 
 /// Settings stores: a JSON object in a file, read from memory and kept up to date while other processes write
@@ -56,8 +57,11 @@ class IConfig : public virtual IReadOnlyConfig {
 std::shared_ptr<IConfig> Create(IScheduler& scheduler, IFiles& files, const std::filesystem::path& path,
                                 ChangeCallback changed = {});
 
-/// Opens a store that this process never writes.
+using Text::EContents;
+
+/// Opens a store that this process never writes. No log line shows anything that a secret one holds.
 std::shared_ptr<IReadOnlyConfig> CreateReadOnly(IScheduler& scheduler, IFiles& files,
-                                                const std::filesystem::path& path);
+                                                const std::filesystem::path& path,
+                                                EContents contents = EContents::Open);
 
 }  // namespace KoConfig

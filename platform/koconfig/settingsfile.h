@@ -6,6 +6,7 @@
 #include <json/value.h>
 
 #include "platform/utility/files.h"
+#include "platform/utility/text.h"
 
 namespace KoConfig {
 
@@ -13,7 +14,7 @@ namespace KoConfig {
 /// logged once. One thread at a time.
 class CSettingsFile {
  public:
-  CSettingsFile(IFiles& files, std::filesystem::path path);
+  CSettingsFile(IFiles& files, std::filesystem::path path, Text::EContents contents);
 
   /// Reads the file. False: it is as it was read or saved last.
   bool Load();
@@ -37,6 +38,7 @@ class CSettingsFile {
   IFiles& mFiles;
   const std::filesystem::path mPath;
   const std::filesystem::path mBrokenPath;
+  const Text::EContents mContents;
   EState mState = EState::Unknown;
   SFileError mReadError;  // of the last reading, as mText
   std::string mText;

@@ -14,10 +14,10 @@ constexpr Milliseconds kPollPeriod{5000};
 }  // namespace
 
 CStore::CStore(IScheduler& scheduler, IFiles& files, const std::filesystem::path& path, EUse use,
-               ChangeCallback changed)
+               EContents contents, ChangeCallback changed)
     : mChanged(std::move(changed)),
-      mSettings(path.string()),
-      mFile(files, path),
+      mSettings(path.string(), contents),
+      mFile(files, path, contents),
       mReloader(scheduler, path.filename().string()) {
   if (use == EUse::ReadAndWrite) mTeller.emplace(scheduler, path.stem().string() + " told").Start();
   Watch(files, path);  // before reading, so that no change falls between the two
@@ -133,12 +133,13 @@ void CStore::Notify(const CSettings::Changes& changes) {
 
 std::shared_ptr<IConfig> Create(IScheduler& scheduler, IFiles& files, const std::filesystem::path& path,
                                 ChangeCallback changed) {
-  return std::make_shared<CStore>(scheduler, files, path, CStore::EUse::ReadAndWrite, std::move(changed));
+  return std::make_shared<CStore>(scheduler, files, path, CStore::EUse::ReadAndWrite, EContents::Open,
+                                  std::move(changed));
 }
 
 std::shared_ptr<IReadOnlyConfig> CreateReadOnly(IScheduler& scheduler, IFiles& files,
-                                                const std::filesystem::path& path) {
-  return std::make_shared<CStore>(scheduler, files, path, CStore::EUse::ReadOnly, ChangeCallback{});
+                                                const std::filesystem::path& path, EContents contents) {
+  return std::make_shared<CStore>(scheduler, files, path, CStore::EUse::ReadOnly, contents, ChangeCallback{});
 }
 
 }  // namespace KoConfig
