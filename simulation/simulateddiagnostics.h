@@ -1,6 +1,6 @@
 #pragma once
 
-#include <functional>
+#include <cstdint>
 #include <map>
 #include <optional>
 
@@ -11,11 +11,6 @@
 /// The diagnostics service: keeps the newest report of each signal. Any thread.
 class CSimulatedDiagnostics final : public ipc::IDiagnostics {
  public:
-  using ReportCallback = std::function<void(const ipc::MDiagnosticsSignal&)>;
-
-  /// Called with every report on the thread that brings it. Set before the host starts.
-  void OnReport(ReportCallback callback) { mOnReport = std::move(callback); }
-
   std::optional<ipc::MDiagnosticsSignal> Newest(std::uint32_t number) const {
     const CMutexLock lock(mMutex);
     const auto found = mNewest.find(number);
@@ -23,16 +18,12 @@ class CSimulatedDiagnostics final : public ipc::IDiagnostics {
   }
 
   ipc::MResult Report(const ipc::MDiagnosticsSignal& signal) override {
-    {
-      const CMutexLock lock(mMutex);
-      mNewest.insert_or_assign(signal.number(), signal);
-    }
-    if (mOnReport) mOnReport(signal);
+    const CMutexLock lock(mMutex);
+    mNewest.insert_or_assign(signal.number(), signal);
     return {};
   }
 
  private:
-  ReportCallback mOnReport;
   mutable CMutex mMutex;
   std::map<std::uint32_t, ipc::MDiagnosticsSignal> mNewest GUARDED_BY(mMutex);
 };

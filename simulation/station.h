@@ -31,7 +31,6 @@ class CStation {
   CSimulatedNetM& NetM() { return *mNetM; }
   CSimulatedSafetyMcuComm& SafetyMcuComm() { return *mSafetyMcuComm; }
   CSimulatedBasicCharge& BasicCharge() { return *mBasicCharge; }
-  CSimulatedMeter& Meter() { return *mMeter; }
   CSimulatedDiagnostics& Diagnostics() { return *mDiagnostics; }
 
  private:

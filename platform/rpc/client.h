@@ -35,8 +35,6 @@ class CClient {
   CClient(std::string peer, std::unique_ptr<IChannel> channel, Milliseconds timeout = kTimeout)
       : mPeer(std::move(peer)), mTimeout(timeout), mChannel(std::move(channel)) {}
 
-  const std::string& Peer() const { return mPeer; }
-
   /// Calls and waits at most as long as the client was told to.
   template <class TRequest, class TResponse>
   SResult<TResponse> Call(const SUnaryMethod<TRequest, TResponse>& method, const TRequest& request) {

@@ -31,8 +31,6 @@ class CServiceTable {
   bool Handle(const SMethod& method, std::string_view path, std::string_view request,
               std::string& response) noexcept;
 
-  std::size_t Services() const { return mServices.size(); }
-
  private:
   const std::string mAddress;
   const std::vector<std::shared_ptr<CService>> mServices;
