@@ -2,10 +2,18 @@
 
 #include <utility>
 
+#include "platform/log/log.h"
+
 CSupervisor::CSupervisor(IScheduler& scheduler, Rpc::ICommunicationHost& host)
-    : mControl(host.CreateClient("CurrentControlGenCtrl")), mWorker(scheduler, "Supervisor") {}
+    : mClock(scheduler),
+      mPeer(host.CreateClient("CurrentControlGenCtrl")),
+      mControl(mPeer),
+      mWorker(scheduler, "Supervisor") {
+  mPeer->ExpectAbsence(true);
+}
 
 void CSupervisor::Start() {
+  mPatientUntil = mClock.Now() + kPatience;
   mWorker.Start();
 }
 
@@ -18,6 +26,7 @@ void CSupervisor::SetGoal(EGoal goal, std::function<void()> reached) {
     mGoal = goal;
     mReached = reached;
     mGoalReached = false;
+    if (goal == EGoal::Terminated) mPeer->ExpectAbsence(true);
     StepEvery(kPeriod);
     Step();
   });
@@ -40,10 +49,18 @@ CSupervisor::EOutcome CSupervisor::Work() {
   if (mGoal == EGoal::Terminated && mGoalReached) return EOutcome::Reached;
   const auto state = mControl.GetState({});
   if (mGoal == EGoal::Terminated) return WorkTowardsTerminated(state);
+  NotePresence(state.IsOk());
   if (!state.IsOk()) return EOutcome::OnTheWay;
   if (mGoal == EGoal::Enabled) return WorkTowardsEnabled(state.value);
   if (mGoalReached || !state.value.enabled()) return EOutcome::Reached;
   return mControl.Disable({}).value.code() == 0 ? EOutcome::OnTheWay : EOutcome::Refused;
+}
+
+void CSupervisor::NotePresence(bool present) {
+  const bool isMissed = !present && mPatientUntil && mClock.Now() >= *mPatientUntil;
+  if (isMissed) LOG_WARNING("Current control has not come within {} ms; waiting on", kPatience.count());
+  if (present) mPeer->ExpectAbsence(false);
+  if (present || isMissed) mPatientUntil.reset();
 }
 
 CSupervisor::EOutcome CSupervisor::WorkTowardsEnabled(const ipc::MProcessState& state) {

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 
 #include "ipc/genericcontrol.service.h"
 
@@ -9,7 +10,8 @@
 #include "platform/worker/worker.h"
 
 /// The station's supervisor towards current control: brings it where it is wanted, as often as that takes,
-/// and brings it there again when it was restarted. Any thread.
+/// and brings it there again when it was restarted. That it is away before it was seen and after it was told
+/// to end is no news, unless it does not come. Any thread.
 class CSupervisor {
  public:
   enum class EGoal {
@@ -21,6 +23,9 @@ class CSupervisor {
   static constexpr Milliseconds kPeriod{100};
   /// How often it looks once there, and how long it rests after a refusal.
   static constexpr Milliseconds kWatchPeriod{1000};
+
+  /// How long current control may take to be there.
+  static constexpr Milliseconds kPatience{5000};
 
   CSupervisor(IScheduler& scheduler, Rpc::ICommunicationHost& host);
 
@@ -39,13 +44,17 @@ class CSupervisor {
   EOutcome WorkTowardsEnabled(const ipc::MProcessState& state);
   EOutcome WorkTowardsTerminated(const Rpc::SResult<ipc::MProcessState>& state);
   void StepEvery(Milliseconds period);
+  void NotePresence(bool present);
 
+  const IClock& mClock;
+  const std::shared_ptr<Rpc::CClient> mPeer;
   ipc::CGenericControlClient mControl;
   // Bound to the worker.
   EGoal mGoal = EGoal::Enabled;
   std::function<void()> mReached;
   bool mGoalReached = false;
   Milliseconds mPeriod{0};
+  std::optional<TimePoint> mPatientUntil;  // none: it was there, or was missed
   CCallHandle mStepping;
   CWorker mWorker;
 };

@@ -39,6 +39,10 @@ void CClient::NoteFailure(std::string_view path, EStatus status, const std::stri
     }
     mInTrouble = true;
   }
+  if (status == EStatus::Unreachable && mAbsenceExpected) {
+    LOG_INFO("Peer {} is not there, as expected: {} ({})", mPeer, path, detail);
+    return;
+  }
   LOG_WARNING("Peer {} fails, {}: {} ({}); trying on", mPeer, path, ToText(status), detail);
 }
 

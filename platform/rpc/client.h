@@ -35,6 +35,10 @@ class CClient {
   CClient(std::string peer, std::unique_ptr<IChannel> channel, Milliseconds timeout = kTimeout)
       : mPeer(std::move(peer)), mTimeout(timeout), mChannel(std::move(channel)) {}
 
+  /// While its absence is expected, a peer that cannot be reached is no warning: it is starting, or it was
+  /// told to end.
+  void ExpectAbsence(bool expected) { mAbsenceExpected = expected; }
+
   /// Calls and waits at most as long as the client was told to.
   template <class TRequest, class TResponse>
   SResult<TResponse> Call(const SUnaryMethod<TRequest, TResponse>& method, const TRequest& request) {
@@ -83,6 +87,7 @@ class CClient {
   const std::string mPeer;
   const Milliseconds mTimeout;
   std::atomic<bool> mInTrouble{false};  ///< lost, or a method fails: what saves a good call the lock
+  std::atomic<bool> mAbsenceExpected{false};
   std::atomic<bool> mMalformedTold{false};
   CMutex mMutex;
   bool mLost GUARDED_BY(mMutex) = false;

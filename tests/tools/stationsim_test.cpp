@@ -53,6 +53,9 @@ TEST_F(StationSimTest, BringsTheServiceUpPlaysTheScenarioAndLetsItEnd) {
   const auto measuring = meter.ValueNotifications(
       {}, [&](const ipc::MMeterValues& values) { measured.push_back(values.current3()); });
 
+  // It ends a little after it was told to.
+  const auto going = service.AddCall([&] { serviceHost.Stop(); }, 13s + 250ms);
+
   const auto end = mScheduler.CreateEvent();
   CStationSimulator::SSettings settings;
   settings.scenario = ReadScenario("s.json", R"({"repeat": "00:00:04", "events": [
@@ -78,6 +81,21 @@ TEST_F(StationSimTest, BringsTheServiceUpPlaysTheScenarioAndLetsItEnd) {
   EXPECT_THAT(mOut.str(), HasSubstr("charge control  16000 mA on 3 phases, taken 00:00:02 ago\n"
                                     "vehicle    charging, draws L1 10.000 A, L2 10.000 A, L3 10.000 A\n"));
   EXPECT_THAT(measured, testing::IsSupersetOf({0, 10000, 14000, 16000}));
+  EXPECT_THAT(mLog.Texts(Log::ELogLevel::Warning), testing::IsEmpty()) << "all of it was as expected";
+}
+
+TEST_F(StationSimTest, WarnsOfAServiceThatDoesNotComeAndOfOneThatIsLost) {
+  CHost serviceHost{Rpc::InProcessBackend(mNetwork), mFiles, "/"};
+  CHost stationHost{Rpc::InProcessBackend(mNetwork), mFiles, "/"};
+  CWorker service(mScheduler, "service");
+  service.Start();
+  const auto coming = service.AddCall([&] { CFakeService::Offer(mService, serviceHost); }, 7s);
+  const auto crashing = service.AddCall([&] { serviceHost.Stop(); }, 10s);
+  const auto end = mScheduler.CreateEvent();
+  CStationSimulator({.scenario = {}, .runFor = 12s}, mScheduler, stationHost, mOut).Run(*end);
+  EXPECT_THAT(mLog.Texts(Log::ELogLevel::Warning),
+              testing::ElementsAre("Current control has not come within 5000 ms; waiting on",
+                                   testing::StartsWith("Peer CurrentControlGenCtrl fails")));
 }
 
 TEST(StationOptions, RefusesWhatCannotBeMeant) {

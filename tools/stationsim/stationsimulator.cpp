@@ -1,5 +1,7 @@
 #include "tools/stationsim/stationsimulator.h"
 
+#include <utility>
+
 #include <fmt/ostream.h>
 
 #include "tools/stationsim/stationtable.h"
@@ -24,9 +26,11 @@ CStationSimulator::CStationSimulator(SSettings settings, IScheduler& scheduler, 
       mStation(scheduler, host),
       mSupervisor(scheduler, host),
       mPlayer(scheduler, host, mStation, mSupervisor),
-      mCurrentControl(host.CreateClient("CurrentControl")),
+      mPeer(host.CreateClient("CurrentControl")),
+      mCurrentControl(mPeer),
       mBegin(scheduler.Now()),
       mWorker(scheduler, "Display") {
+  mPeer->ExpectAbsence(true);  // the table says so itself
   // The table of a terminal shows it, and a line of its own would stand in the middle of it.
   if (mSettings.table && mSettings.isTerminal) return;
   mStation.BasicCharge().OnArrival([this](const CSimulatedBasicCharge::SArrival& arrival) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <ostream>
 
@@ -46,7 +47,8 @@ class CStationSimulator {
   CStation mStation;
   CSupervisor mSupervisor;
   CScenarioPlayer mPlayer;
-  ipc::CCurrentControlClient mCurrentControl;
+  const std::shared_ptr<Rpc::CClient> mPeer;
+  ipc::CCurrentControlClient mCurrentControl;  // for the table
   TimePoint mBegin;
   CWorker mWorker;
 };
