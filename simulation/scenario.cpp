@@ -1,8 +1,7 @@
 #include "simulation/scenario.h"
 
 #include <array>
-#include <cstdio>
-#include <limits>
+#include <cstdint>
 #include <string_view>
 #include <utility>
 
@@ -95,6 +94,14 @@ SScenario::Action ReadVehicle(const CNode& node) {
   return change;
 }
 
+/// The names in a table of names and what they stand for.
+template <class TTable>
+std::vector<std::string_view> NamesIn(const TTable& table) {
+  std::vector<std::string_view> names;
+  for (const auto& [name, meaning] : table) names.push_back(name);
+  return names;
+}
+
 SScenario::Action ReadPpState(const CNode& node) {
   constexpr std::array<std::pair<std::string_view, ipc::EPpState>, 7> kStates{
       {{"disconnect", ipc::EPpDisconnect},
@@ -104,11 +111,7 @@ SScenario::Action ReadPpState(const CNode& node) {
        {"63A/70A", ipc::EPp63A70A},
        {"error", ipc::EPpError},
        {"invalid", ipc::EPpInvalid}}};
-  const std::string text = node.Text();
-  for (const auto& [name, state] : kStates) {
-    if (text == name) return SScenario::SPpState{state};
-  }
-  node.Fail(R"(must be "disconnect", "13A", "20A", "32A", "63A/70A", "error" or "invalid")");
+  return SScenario::SPpState{kStates[node.Choice(NamesIn(kStates))].second};
 }
 
 SScenario::Action ReadTemperatures(const CNode& node) {
@@ -129,20 +132,12 @@ SScenario::Action ReadTemperatures(const CNode& node) {
   return temperatures;
 }
 
-/// One of two words.
-bool ReadChoice(const CNode& node, std::string_view yes, std::string_view no) {
-  const std::string text = node.Text();
-  if (text != yes && text != no)
-    node.Fail("must be \"" + std::string(yes) + "\" or \"" + std::string(no) + "\"");
-  return text == yes;
-}
-
 SScenario::Action ReadChargeControl(const CNode& node) {
-  return SScenario::SChargeControl{ReadChoice(node, "refuse", "accept")};
+  return SScenario::SChargeControl{node.Choice({"refuse", "accept"}) == 0};
 }
 
 SScenario::Action ReadSupervisor(const CNode& node) {
-  return SScenario::SSupervisor{ReadChoice(node, "enable", "disable")};
+  return SScenario::SSupervisor{node.Choice({"enable", "disable"}) == 0};
 }
 
 SScenario::Action ReadAction(const CNode& event) {
@@ -155,8 +150,9 @@ SScenario::Action ReadAction(const CNode& event) {
        {"temperature", ReadTemperatures},
        {"charge-control", ReadChargeControl},
        {"supervisor", ReadSupervisor}}};
-  event.AllowKeys({"at", "set-limit", "clear-limit", "vehicle", "pp-state", "temperature", "charge-control",
-                   "supervisor"});
+  std::vector<std::string_view> keys = NamesIn(kReaders);
+  keys.insert(keys.begin(), "at");
+  event.AllowKeys(keys);
   std::optional<SScenario::Action> action;
   for (const auto& [key, read] : kReaders) {
     const auto found = event.Find(key);

@@ -2,17 +2,22 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <memory>
+#include <utility>
 
 #include <fmt/format.h>
 #include <json/reader.h>
 
 namespace {
 
-/// `"a", "b", "c"`
-std::string Quoted(std::initializer_list<std::string_view> keys) {
-  std::string text;
-  for (const std::string_view key : keys) text += fmt::format("{}\"{}\"", text.empty() ? "" : ", ", key);
-  return text;
+/// `"a", "b", "c"`, or with another text before the last
+std::string Quoted(const std::vector<std::string_view>& texts, std::string_view beforeLast = ", ") {
+  std::string quoted;
+  for (const std::string_view& text : texts) {
+    const std::string_view before = &text == &texts.back() ? beforeLast : ", ";
+    quoted += fmt::format("{}\"{}\"", quoted.empty() ? "" : before, text);
+  }
+  return quoted;
 }
 
 /// The first of JsonCpp's "* Line 3, Column 5\n  Text.\n" as ":3:5: Text."
@@ -78,7 +83,7 @@ void CStrictJson::CNode::Fail(std::string_view problem) const {
   throw CFileError(fmt::format("{}: {}{}", mFile->At(mOffset), key, problem));
 }
 
-void CStrictJson::CNode::AllowKeys(std::initializer_list<std::string_view> keys) const {
+void CStrictJson::CNode::AllowKeys(const std::vector<std::string_view>& keys) const {
   if (!mValue->isObject()) Fail("must be an object with " + Quoted(keys));
   for (const std::string& key : mValue->getMemberNames()) {
     if (std::find(keys.begin(), keys.end(), key) == keys.end()) {
@@ -132,4 +137,10 @@ double CStrictJson::CNode::Number(double least, double most) const {
 std::string CStrictJson::CNode::Text() const {
   if (!mValue->isString()) Fail("must be a text");
   return mValue->asString();
+}
+
+std::size_t CStrictJson::CNode::Choice(const std::vector<std::string_view>& texts) const {
+  const auto found = std::find(texts.begin(), texts.end(), Text());
+  if (found == texts.end()) Fail("must be " + Quoted(texts, " or "));
+  return static_cast<std::size_t>(found - texts.begin());
 }

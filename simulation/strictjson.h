@@ -2,12 +2,11 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <initializer_list>
-#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <json/value.h>
@@ -44,7 +43,7 @@ class CStrictJson::CNode {
   [[noreturn]] void Fail(std::string_view problem) const;
 
   /// An object with no other keys than these.
-  void AllowKeys(std::initializer_list<std::string_view> keys) const;
+  void AllowKeys(const std::vector<std::string_view>& keys) const;
   std::optional<CNode> Find(std::string_view key) const;
   CNode Require(std::string_view key) const;
   std::vector<CNode> Elements() const;
@@ -53,6 +52,8 @@ class CStrictJson::CNode {
   std::int64_t Integer(std::int64_t least, std::int64_t most) const;
   double Number(double least, double most) const;
   std::string Text() const;
+  /// Which of these texts it is, counted from 0.
+  std::size_t Choice(const std::vector<std::string_view>& texts) const;
   bool IsText() const { return mValue->isString(); }
 
  private:
