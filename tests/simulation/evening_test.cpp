@@ -1,0 +1,51 @@
+#include <string>
+#include <vector>
+
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+
+#include "platform/log/logcapture.h"
+#include "platform/utility/posixfiles.h"
+#include "simulation/virtualstation.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+TEST(Evening, IsPlayedFromPluggingInToLeaving) {
+  const CLogCapture log;
+  CVirtualStation station{{.hwinfo = R"({"HwMaxCurrent": 32, "HwOneOrThreePhase": 3, "HwHasMeter": true})",
+                           .settings = R"({"CurrentCtrlFixedChargeCurrentLimit": 25})",
+                           .secrets = ""}};
+  std::vector<std::string> setpoints;
+  station.Peers().BasicCharge().OnArrival([&](const CSimulatedBasicCharge::SArrival& arrival) {
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(station.Elapsed()).count();
+    setpoints.push_back(fmt::format("{}:{:02}:{:02} {} mA, {} phases{}", seconds / 3600, seconds / 60 % 60,
+                                    seconds % 60, arrival.milliAmpere, arrival.phases,
+                                    arrival.taken ? "" : ", refused"));
+  });
+  CPosixFiles files;
+  station.Start();
+  station.Play(LoadScenario(files, SCENARIOS "/evening.json"));
+
+  using Currents = CVehicle::Currents;
+  const auto drawnAt = [&](Milliseconds time) {
+    station.RunFor(time - station.Elapsed());
+    return station.Peers().ChargePoint().View().draw;
+  };
+  EXPECT_EQ(drawnAt(4min), (Currents{0, 0, 0}));
+  EXPECT_EQ(drawnAt(30min), (Currents{16000, 16000, 16000})) << "its own maximum";
+  EXPECT_EQ(drawnAt(90min), (Currents{8000, 8000, 8000}));
+  EXPECT_EQ(drawnAt(3h + 20s), (Currents{16000, 16000, 16000})) << "limits hold while the components rest";
+  EXPECT_EQ(drawnAt(8h), (Currents{0, 0, 0})) << "full";
+  station.RunFor(2h);
+  EXPECT_EQ(setpoints, (std::vector<std::string>{"0:00:00 32000 mA, 3 phases",  //
+                                                 "0:00:00 25000 mA, 3 phases",  //
+                                                 "1:00:00 8000 mA, 3 phases",
+                                                 "1:20:20 6500 mA, 1 phases, refused",  //
+                                                 "2:00:00 16000 mA, 3 phases",          //
+                                                 "8:00:00 25000 mA, 3 phases"}));
+  EXPECT_EQ(log.Texts(Log::ELogLevel::Error).size(), 1U) << "the setpoint that was refused";
+}
+
+}  // namespace
