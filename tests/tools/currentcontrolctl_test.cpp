@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <sstream>
 
 #include <gmock/gmock.h>
@@ -104,7 +105,7 @@ TEST_F(CtlTest, RefusesWrongUsageInOneLineBeforeItAsksAnyone) {
 
 TEST_F(CtlTest, TellsWhenNobodyAnswersAndWhenTheServiceSaysNo) {
   for (const SCommand& command : Commands()) {
-    if (command.name == "watch") continue;
+    if (command.name == "watch" || command.name == "sources") continue;
     std::vector<std::string> words{std::string(command.name)};
     if (command.leastArguments > 0) words.push_back("15");
     if (command.leastArguments > 1) words.push_back("6");
@@ -166,6 +167,18 @@ TEST_F(CtlTest, ShowsWhoDecidesAndWhoIsNext) {
   EXPECT_EQ(Run({"get"}).out, "none yet by Unknown source\n");
 }
 
+TEST_F(CtlTest, ListsTheSourcesWithoutAService) {
+  const SOutcome outcome = Run({"sources"});
+  EXPECT_EQ(outcome.exit, 0);
+  EXPECT_EQ(std::count(outcome.out.begin(), outcome.out.end(), '\n'), 21);
+  EXPECT_THAT(outcome.out, HasSubstr("\n  4  ECurrentControlBop                    Dynamic load balancing    "
+                                     "service\n"));
+  EXPECT_THAT(outcome.out, HasSubstr("\n 15  ECurrentControlLocalRestApi           Local REST API            "
+                                     "client\n"));
+  EXPECT_THAT(Run({"sources"}, true).out,
+              HasSubstr(R"("name":"System current balancer","number":19,"set_by":"service"})"));
+}
+
 TEST_F(CtlTest, WatchesOncePerSecondUntilStoppedAndThroughARestart) {
   CWorker other(mScheduler, "other");
   other.Start();
@@ -200,7 +213,7 @@ TEST(CtlOptions, MayStandAnywhereAndAreRefusedWhenUnknown) {
   EXPECT_EQ(error({"ctl", "set", "15", "-5"}), "unknown option '-5'");
   EXPECT_EQ(error({"ctl", "get", "--colour"}), "unknown option '--colour'");
   EXPECT_EQ(error({"ctl", "get", "--root"}), "option '--root' needs an argument");
-  EXPECT_THAT(CtlHelp(), HasSubstr("  set SOURCE AMPERES [PHASES]   ask for a limit, on 1 or 3 phases\n"));
+  EXPECT_THAT(CtlHelp(), HasSubstr("  set SOURCE AMPERES [PHASES]   ask for a limit, on 1 or 3 phases "));
 }
 
 }  // namespace

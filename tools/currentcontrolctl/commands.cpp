@@ -9,12 +9,14 @@
 #include "tools/currentcontrolctl/limitcommands.h"
 
 std::span<const SCommand> Commands() {
-  static constexpr std::array<SCommand, 13> kCommands{{
+  static constexpr std::array<SCommand, 14> kCommands{{
       {"get", "", "the setpoint in force", 0, 0, Get},
       {"limits", "", "every limit, who decides and who is next", 0, 0, Limits},
       {"watch", "", "the same once per second, until Ctrl-C", 0, 0, Watch},
-      {"set", "SOURCE AMPERES [PHASES]", "ask for a limit, on 1 or 3 phases", 2, 3, Set},
+      {"set", "SOURCE AMPERES [PHASES]", "ask for a limit, on 1 or 3 phases (else the station's own)", 2, 3,
+       Set},
       {"clear", "SOURCE", "take a limit back", 1, 1, Clear},
+      {"sources", "", "every source: number, enumerator, display name, who may set it", 0, 0, Sources},
       {"state", "", "where the service stands", 0, 0, State},
       {"init", "", "let the service initialise", 0, 0, Initialize},
       {"enable", "", "let its components work", 0, 0, Enable},

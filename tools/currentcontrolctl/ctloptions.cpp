@@ -34,7 +34,8 @@ std::string CtlHelp() {
   return text +
          "\nSOURCE is a number, an enumerator or a display name: 15, ECurrentControlLocalRestApi, \"Local "
          "REST API\".\n"
-         "AMPERES is a number such as 16 or 12.5.\n\n"
+         "AMPERES is a number of amperes for each phase such as 16 or 12.5, at most 999. JSON has "
+         "milliamperes.\n\n"
          "  -r, --root=PATH               the service's file-system root, / by default\n"
          "  -j, --json                    answer in JSON, one line for each answer\n"
          "  -h, --help                    show this and exit\n\n"

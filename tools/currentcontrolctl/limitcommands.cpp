@@ -1,6 +1,9 @@
 #include "tools/currentcontrolctl/limitcommands.h"
 
+#include <cstdint>
 #include <optional>
+#include <string>
+#include <string_view>
 
 #include <fmt/format.h>
 
@@ -51,6 +54,10 @@ Json::Value LimitsToJson(const ipc::MCurrentControlLimits& limits) {
   json["phase_source"] = SourceToJson(limits.phase_source());
   json["runner_up"] = LimitToJson(limits.runner_up());
   return json;
+}
+
+std::string_view SetterOf(const SLimitationSource& source) {
+  return source.setter == ESetter::Client ? "client" : "service";
 }
 
 EExit ShowLimits(CSession& session, CLiveView& view) {
@@ -126,4 +133,17 @@ EExit Clear(CSession& session) {
   limit.set_source(*source);
   return session.AnswerResult(kService, session.Call(kService, &Client::ClearCurrentLimit, limit),
                               fmt::format("{} limits no more", FormatSource(*source)));
+}
+
+EExit Sources(CSession& session) {
+  Json::Value json = Json::arrayValue;
+  std::string text = fmt::format("{:>3}  {:<38}{:<26}{}", "NO.", "ENUMERATOR", "NAME", "SET BY");
+  for (const SLimitationSource& source : LimitationSources()) {
+    Json::Value element = SourceToJson(source.value);
+    element["set_by"] = std::string(SetterOf(source));
+    json.append(element);
+    text += fmt::format("\n{:>3}  {:<38}{:<26}{}", static_cast<int>(source.value), source.enumerator,
+                        source.displayName, SetterOf(source));
+  }
+  return session.Answer(json, text);
 }

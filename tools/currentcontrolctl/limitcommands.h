@@ -8,3 +8,5 @@ EExit Limits(CSession& session);
 EExit Watch(CSession& session);
 EExit Set(CSession& session);
 EExit Clear(CSession& session);
+/// Asks nobody.
+EExit Sources(CSession& session);
