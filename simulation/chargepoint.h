@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 #include "platform/utility/mutex.h"
 #include "platform/worker/scheduler.h"
 #include "simulation/vehicle.h"

@@ -1,5 +1,7 @@
 #include "simulation/scenarioplayer.h"
 
+#include <variant>
+
 #include "platform/log/log.h"
 #include "src/limitationsources/limitationsource.h"
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 #include "ipc/meter.service.h"
 
 #include "simulation/vehicle.h"

@@ -1,7 +1,6 @@
 #include "src/rpc/services/currentlimitrequests.h"
 
 #include <functional>
-#include <memory>
 #include <string>
 #include <vector>
 

@@ -1,5 +1,6 @@
 #include "simulation/vehicle.h"
 
+#include <algorithm>
 #include <vector>
 
 #include <gtest/gtest.h>

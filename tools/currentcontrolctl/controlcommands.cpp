@@ -1,7 +1,10 @@
 #include "tools/currentcontrolctl/controlcommands.h"
 
 #include <array>
+#include <cstdint>
 #include <optional>
+#include <string>
+#include <string_view>
 
 #include <fmt/format.h>
 

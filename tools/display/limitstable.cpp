@@ -1,6 +1,7 @@
 #include "tools/display/limitstable.h"
 
 #include <algorithm>
+#include <string_view>
 
 #include <fmt/format.h>
 

@@ -1,5 +1,7 @@
 #include "tools/stationsim/stationtable.h"
 
+#include <string_view>
+
 #include <fmt/format.h>
 
 #include "tools/display/limitstable.h"
