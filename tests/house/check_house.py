@@ -65,7 +65,10 @@ def built_by_no_target(root, name):
     folders = [folder for folder in (root / name).parents if folder == root or root in folder.parents]
     lists = [file for folder in folders for file in (folder / "CMakeLists.txt", folder / "sources.cmake") if file.is_file()]
     mentioned = re.compile(rf"(?<![\w.]){re.escape(pathlib.Path(name).name)}(?![\w.])")
-    if not any(mentioned.search(file.read_text()) for file in lists):
+    # What several folders share is named by its path from the project root.
+    anywhere = [file for folder in CODE for file in (root / folder).rglob("CMakeLists.txt")]
+    if (not any(mentioned.search(file.read_text()) for file in lists)
+            and not any(f"${{CMAKE_SOURCE_DIR}}/{name}" in file.read_text() for file in anywhere)):
         yield name, 1, "no target builds this file"
 
 
@@ -100,6 +103,7 @@ def self_test():
         (0, "src/components/a.h", LIMITER + '#include "src/components/limiter.h"\n'),
         (0, "src/components/a.h", '#include "src/components/b.h"\n'),
         (1, "tests/orphan_test.cpp", ""),
+        (0, "tests/shared.cpp", ""),
         (0, "tests/a.cpp", ""),
     ]
     failed = 0
@@ -110,6 +114,8 @@ def self_test():
             (root / name).write_text(text)
             (root / "src/components").mkdir(parents=True, exist_ok=True)
             (root / "src/components/b.h").write_text(LIMITER)
+            (root / "bench").mkdir(exist_ok=True)
+            (root / "bench/CMakeLists.txt").write_text("add_library(b ${CMAKE_SOURCE_DIR}/tests/shared.cpp orphan_test.cpp)\n")
             (root / "CMakeLists.txt").write_text("add_library(a a.cpp notan_orphan_test.cpp)\n")
             seen = list(climbed(root))
         if len(seen) != expected:
