@@ -7,7 +7,9 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
   target_compile_options(project_options INTERFACE -Wthread-safety)
 endif()
 
-add_compile_options(-fmacro-prefix-map=${CMAKE_SOURCE_DIR}/=)
+# Log lines and messages name files from the project root, also where the launcher below made the path a relative one.
+file(RELATIVE_PATH rootFromBuild ${CMAKE_BINARY_DIR} ${CMAKE_SOURCE_DIR})
+add_compile_options(-fmacro-prefix-map=${CMAKE_SOURCE_DIR}/= -fmacro-prefix-map=${rootFromBuild}=)
 # The board's compiler takes char as unsigned; a build for the desk must not hide that.
 add_compile_options(-funsigned-char)
 # 32-bit boards have 64-bit times and offsets, as musl has always had.
@@ -26,5 +28,7 @@ endif()
 
 find_program(CCACHE ccache)
 if(CCACHE)
-  set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE})
+  # What one clone has compiled serves every other: paths are relative to the build folder, in debug information too.
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env CCACHE_BASEDIR=${CMAKE_SOURCE_DIR} ${CCACHE})
+  add_compile_options(-fdebug-prefix-map=${CMAKE_BINARY_DIR}=.)
 endif()

@@ -13,6 +13,7 @@ function(cc_room name)
   file(CREATE_LINK ${CMAKE_SOURCE_DIR}/${ARG_FOLDER} ${view}/${ARG_FOLDER} SYMBOLIC)
   target_include_directories(${name} PUBLIC ${view})
   # Log lines and messages name files from the project root, whatever view they were seen through.
-  target_compile_options(${name} PUBLIC -fmacro-prefix-map=${view}/=)
+  file(RELATIVE_PATH viewFromBuild ${CMAKE_BINARY_DIR} ${view})
+  target_compile_options(${name} PUBLIC -fmacro-prefix-map=${view}/= -fmacro-prefix-map=${viewFromBuild}/=)
   target_link_libraries(${name} PUBLIC ${ARG_USES} PRIVATE project_options)
 endfunction()
