@@ -3,6 +3,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
+case "$PWD" in *[[:space:]]*) echo "test-arm: pkg-config cannot use a sysroot below a path with spaces: $PWD" >&2; exit 1 ;; esac
 scripts/install-dependencies.sh --arm
 scripts/make-arm-sysroot.sh
 cmake --preset arm
