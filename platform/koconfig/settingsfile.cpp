@@ -86,15 +86,16 @@ std::string CSettingsFile::Write(const std::string& text) {
       return fmt::format("as {}: {}", mBrokenPath.string(), error.reason);
     LOG_WARNING("{} is kept as {}", mPath.string(), mBrokenPath.string());
   }
-  const SFileError error = mFiles.Replace(mPath, text);
-  if (error && mState == EState::TooLarge) mFiles.Rename(mBrokenPath, mPath);
+  if (mState != EState::TooLarge) return mFiles.Replace(mPath, text).reason;
+  const SFileError error = mFiles.ReplaceLike(mBrokenPath, mPath, text);
+  if (error) mFiles.Rename(mBrokenPath, mPath);
   return error.reason;
 }
 
 SFileError CSettingsFile::KeepBroken() {
   if (mState == EState::TooLarge) return mFiles.Rename(mPath, mBrokenPath);
   // A copy, because other processes that see the file missing would take it for an empty one.
-  return mFiles.Replace(mBrokenPath, mText);
+  return mFiles.ReplaceLike(mPath, mBrokenPath, mText);
 }
 
 bool CSettingsFile::NoteSaving(std::string failure) {

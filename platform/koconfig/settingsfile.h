@@ -21,8 +21,9 @@ class CSettingsFile {
   /// What the file held when it was good last; a missing file is an empty object.
   const Json::Value& Object() const { return mObject; }
 
-  /// Puts the object in the file. A file that is no JSON object is kept as "<name>.broken" first; one that
-  /// cannot be read may be a good one, so it is not written over. False: the file is what it was before.
+  /// Puts the object in the file. A file that is no JSON object is kept as "<name>.broken", with its
+  /// permissions, first; one that cannot be read may be a good one, so it is not written over. False: the
+  /// file is what it was before.
   bool Save(const Json::Value& object);
 
  private:

@@ -38,6 +38,13 @@ class IFiles {
   /// nothing between: new file beside it, fsync, rename, fsync of the folder. Creates missing folders.
   virtual SFileError Replace(const std::filesystem::path& path, std::string_view content) = 0;
 
+  /// Replaces a file in the same way by one with the owner and permissions of another. File systems that know
+  /// of neither have nothing to add.
+  virtual SFileError ReplaceLike(const std::filesystem::path& /*model*/, const std::filesystem::path& path,
+                                 std::string_view content) {
+    return Replace(path, content);
+  }
+
   /// Renames within one folder, replacing what is there.
   virtual SFileError Rename(const std::filesystem::path& from, const std::filesystem::path& to) = 0;
 

@@ -8,6 +8,7 @@
 
 #include <fcntl.h>
 #include <fmt/core.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -17,6 +18,8 @@
 namespace {
 
 constexpr mode_t kNewFileMode = 0644;
+/// Until the file has the owner and permissions that it shall have.
+constexpr mode_t kBesideMode = 0600;
 constexpr mode_t kPermissionBits = 07777;
 
 SFileError Failed(std::string reason) {
@@ -35,10 +38,10 @@ SFileError TooLarge() {
   return {SFileError::EKind::TooLarge, fmt::format("it is larger than {} bytes", IFiles::kLargestFile)};
 }
 
-CFileDescriptor Open(const std::filesystem::path& path, int flags) {
+CFileDescriptor Open(const std::filesystem::path& path, int flags, mode_t mode = 0) {
   int descriptor = -1;
   do {
-    descriptor = ::open(path.c_str(), flags | O_CLOEXEC);
+    descriptor = ::open(path.c_str(), flags | O_CLOEXEC, mode);
   } while (descriptor < 0 && errno == EINTR);
   return CFileDescriptor(descriptor);
 }
@@ -66,6 +69,36 @@ SFileError WriteAll(int descriptor, std::string_view content) {
   return {};
 }
 
+/// A file that is filled before it takes another's place.
+struct SBeside {
+  CFileDescriptor descriptor;
+  std::string path;
+};
+
+/// Whether an open file is a regular one of ours that goes by that name.
+bool IsOursAt(int descriptor, const std::string& path) {
+  struct stat open {};
+  struct stat named {};
+  return ::fstat(descriptor, &open) == 0 && ::lstat(path.c_str(), &named) == 0 && S_ISREG(open.st_mode) &&
+         open.st_uid == ::geteuid() && open.st_dev == named.st_dev && open.st_ino == named.st_ino;
+}
+
+/// Empty. The name is always the same, so that what a power cut leaves is used up by the next replacement;
+/// its lock keeps others off that replace the same file at the same time, and they take another name. One who
+/// got the lock late, when its owner had moved the file into place, must not touch it.
+SBeside OpenBeside(const std::filesystem::path& folder, const std::filesystem::path& name) {
+  SBeside usual{{}, (folder / ("." + name.string() + ".new")).string()};
+  usual.descriptor = Open(usual.path, O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK, kBesideMode);
+  const int descriptor = usual.descriptor.Get();
+  if (usual.descriptor.IsOpen() && ::flock(descriptor, LOCK_EX | LOCK_NB) == 0 &&
+      IsOursAt(descriptor, usual.path) && ::ftruncate(descriptor, 0) == 0) {
+    return usual;
+  }
+  SBeside other{{}, usual.path + ".XXXXXX"};
+  other.descriptor = CFileDescriptor(::mkostemp(other.path.data(), O_CLOEXEC));
+  return other;
+}
+
 /// Makes the names in a folder safe from a power cut.
 SFileError SyncFolder(const std::filesystem::path& folder) {
   const CFileDescriptor descriptor = Open(folder, O_RDONLY | O_DIRECTORY);
@@ -75,11 +108,11 @@ SFileError SyncFolder(const std::filesystem::path& folder) {
   return {};
 }
 
-/// Gives a new file the owner and permissions of the one that it will replace.
-SFileError TakeOver(int descriptor, const std::filesystem::path& old) {
+/// Gives a new file the owner and permissions of another.
+SFileError TakeOver(int descriptor, const std::filesystem::path& model) {
   struct stat status {};
   mode_t mode = kNewFileMode;
-  if (::stat(old.c_str(), &status) == 0) {
+  if (::stat(model.c_str(), &status) == 0) {
     mode = status.st_mode & kPermissionBits;
     // Only the superuser may give files away; a file of our own will do for anyone else.
     const bool ours = status.st_uid == ::geteuid() && status.st_gid == ::getegid();
@@ -90,12 +123,10 @@ SFileError TakeOver(int descriptor, const std::filesystem::path& old) {
   return ::fchmod(descriptor, mode) == 0 ? SFileError{} : SystemError("fchmod");
 }
 
-SFileError FillAndMove(int descriptor, const std::string& beside, const std::filesystem::path& target,
-                       std::string_view content) {
+SFileError Fill(int descriptor, const std::filesystem::path& model, std::string_view content) {
+  if (SFileError error = TakeOver(descriptor, model)) return error;
   if (SFileError error = WriteAll(descriptor, content)) return error;
-  if (SFileError error = TakeOver(descriptor, target)) return error;
   if (::fsync(descriptor) != 0) return SystemError("fsync");
-  if (::rename(beside.c_str(), target.c_str()) != 0) return SystemError("rename");
   return {};
 }
 
@@ -114,6 +145,11 @@ SFileError CPosixFiles::Read(const std::filesystem::path& path, std::string& con
 }
 
 SFileError CPosixFiles::Replace(const std::filesystem::path& path, std::string_view content) {
+  return ReplaceLike(path, path, content);
+}
+
+SFileError CPosixFiles::ReplaceLike(const std::filesystem::path& model, const std::filesystem::path& path,
+                                    std::string_view content) {
   std::error_code code;
   std::filesystem::path target = std::filesystem::weakly_canonical(path, code);
   if (code) target = path;
@@ -121,11 +157,12 @@ SFileError CPosixFiles::Replace(const std::filesystem::path& path, std::string_v
   std::filesystem::create_directories(folder, code);
   if (code) return Failed(fmt::format("create folder: {}", code.message()));
 
-  std::string beside = target.string() + ".XXXXXX";
-  const CFileDescriptor descriptor(::mkostemp(beside.data(), O_CLOEXEC));
-  if (!descriptor.IsOpen()) return SystemError("create");
-  if (SFileError error = FillAndMove(descriptor.Get(), beside, target, content)) {
-    ::unlink(beside.c_str());
+  const SBeside beside = OpenBeside(folder, target.filename());
+  if (!beside.descriptor.IsOpen()) return SystemError("create");
+  SFileError error = Fill(beside.descriptor.Get(), model, content);
+  if (!error && ::rename(beside.path.c_str(), target.c_str()) != 0) error = SystemError("rename");
+  if (error) {
+    ::unlink(beside.path.c_str());
     return error;
   }
   return SyncFolder(folder);

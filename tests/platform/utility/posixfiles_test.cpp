@@ -10,12 +10,15 @@
 #include <string>
 #include <thread>
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <json/value.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 
 #include "platform/koconfig/koconfig.h"
 #include "platform/log/logcapture.h"
+#include "platform/utility/filedescriptor.h"
 #include "platform/utility/mutex.h"
 #include "platform/utility/signalwatcher.h"
 #include "platform/worker/realscheduler.h"
@@ -94,6 +97,39 @@ TEST_F(PosixFilesTest, ReplacesAFileAndKeepsItsModeAndItsLink) {
   EXPECT_EQ(FilesInFolder(), 3U) << "nothing is left beside the file, the link and the folder";
 }
 
+TEST_F(PosixFilesTest, UsesUpWhatAPowerCutLeftButNotWhatAnotherWrites) {
+  const fs::path path = folder / "etc/file";
+  const fs::path beside = folder / "etc/.file.new";
+  WriteInPlace(beside, "longer than what follows");
+  EXPECT_FALSE(files.Replace(path, "1"));
+  EXPECT_EQ(Content(path), "1");
+  EXPECT_EQ(FilesInFolder(), 1U);
+  WriteInPlace(beside, "theirs");
+  const CFileDescriptor other(::open(beside.c_str(), O_RDWR | O_CLOEXEC));
+  ASSERT_EQ(::flock(other.Get(), LOCK_EX), 0);
+  EXPECT_FALSE(files.Replace(path, "2"));
+  EXPECT_EQ(Content(path), "2");
+  EXPECT_EQ(Content(beside), "theirs");
+  EXPECT_EQ(FilesInFolder(), 2U);
+}
+
+TEST_F(PosixFilesTest, ShowsNothingHalfWhoeverReplacesIt) {
+  const fs::path path = folder / "etc/file";
+  const auto write = [&](char letter) {
+    for (int i = 0; i < 50; ++i) EXPECT_FALSE(CPosixFiles().Replace(path, std::string(20'000, letter)));
+  };
+  write('a');
+  std::thread first(write, 'a');
+  std::thread second(write, 'b');
+  for (int i = 0; i < 500; ++i) {
+    const std::string content = Content(path);
+    ASSERT_EQ(content, std::string(20'000, content.front()));
+  }
+  first.join();
+  second.join();
+  EXPECT_EQ(FilesInFolder(), 1U);
+}
+
 /// A store over real files, and the value that its listener was told last.
 class RealStoreTest : public PosixFilesTest {
  protected:
@@ -145,6 +181,19 @@ TEST_F(RealStoreTest, SeesEveryWayInWhichAFileChanges) {
   EXPECT_TRUE(IsTold("own"));
   WriteInPlace(path, R"({"A": "after all that"})");
   EXPECT_TRUE(IsTold("after all that"));
+}
+
+TEST_F(RealStoreTest, KeepsABrokenFileAsPrivateAsItWas) {
+  const fs::path broken = path.string() + ".broken";
+  for (const std::string& content : {std::string("{"), std::string(1024 * 1024 + 1, '{')}) {
+    EXPECT_TRUE(store->SetString("A", "good"));
+    WriteInPlace(path, content);
+    fs::permissions(path, fs::perms{0600});
+    EXPECT_TRUE(store->SetBool("B", content.size() == 1));
+    for (const auto& file : {path, broken})
+      EXPECT_EQ(fs::status(file).permissions(), fs::perms{0600}) << file;
+    fs::permissions(broken, fs::perms{0644});
+  }
 }
 
 TEST_F(RealStoreTest, GoesOnWithWhatItHasWhenTheFileTurnsIntoSomethingElse) {
