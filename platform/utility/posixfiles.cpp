@@ -87,7 +87,7 @@ bool IsOursAt(int descriptor, const std::string& path) {
 /// its lock keeps others off that replace the same file at the same time, and they take another name. One who
 /// got the lock late, when its owner had moved the file into place, must not touch it.
 SBeside OpenBeside(const std::filesystem::path& folder, const std::filesystem::path& name) {
-  SBeside usual{{}, (folder / ("." + name.string() + ".new")).string()};
+  SBeside usual{{}, (folder / fmt::format(".{}.new", name.string())).string()};
   usual.descriptor = Open(usual.path, O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK, kBesideMode);
   const int descriptor = usual.descriptor.Get();
   if (usual.descriptor.IsOpen() && ::flock(descriptor, LOCK_EX | LOCK_NB) == 0 &&
