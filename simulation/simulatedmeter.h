@@ -12,7 +12,7 @@ class CSimulatedMeter final : public ipc::IMeter {
   static constexpr std::int32_t kMilliVolt = 230000;
 
   void Measure(const CVehicle::Currents& draw) {
-    ipc::MMeterValues values;
+    ipc::MMeterData values;
     values.set_current1(static_cast<std::int32_t>(draw[0]));
     values.set_current2(static_cast<std::int32_t>(draw[1]));
     values.set_current3(static_cast<std::int32_t>(draw[2]));
@@ -24,8 +24,8 @@ class CSimulatedMeter final : public ipc::IMeter {
 
   /// It measures from the start; there is nothing to switch on.
   ipc::MResult Enable(const ipc::MEmpty&) override { return {}; }
-  Rpc::CNotifier<ipc::MMeterValues>& ValueNotifications() override { return mValues; }
+  Rpc::CNotifier<ipc::MMeterData>& ValueNotifications() override { return mValues; }
 
  private:
-  Rpc::CNotifier<ipc::MMeterValues> mValues;
+  Rpc::CNotifier<ipc::MMeterData> mValues;
 };

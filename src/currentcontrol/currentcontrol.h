@@ -15,6 +15,7 @@
 #include "src/components/currentcontrolconfig.h"
 #include "src/components/currentlimiter.h"
 #include "src/components/limiter.h"
+#include "src/components/measurementsources/ctmeter.h"
 #include "src/components/processactionhandler.h"
 #include "src/components/temperaturereport.h"
 #include "src/rpc/clients/chargecontrolservice.h"
@@ -33,6 +34,7 @@ class CCurrentcontrol {
     IScheduler& scheduler;
     IFiles& files;
     Rpc::ICommunicationHost& host;
+    CtMeterCreator createCtMeter = NoCtMeter;
   };
 
   /// `root` is the folder below which every configuration and data path lies.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <array>
+
 #include "platform/diagnostics/signaldefinition.h"
 
 /// Every diagnostics signal that the service sends. Numbers come in blocks of 100 per component; the
@@ -18,5 +20,24 @@ inline constexpr CSignalDefinition kSourceChanged{20504, "Current limitation sou
 // Peer links: 30000 to 30099
 /// °C by thermal source number: earth-leakage detectors 1 and 2, relays 1 and 2, NetM, Adac.
 inline constexpr CSignalDefinition kTemperatures{30000, "CurrentControl temperatures", EKind::Floats};
+
+// Blackout protection: 30100 to 30199
+inline constexpr CSignalDefinition kBopCurrent{30100, "Bop current (phase 1, 2, 3)", EKind::Floats};  ///< A
+inline constexpr CSignalDefinition kBopConstraint{30101, "Constraint of the Bop component",
+                                                  EKind::Floats};  ///< A
+inline constexpr CSignalDefinition kBopMeterFailure{30102, "CurrentControl blackout protection meter failure",
+                                                    EKind::Boolean};
+inline constexpr CSignalDefinition kBopUsingFallback{
+    30103, "CurrentControl blackout protection using fallback", EKind::Boolean};
+inline constexpr CSignalDefinition kBopInvalidConfig{
+    30104, "CurrentControl blackout protection using invalid config", EKind::Boolean};
+inline constexpr CSignalDefinition kBopSourceUnusable{
+    30105, "CurrentControl dynamic load balancing measurement source unusable", EKind::Boolean};
+
+// Current transformers: 30200 to 30299
+inline constexpr std::array<CSignalDefinition, 3> kImplausibleCt{
+    {{30200, "CurrentControl implausible CT at phase 1", EKind::Boolean},
+     {30201, "CurrentControl implausible CT at phase 2", EKind::Boolean},
+     {30202, "CurrentControl implausible CT at phase 3", EKind::Boolean}}};
 
 }  // namespace DiagnosticsSignals

@@ -44,10 +44,10 @@ class CMeter final : public ipc::IMeter {
     ++mEnabled;
     return {};
   }
-  Rpc::CNotifier<ipc::MMeterValues>& ValueNotifications() override { return mNotifier; }
+  Rpc::CNotifier<ipc::MMeterData>& ValueNotifications() override { return mNotifier; }
 
   int mEnabled = 0;
-  Rpc::CNotifier<ipc::MMeterValues> mNotifier;
+  Rpc::CNotifier<ipc::MMeterData> mNotifier;
 };
 
 class CClientsTest : public ::testing::Test {
@@ -151,7 +151,7 @@ TEST_F(CClientsTest, MeterIsEnabledWheneverItComesAndItsNewestValuesAreKeptWithT
   mHost.Start();
   mScheduler.RunFor(std::chrono::seconds(5));
   EXPECT_FALSE(meter.Newest());
-  ipc::MMeterValues values;
+  ipc::MMeterData values;
   values.set_current2(-7000);
   peer->mNotifier.Notify(values);
   mScheduler.RunFor(std::chrono::seconds(3));

@@ -51,7 +51,7 @@ TEST_F(StationSimTest, BringsTheServiceUpPlaysTheScenarioAndLetsItEnd) {
   ipc::CMeterClient meter(serviceHost.CreateClient("Meter"));
   std::vector<std::int32_t> measured;
   const auto measuring = meter.ValueNotifications(
-      {}, [&](const ipc::MMeterValues& values) { measured.push_back(values.current3()); });
+      {}, [&](const ipc::MMeterData& values) { measured.push_back(values.current3()); });
 
   // It ends a little after it was told to.
   const auto going = service.AddCall([&] { serviceHost.Stop(); }, 13s + 250ms);

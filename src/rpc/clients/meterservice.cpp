@@ -19,7 +19,7 @@ void CMeterService::Enable() {
   };
   mSubscription = mPeer.ValueNotifications(
       {},
-      [this](const ipc::MMeterValues& values) {
+      [this](const ipc::MMeterData& values) {
         CMutexLock lock(mMutex);
         mNewest = SReceived{values, mClock.Now()};
       },

@@ -13,7 +13,7 @@
 class CMeterService {
  public:
   struct SSample {
-    ipc::MMeterValues values;
+    ipc::MMeterData values;
     Milliseconds age;
   };
 
@@ -29,7 +29,7 @@ class CMeterService {
 
  private:
   struct SReceived {
-    ipc::MMeterValues values;
+    ipc::MMeterData values;
     TimePoint at;
   };
 
