@@ -2,6 +2,8 @@
 
 CStation::CStation(IScheduler& scheduler, Rpc::ICommunicationHost& host)
     : mChargePoint(scheduler),
+      mHouse(scheduler, mChargePoint),
+      mChip([this] { return mHouse.AtTheConnection(); }),
       mBasicCharge(std::make_shared<CSimulatedBasicCharge>(scheduler, mChargePoint)),
       mWorker(scheduler, "Station") {
   host.RegisterService("Adac", ipc::CreateService(std::shared_ptr<ipc::IAdac>(mAdac)));
@@ -17,6 +19,7 @@ CStation::CStation(IScheduler& scheduler, Rpc::ICommunicationHost& host)
 void CStation::Start() {
   mWorker.Start();
   mMeasuring = mWorker.AddCall([this] { Measure(); }, Milliseconds{0}, kMeterPeriod);
+  mLooking = mWorker.AddCall([this] { mHouse.View(); }, CHouse::kPeriod, CHouse::kPeriod);
 }
 
 void CStation::Stop() {

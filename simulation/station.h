@@ -5,6 +5,8 @@
 #include "platform/rpc/communicationhost.h"
 #include "platform/worker/worker.h"
 #include "simulation/chargepoint.h"
+#include "simulation/house.h"
+#include "simulation/meteringchip.h"
 #include "simulation/simulatedadac.h"
 #include "simulation/simulatedbasiccharge.h"
 #include "simulation/simulateddiagnostics.h"
@@ -12,8 +14,8 @@
 #include "simulation/simulatednetm.h"
 #include "simulation/simulatedsafetymcucomm.h"
 
-/// The services and the vehicle that surround current control in a charging station. Runs in virtual time
-/// over an in-process host as well as in real time over a real one.
+/// The services, the vehicle and the house that surround current control in a charging station. Runs in
+/// virtual time over an in-process host as well as in real time over a real one.
 class CStation {
  public:
   /// How often the meter measures and the charging state is looked at.
@@ -27,6 +29,8 @@ class CStation {
   void Stop();
 
   CChargePoint& ChargePoint() { return mChargePoint; }
+  CHouse& House() { return mHouse; }
+  CMeteringChip& Chip() { return mChip; }
   CSimulatedAdac& Adac() { return *mAdac; }
   CSimulatedNetM& NetM() { return *mNetM; }
   CSimulatedSafetyMcuComm& SafetyMcuComm() { return *mSafetyMcuComm; }
@@ -37,6 +41,8 @@ class CStation {
   void Measure();
 
   CChargePoint mChargePoint;
+  CHouse mHouse;
+  CMeteringChip mChip;
   const std::shared_ptr<CSimulatedAdac> mAdac = std::make_shared<CSimulatedAdac>();
   const std::shared_ptr<CSimulatedNetM> mNetM = std::make_shared<CSimulatedNetM>();
   const std::shared_ptr<CSimulatedSafetyMcuComm> mSafetyMcuComm = std::make_shared<CSimulatedSafetyMcuComm>();
@@ -44,5 +50,6 @@ class CStation {
   const std::shared_ptr<CSimulatedMeter> mMeter = std::make_shared<CSimulatedMeter>();
   const std::shared_ptr<CSimulatedDiagnostics> mDiagnostics = std::make_shared<CSimulatedDiagnostics>();
   CCallHandle mMeasuring;
+  CCallHandle mLooking;
   CWorker mWorker;
 };

@@ -17,12 +17,21 @@ void CVehicle::Disconnect() {
   mFull = false;
   mFollowed = {};
   mPending.clear();
-  mLevel = 0;
-  mRampRemainder = 0;
+  DropCurrent();
 }
 
 void CVehicle::SetFull(bool full) {
   mFull = full;
+}
+
+void CVehicle::SetSupplied(bool supplied) {
+  mSupplied = supplied;
+  if (!supplied) DropCurrent();
+}
+
+void CVehicle::DropCurrent() {
+  mLevel = 0;
+  mRampRemainder = 0;
 }
 
 void CVehicle::Offer(std::uint32_t milliAmpere, std::uint32_t phases) {
@@ -56,7 +65,7 @@ void CVehicle::React() {
 
 std::uint32_t CVehicle::Target() const {
   const std::uint32_t allowed = std::min(mFollowed.milliAmpere, mProperties.maxMilliAmpere);
-  return mConnected && !mFull && allowed >= kLeastMilliAmpere ? allowed : 0;
+  return mConnected && mSupplied && !mFull && allowed >= kLeastMilliAmpere ? allowed : 0;
 }
 
 void CVehicle::Ramp(Milliseconds span) {

@@ -38,6 +38,8 @@ class CVehicle {
   void Disconnect();
   /// A full vehicle stays connected and draws nothing.
   void SetFull(bool full);
+  /// Without a supply, as behind a fuse that has tripped, it draws nothing.
+  void SetSupplied(bool supplied);
 
   /// What the station allows from this moment on, in mA of each phase, on 1 or 3 phases.
   void Offer(std::uint32_t milliAmpere, std::uint32_t phases);
@@ -59,6 +61,7 @@ class CVehicle {
   };
 
   void React();
+  void DropCurrent();
   void Ramp(Milliseconds span);
   void Approach(std::uint32_t target, Milliseconds span);
   std::uint32_t Target() const;
@@ -66,6 +69,7 @@ class CVehicle {
   SProperties mProperties;
   bool mConnected = true;
   bool mFull = false;
+  bool mSupplied = true;
   SOffer mOffer;     // as the station shows it
   SOffer mFollowed;  // as the vehicle has noticed it
   std::deque<SPending> mPending;

@@ -3,6 +3,8 @@
 #include <chrono>
 #include <filesystem>
 
+#include "simulation/simulatedctmeter.h"
+
 namespace {
 
 const std::filesystem::path kRoot = "/station";
@@ -27,7 +29,10 @@ CVirtualStation::CVirtualStation(const SFiles& files)
   Write(mFiles, "secrets.json", files.secrets);
   mService = std::make_unique<CCurrentcontrol>(
       kRoot.string(),
-      CCurrentcontrol::SEnvironment{.scheduler = mScheduler, .files = mFiles, .host = mServiceHost});
+      CCurrentcontrol::SEnvironment{
+          .scheduler = mScheduler, .files = mFiles, .host = mServiceHost, .createCtMeter = [this] {
+            return std::make_unique<CSimulatedCtMeter>(mStation.Chip());
+          }});
 }
 
 CVirtualStation::~CVirtualStation() {

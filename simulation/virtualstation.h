@@ -44,6 +44,8 @@ class CVirtualStation {
   Milliseconds Elapsed() const;
 
   CStation& Peers() { return mStation; }
+  CHouse& House() { return mStation.House(); }
+  CMeteringChip& Chip() { return mStation.Chip(); }
   CMemoryFiles& Files() { return mFiles; }
   /// What a client of the station's services would use.
   Rpc::ICommunicationHost& Clients() { return mPeerHost; }
