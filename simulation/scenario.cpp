@@ -5,8 +5,8 @@
 #include <string_view>
 #include <utility>
 
+#include "simulation/mainfuse.h"
 #include "simulation/strictjson.h"
-#include "simulation/vehicle.h"
 #include "src/limitationsources/limitationsource.h"
 #include "src/limitationsources/limits.h"
 
@@ -16,6 +16,7 @@ using CNode = CStrictJson::CNode;
 
 constexpr std::int64_t kMostMilliAmpere = std::int64_t{kNoLimitAmpere} * kMilliAmperePerAmpere;
 constexpr std::uint32_t kSteepestRamp = 100000;
+constexpr std::uint32_t kMostLoad = 100000;
 constexpr double kColdest = -60.0;
 constexpr double kHottest = 200.0;
 
@@ -140,16 +141,33 @@ SScenario::Action ReadSupervisor(const CNode& node) {
   return SScenario::SSupervisor{node.Choice({"enable", "disable"}) == 0};
 }
 
+SScenario::Action ReadHouse(const CNode& node) {
+  node.AllowKeys({"l1-milliampere", "l2-milliampere", "l3-milliampere", "fuse-ampere"});
+  return SScenario::SHouseChange{
+      {FindUnsigned(node, "l1-milliampere", 0, kMostLoad), FindUnsigned(node, "l2-milliampere", 0, kMostLoad),
+       FindUnsigned(node, "l3-milliampere", 0, kMostLoad)},
+      FindUnsigned(node, "fuse-ampere", CMainFuse::kLeastAmpere, CMainFuse::kMostAmpere)};
+}
+
+SScenario::Action ReadMeteringChip(const CNode& node) {
+  using EFate = SScenario::SMeteringChip::EFate;
+  constexpr std::array<std::pair<std::string_view, EFate>, 3> kFates{
+      {{"reset", EFate::Reset}, {"vanish", EFate::Vanish}, {"return", EFate::Return}}};
+  return SScenario::SMeteringChip{kFates[node.Choice(NamesIn(kFates))].second};
+}
+
 SScenario::Action ReadAction(const CNode& event) {
   using Reader = SScenario::Action (*)(const CNode&);
-  constexpr std::array<std::pair<std::string_view, Reader>, 7> kReaders{
+  constexpr std::array<std::pair<std::string_view, Reader>, 9> kReaders{
       {{"set-limit", ReadSetLimit},
        {"clear-limit", ReadClearLimit},
        {"vehicle", ReadVehicle},
        {"pp-state", ReadPpState},
        {"temperature", ReadTemperatures},
        {"charge-control", ReadChargeControl},
-       {"supervisor", ReadSupervisor}}};
+       {"supervisor", ReadSupervisor},
+       {"house", ReadHouse},
+       {"metering-chip", ReadMeteringChip}}};
   std::vector<std::string_view> keys = NamesIn(kReaders);
   keys.insert(keys.begin(), "at");
   event.AllowKeys(keys);

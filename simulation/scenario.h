@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <filesystem>
 #include <optional>
@@ -13,6 +14,7 @@
 
 #include "platform/utility/files.h"
 #include "platform/worker/scheduler.h"
+#include "simulation/vehicle.h"
 
 /// What happens around current control, and when. The file's form is described in docs/scenarios.md.
 struct SScenario {
@@ -46,8 +48,16 @@ struct SScenario {
   struct SSupervisor {
     bool enable;
   };
+  /// What is not given stays as it is; a fuse that is given is a new one.
+  struct SHouseChange {
+    std::array<std::optional<std::uint32_t>, CVehicle::kPhases> loadMilliAmpere;  ///< of L1 to L3
+    std::optional<std::uint32_t> fuseAmpere;
+  };
+  struct SMeteringChip {
+    enum class EFate { Reset, Vanish, Return } fate;
+  };
   using Action = std::variant<SSetLimit, SClearLimit, SVehicleChange, SPpState, STemperatures, SChargeControl,
-                              SSupervisor>;
+                              SSupervisor, SHouseChange, SMeteringChip>;
 
   struct SEvent {
     Milliseconds at;

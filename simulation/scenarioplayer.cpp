@@ -4,6 +4,7 @@
 
 #include "platform/log/log.h"
 #include "src/limitationsources/limitationsource.h"
+#include "src/limitationsources/limits.h"
 
 CScenarioPlayer::CScenarioPlayer(IScheduler& scheduler, Rpc::ICommunicationHost& host, CStation& station,
                                  CSupervisor& supervisor)
@@ -73,4 +74,19 @@ void CScenarioPlayer::Do(const SScenario::SChargeControl& action) {
 
 void CScenarioPlayer::Do(const SScenario::SSupervisor& action) {
   mSupervisor.SetGoal(action.enable ? CSupervisor::EGoal::Enabled : CSupervisor::EGoal::Disabled);
+}
+
+void CScenarioPlayer::Do(const SScenario::SHouseChange& change) {
+  CHouse& house = mStation.House();
+  if (change.fuseAmpere) house.FitFuse(*change.fuseAmpere * std::uint32_t{kMilliAmperePerAmpere});
+  for (std::uint32_t phase = 1; phase <= CVehicle::kPhases; ++phase) {
+    if (const auto load = change.loadMilliAmpere[phase - 1]) house.SetLoad(phase, *load);
+  }
+}
+
+void CScenarioPlayer::Do(const SScenario::SMeteringChip& action) {
+  using EFate = SScenario::SMeteringChip::EFate;
+  if (action.fate == EFate::Reset) mStation.Chip().Reset();
+  if (action.fate == EFate::Vanish) mStation.Chip().Vanish();
+  if (action.fate == EFate::Return) mStation.Chip().Return();
 }

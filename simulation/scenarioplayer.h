@@ -28,6 +28,8 @@ class CScenarioPlayer {
   void Do(const SScenario::STemperatures& temperatures);
   void Do(const SScenario::SChargeControl& action);
   void Do(const SScenario::SSupervisor& action);
+  void Do(const SScenario::SHouseChange& change);
+  void Do(const SScenario::SMeteringChip& action);
 
   CStation& mStation;
   CSupervisor& mSupervisor;

@@ -69,6 +69,14 @@ TEST(Scenario, TellsPlaceKeyAndWhatIsAllowed) {
        R"(s.json:2:22: "pp-state" must be "disconnect", "13A", "20A", "32A", "63A/70A", "error" or "invalid")"},
       {event(R"("charge-control": "maybe")"),
        R"(s.json:2:22: "charge-control" must be "refuse" or "accept")"},
+      {event(R"("house": {"l4-milliampere": 1})"),
+       R"(s.json:2:32: "l4-milliampere" is not a key that is known here; allowed: "l1-milliampere", "l2-milliampere", "l3-milliampere", "fuse-ampere")"},
+      {event(R"("house": {"l2-milliampere": 100001})"),
+       R"(s.json:2:32: "l2-milliampere" must be a whole number from 0 to 100000)"},
+      {event(R"("house": {"fuse-ampere": 0})"),
+       R"(s.json:2:32: "fuse-ampere" must be a whole number from 1 to 125)"},
+      {event(R"("metering-chip": "melt")"),
+       R"(s.json:2:22: "metering-chip" must be "reset", "vanish" or "return")"},
   };
   for (const SCase& test : kCases) EXPECT_EQ(ErrorOf(test.text), test.error);
   EXPECT_THAT(ErrorOf(std::string(100000, '[')), testing::StartsWith("s.json"));
