@@ -6,3 +6,6 @@
 inline constexpr std::int32_t kNoLimitAmpere = 999;
 
 inline constexpr std::int32_t kMilliAmperePerAmpere = 1000;
+
+/// The least that a vehicle charges with; less means a pause.
+inline constexpr std::int32_t kLeastChargingMilliAmpere = 6000;

@@ -9,16 +9,12 @@
 
 #include <gmock/gmock.h>
 
-#include "ipc/diagnostics.pb.h"
-
-#include "platform/diagnostics/diagnosticscommclient.h"
-#include "platform/diagnostics/diagnosticssignal.h"
 #include "platform/log/logcapture.h"
-#include "platform/rpc/client.h"
 #include "platform/worker/virtualscheduler.h"
 #include "src/components/currentcontrolconfig.h"
 #include "src/diagnosticssignals/diagnosticssignals.h"
 #include "src/rpc/clients/chargecontrolservice.h"
+#include "support/diagnosticsrecord.h"
 #include "support/memoryconfig.h"
 
 namespace {
@@ -44,50 +40,21 @@ class CChargeControl final : public IChargeControlService {
   std::uint32_t mCode = 0;
 };
 
-/// A diagnostics peer that notes the texts of each signal.
-class CDiagnosticsPeer final : public Rpc::IChannel {
- public:
-  using Texts = std::map<std::uint32_t, std::vector<std::string>>;
-  explicit CDiagnosticsPeer(Texts& texts) : mTexts(texts) {}
-
-  SAnswer Call(std::string_view, std::string_view request, Milliseconds) override {
-    MDiagnosticsSignal signal;
-    signal.ParseFromArray(request.data(), static_cast<int>(request.size()));
-    mTexts[signal.number()].push_back(signal.has_event() ? signal.event() : signal.text());
-    return {Rpc::EStatus::Ok, "", MResult().SerializeAsString()};
-  }
-  std::unique_ptr<ISubscription> Subscribe(std::string_view, std::string, SSubscriber) override { return {}; }
-
- private:
-  Texts& mTexts;
-};
-
 class CLimiterTest : public ::testing::Test {
  protected:
-  CLimiterTest() { mDiagnostics->Start(); }
-  ~CLimiterTest() override { mDiagnostics->Stop(); }
-
   SLimitEntry Without(std::vector<ECurrentControlSource> sources) { return mLimiter->GetSetpoint(sources); }
-  /// What each signal said since the last time.
-  CDiagnosticsPeer::Texts TakeTexts() {
-    mScheduler.RunDue();
-    return std::exchange(mTexts, {});
-  }
 
   CVirtualScheduler mScheduler;
-  CDiagnosticsPeer::Texts mTexts;
-  std::shared_ptr<CDiagnosticsCommClient> mDiagnostics = std::make_shared<CDiagnosticsCommClient>(
-      mScheduler, std::make_shared<Rpc::CClient>("Diagnostics", std::make_unique<CDiagnosticsPeer>(mTexts)));
+  CDiagnosticsRecord mDiagnostics{mScheduler};
   std::shared_ptr<CMemoryConfig> mSettings = std::make_shared<CMemoryConfig>();
   std::shared_ptr<CMemoryConfig> mHwinfo = std::make_shared<CMemoryConfig>(
       std::map<std::string, Json::Value, std::less<>>{{"HwOneOrThreePhase", 3}, {"HwMaxCurrent", 32}});
   std::shared_ptr<CChargeControl> mCharge = std::make_shared<CChargeControl>();
   std::optional<CCurrentLimiter> mLimiter{
       std::in_place, mScheduler, std::make_shared<CCurrentControlConfig>(mSettings, mHwinfo), mCharge,
-      CCurrentLimiter::SSignals{
-          std::make_shared<CDiagnosticsSignal>(DiagnosticsSignals::kLimitingCurrentSource, mDiagnostics),
-          std::make_shared<CDiagnosticsSignal>(DiagnosticsSignals::kLimitingPhasesSource, mDiagnostics),
-          std::make_shared<CDiagnosticsSignal>(DiagnosticsSignals::kSourceChanged, mDiagnostics)}};
+      CCurrentLimiter::SSignals{mDiagnostics.Signal(DiagnosticsSignals::kLimitingCurrentSource),
+                                mDiagnostics.Signal(DiagnosticsSignals::kLimitingPhasesSource),
+                                mDiagnostics.Signal(DiagnosticsSignals::kSourceChanged)}};
 };
 
 MATCHER_P4(IsSetpoint, source, phaseSource, current, phases, "") {
@@ -191,18 +158,18 @@ TEST_F(CLimiterTest, DeletingTheLastLimitFreesTheCurrent) {
 TEST_F(CLimiterTest, WhoDecidesIsPublishedWhenItChanges) {
   mLimiter->SetLimit(ECurrentControlLoadBal, 3, 16.0F);
   EXPECT_THAT(
-      TakeTexts(),
+      mDiagnostics.Take(),
       ElementsAre(Pair(142U, ElementsAre("ECurrentControlLoadBal")),
                   Pair(148U, ElementsAre("ECurrentControlLoadBal")),
                   Pair(20504U, ElementsAre("Current limitation source changed to ECurrentControlLoadBal and "
                                            "phases limitation source changed to ECurrentControlLoadBal"))));
   mLimiter->SetLimit(ECurrentControlLoadBal, 3, 15.0F);
-  EXPECT_EQ(TakeTexts().count(20504), 0U);
+  EXPECT_EQ(mDiagnostics.Take().count(20504), 0U);
   mLimiter->SetLimit(ECurrentControlUserCable, 3, 13.0F);
-  EXPECT_THAT(TakeTexts()[20504],
+  EXPECT_THAT(mDiagnostics.Take()[20504],
               ElementsAre("Current limitation source changed to ECurrentControlUserCable"));
   mLimiter->SetLimit(ECurrentControlUserCable, 1, 13.0F);
-  EXPECT_THAT(TakeTexts()[20504],
+  EXPECT_THAT(mDiagnostics.Take()[20504],
               ElementsAre("Current limitation source changed to ECurrentControlUserCable and phases "
                           "limitation source changed to ECurrentControlUserCable"));
 }
@@ -212,13 +179,13 @@ TEST_F(CLimiterTest, ARefusedSetpointIsKeptAndNotPublished) {
   CLogCapture log;
   EXPECT_FALSE(mLimiter->SetLimit(ECurrentControlLoadBal, 3, 16.0F));
   EXPECT_EQ(log.Count("Failed to set charge current to 3 phase 16 A in current control"), 1);
-  EXPECT_THAT(TakeTexts(), IsEmpty());
+  EXPECT_THAT(mDiagnostics.Take(), IsEmpty());
   EXPECT_TRUE(mLimiter->SetLimit(ECurrentControlLoadBal, 3, 16.0F));
   EXPECT_EQ(mCharge->mSent.size(), 1U);
   // The next success is compared with the setpoint that failed.
   mCharge->mCode = 2;
   EXPECT_TRUE(mLimiter->SetLimit(ECurrentControlLoadBal, 3, 15.0F));
-  EXPECT_THAT(TakeTexts(), ElementsAre(Pair(142U, testing::_), Pair(148U, testing::_)));
+  EXPECT_THAT(mDiagnostics.Take(), ElementsAre(Pair(142U, testing::_), Pair(148U, testing::_)));
 }
 
 TEST_F(CLimiterTest, CurrentsThatCannotBeSentAreClampedAndNoNumbersRefused) {

@@ -1,0 +1,267 @@
+#include "src/components/blackoutprotection/blackoutprotection.h"
+
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+
+#include "platform/log/logcapture.h"
+#include "src/components/blackoutprotection/blackoutprotectiondglb.h"
+#include "src/components/currentcontrolconfig.h"
+#include "src/diagnosticssignals/diagnosticssignals.h"
+#include "support/diagnosticsrecord.h"
+#include "support/memoryconfig.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::Pair;
+using ::testing::UnorderedElementsAre;
+using ELevel = Log::ELogLevel;
+constexpr Milliseconds kPeriod{1250};
+
+class CSource final : public IMeasurementSource {
+ public:
+  bool Init() override { return true; }
+  void DeInit() override {}
+  ThreePhaseValue GetMeasurementAverage(EMeasureType type, Milliseconds span) override {
+    return type == EMeasureType::Current && span == kPeriod ? mCurrents : ThreePhaseValue{-1, -1, -1};
+  }
+  ThreePhaseValue GetMeasurements(EMeasureType) override { return {}; }
+  void RegisterErrorHandler(ErrorHandler handler) override { mHandler = std::move(handler); }
+  bool HasMeasurement(EMeasureType type) const override { return type == EMeasureType::Current && mHas; }
+  void DumpLastReceivedData() override { ++mDumps; }
+
+  ThreePhaseValue mCurrents{};
+  bool mHas = true;
+  int mDumps = 0;
+  ErrorHandler mHandler;
+};
+
+class CBlackoutProtectionTest : public ::testing::Test {
+ protected:
+  std::shared_ptr<CBlackoutProtection> Standalone(std::shared_ptr<IMeasurementSource> source) {
+    return std::make_shared<CBlackoutProtection>(
+        mScheduler, std::move(source), Config(), kPeriod, Signals(),
+        CBlackoutProtection::SCallbacks{[this] { return mPresent; },
+                                        [this](const SLimit& limit) {
+                                          EXPECT_EQ(limit.source, ipc::ECurrentControlBop);
+                                          EXPECT_EQ(limit.phases, 3U);
+                                          mLimits.push_back(limit.milliAmpere);
+                                        }});
+  }
+  std::shared_ptr<CCurrentControlConfig> Config() {
+    return std::make_shared<CCurrentControlConfig>(mSettings, std::make_shared<CMemoryConfig>());
+  }
+  CBlackoutProtectionBase::SSignals Signals() {
+    using namespace DiagnosticsSignals;
+    return {mDiagnostics.Signal(kBopCurrent),       mDiagnostics.Signal(kBopConstraint),
+            mDiagnostics.Signal(kBopMeterFailure),  mDiagnostics.Signal(kBopUsingFallback),
+            mDiagnostics.Signal(kBopInvalidConfig), mDiagnostics.Signal(kBopSourceUnusable)};
+  }
+
+  void Start() {
+    mBlackout = Standalone(mSource);
+    ASSERT_TRUE(mBlackout->Init());
+    mBlackout->Enable();
+  }
+  /// One look at a house whose largest phase current is this; the limit that follows. What charges draws it.
+  std::int32_t Look(std::int32_t largest) {
+    mSource->mCurrents = {100, largest, -500};
+    mScheduler.RunFor(kPeriod);
+    return mBlackout->GetLimit().milliAmpere;
+  }
+  void Charge(bool charging) {
+    mBlackout->SetChargingState(charging ? ipc::EChargingStateCharging : ipc::EChargingStateConnected);
+  }
+  /// In force at the given current, half a minute after charging began.
+  void Regulate(float ampere) {
+    Start();
+    Look(10000);
+    Charge(true);
+    mPresent = ampere;
+    for (int i = 0; i < 27; ++i) Look(24000);
+    mLimits.clear();
+  }
+
+  CVirtualScheduler mScheduler;
+  CDiagnosticsRecord mDiagnostics{mScheduler};
+  std::shared_ptr<CMemoryConfig> mSettings = std::make_shared<CMemoryConfig>(
+      std::map<std::string, Json::Value, std::less<>>{{"CurrentCtrlBopFuseRating", 25}});
+  std::shared_ptr<CSource> mSource = std::make_shared<CSource>();
+  std::shared_ptr<CBlackoutProtection> mBlackout;
+  float mPresent = 16.0F;
+  std::vector<std::int32_t> mLimits;
+};
+
+TEST_F(CBlackoutProtectionTest, ChargingIsHeldUntilTheHouseWasLookedAtAndMayThenUseWhatTheFuseHasLeft) {
+  Start();
+  EXPECT_THAT(mLimits, ElementsAre(0)) << "the current limiter is told, though it is no change";
+  mScheduler.RunFor(kPeriod - 1ms);
+  EXPECT_THAT(mLimits, ElementsAre(0));
+  EXPECT_EQ(Look(10000), 13750);
+  EXPECT_EQ(Look(10400), 13350) << "too small a change for the diagnostics signals";
+  EXPECT_EQ(Look(24000), 0) << "never below 0";
+  EXPECT_EQ(Look(20000), 3750);
+  EXPECT_THAT(mBlackout->GetAllowanceCurrent(), ElementsAre(24900, 5000, 25500));
+  EXPECT_THAT(mDiagnostics.Take(),
+              UnorderedElementsAre(
+                  Pair(30100, ElementsAre("0.1 10 -0.5", "0.1 24 -0.5", "0.1 20 -0.5")),
+                  Pair(30101, ElementsAre("0 0 0", "13.75 13.75 13.75", "0 0 0", "3.75 3.75 3.75"))));
+}
+
+TEST_F(CBlackoutProtectionTest, InTheFirstHalfMinuteOfChargingTheLimitIsOnlyReduced) {
+  Start();
+  Look(10000);
+  Charge(true);
+  for (int i = 0; i <= 24; ++i) ASSERT_EQ(Look(i == 3 ? 24999 : 1000), 13750) << i;
+  EXPECT_EQ(Look(1000), 19750) << "more than 30 s after the start: 16 A and a large step";
+  Charge(false);
+  EXPECT_EQ(Look(2000), 21750);
+  Charge(true);
+  mPresent = 21.75F;
+  EXPECT_EQ(Look(25000), 20500) << "down to 95 % at once";
+}
+
+TEST_F(CBlackoutProtectionTest, RegulatesInStepsByTheLargestPhase) {
+  Regulate(16.0F);
+  EXPECT_EQ(Look(21249), 19750);
+  EXPECT_EQ(Look(21250), 16500);
+  EXPECT_EQ(Look(23749), 16500);
+  EXPECT_EQ(Look(23750), 16500) << "left as it is";
+  EXPECT_EQ(Look(24999), 16500);
+  EXPECT_EQ(Look(25000), 14750);
+  EXPECT_EQ(Look(26000), 13750);
+  EXPECT_EQ(Look(31249), 8501);
+  EXPECT_EQ(Look(31250), 0) << "stopped at once";
+  EXPECT_EQ(Look(1000), 0) << "until the vehicle is seen to have stopped";
+  Charge(false);
+  EXPECT_EQ(Look(1000), 22750);
+  EXPECT_THAT(mLimits, ElementsAre(19750, 16500, 14750, 13750, 8501, 0, 22750)) << "each told once";
+}
+
+TEST_F(CBlackoutProtectionTest, ReducesToNothingBelowSixAmpereAndStopsWhenThatDoesNotHelp) {
+  Regulate(6.0F);
+  EXPECT_EQ(Look(27000), 6000);
+  for (int i = 0; i < 16; ++i) ASSERT_EQ(Look(25000), 6000) << "held for 20 s";
+  EXPECT_EQ(Look(24999), 6000) << "not above the fuse now";
+  EXPECT_EQ(Look(25000), 0);
+
+  Charge(false);
+  Look(0);
+  Regulate(6.0F);
+  EXPECT_EQ(Look(27000), 6000);
+  EXPECT_EQ(Look(23750), 6000);
+  EXPECT_EQ(Look(23749), 6500) << "goes on from the hold";
+  EXPECT_EQ(Look(29750), 0) << "a reduction to 0 is one";
+}
+
+TEST_F(CBlackoutProtectionTest, AMeterWithoutCurrentsIsAskedAgainTwiceThenTheFallbackHolds) {
+  const CLogCapture log(ELevel::Info);
+  mSource->mHas = false;
+  Start();
+  EXPECT_EQ(Look(1000), 0);
+  EXPECT_EQ(Look(1000), 0);
+  EXPECT_FALSE(mBlackout->IsInError());
+  EXPECT_EQ(mDiagnostics.Take().count(30105), 0U);
+  mSettings->Set("BopFallbackCurrent", 7000);
+  EXPECT_EQ(Look(1000), 7000);
+  EXPECT_TRUE(mBlackout->IsInError());
+  for (int i = 0; i < 4; ++i) EXPECT_EQ(Look(1000), 7000);
+  EXPECT_EQ(log.Count("BOP cannot obtain current measurements, retrying..."), 2);
+  EXPECT_THAT(log.Texts(ELevel::Error),
+              ElementsAre("Smart meter not supported, cannot use for BOP. Limiting current to 7000 mA"));
+  EXPECT_EQ(mSource->mDumps, 1);
+  EXPECT_THAT(mDiagnostics.Take(), Contains(Pair(30105, ElementsAre("true"))));
+
+  mSource->mHas = true;
+  EXPECT_EQ(Look(1000), 22750);
+  EXPECT_FALSE(mBlackout->IsInError());
+  EXPECT_THAT(mDiagnostics.Take(), Contains(Pair(30105, ElementsAre("false"))));
+}
+
+TEST_F(CBlackoutProtectionTest, ASourceInErrorLeavesTheFallbackAndChargingGoesOnWhenItHasRecovered) {
+  Regulate(16.0F);
+  mDiagnostics.Take();
+  const CLogCapture log(ELevel::Info);
+  mSource->mHandler(true);
+  EXPECT_EQ(Look(1000), 6000);
+  EXPECT_EQ(mSource->mDumps, 1);
+  mSource->mHandler(false);
+  EXPECT_EQ(Look(1000), 6000) << "as if charging had just started";
+  EXPECT_EQ(Look(1000), 19750) << "which it did long ago";
+  EXPECT_EQ(log.Count("Blackout protection measurement source is in error"), 1);
+  EXPECT_EQ(log.Count("Blackout protection measurement source is recovered"), 1);
+  const auto reports = mDiagnostics.Take();
+  EXPECT_THAT(reports, Contains(Pair(30103, ElementsAre("true", "false"))));
+  EXPECT_THAT(reports, Contains(Pair(30105, ElementsAre("false"))));
+
+  mBlackout->Disable();
+  mLimits.clear();
+  mScheduler.RunFor(10s);
+  EXPECT_THAT(mLimits, IsEmpty());
+  mSource->mHandler(true);
+  mBlackout->Enable();
+  EXPECT_THAT(mLimits, ElementsAre(6000));
+  EXPECT_EQ(log.Count("Bop hardware couldn't be initialised, limiting current to 6000 mA"), 1);
+  EXPECT_THAT(mDiagnostics.Take(), Contains(Pair(30103, ElementsAre("true"))));
+  mBlackout.reset();
+  mSource->mHandler(false);  // outlived it: nothing may happen
+}
+
+TEST_F(CBlackoutProtectionTest, WithoutASourceOrAFuseEverybodyIsToldAndTheFallbackHolds) {
+  CLogCapture log(ELevel::Warning);
+  mBlackout = Standalone(nullptr);
+  EXPECT_FALSE(mBlackout->Init());
+  mBlackout->Enable();
+  EXPECT_TRUE(mBlackout->IsInError());
+  EXPECT_THAT(log.Texts(ELevel::Error), ElementsAre("There is no valid bop source supplied.",
+                                                    "Blackout protection source not available"));
+  EXPECT_THAT(mDiagnostics.Take(),
+              UnorderedElementsAre(Pair(30101, ElementsAre("6 6 6")), Pair(30102, ElementsAre("true")),
+                                   Pair(30103, ElementsAre("true"))));
+  log.Clear();
+  mSettings->Set("CurrentCtrlBopFuseRating", 0);
+  mBlackout = Standalone(mSource);
+  EXPECT_FALSE(mBlackout->Init());
+  mBlackout->Enable();
+  mScheduler.RunFor(10s);
+  EXPECT_THAT(mLimits, ElementsAre(6000, 6000));
+  EXPECT_THAT(log.Texts(ELevel::Error),
+              ElementsAre("Invalid blackout protection fuse rating 0.",
+                          "With invalid config, blackout protection cannot be enabled."));
+  EXPECT_THAT(mDiagnostics.Take(),
+              UnorderedElementsAre(Pair(30101, ElementsAre("6 6 6")), Pair(30103, ElementsAre("true")),
+                                   Pair(30104, ElementsAre("true"))));
+}
+
+TEST_F(CBlackoutProtectionTest, AGroupIsToldWhatTheFuseHasLeft) {
+  const CLogCapture log;
+  const auto group =
+      std::make_shared<CBlackoutProtectionDGLB>(mScheduler, mSource, Config(), kPeriod, Signals());
+  ASSERT_TRUE(group->Init());
+  group->Enable();
+  mSource->mCurrents = {20000, 26000, -1000};
+  mScheduler.RunFor(kPeriod);
+  EXPECT_THAT(group->GetAllowanceCurrent(), ElementsAre(3750, -2250, 24750));
+  EXPECT_EQ(log.Count("95 percent of fuseRating(25000 mA) is 23750 mA"), 1);
+  EXPECT_EQ(log.Count("Allowance: [3750, -2250, 24750]"), 1);
+  mSource->mCurrents = {21999, 26000, -1000};
+  mScheduler.RunFor(kPeriod);
+  EXPECT_THAT(group->GetAllowanceCurrent(), ElementsAre(1751, -2250, 24750));
+  EXPECT_THAT(mDiagnostics.Take(), UnorderedElementsAre(Pair(30100, ElementsAre("20 26 -1")),
+                                                        Pair(30101, ElementsAre("3.75 -2.25 24.75"))))
+      << "less than 2 A is no news";
+  mSource->mHandler(true);
+  mScheduler.RunFor(kPeriod);
+  EXPECT_THAT(group->GetAllowanceCurrent(), ElementsAre(0, 0, 0));
+  EXPECT_EQ(group->GetLimit().milliAmpere, 0);
+  EXPECT_EQ(log.Count("BopDGLB::GetLimit() is called, which shall not be used. This is a programming error, "
+                      "FIX ME!"),
+            1);
+}
+
+}  // namespace
