@@ -1,2 +1,3 @@
-list(APPEND PLATFORM_SOURCES utility/filewatch.cpp utility/jsontext.cpp utility/monotoniccondition.cpp utility/pollthread.cpp utility/posixfiles.cpp
-     utility/signalwatcher.cpp utility/text.cpp)
+list(APPEND PLATFORM_SOURCES utility/attributefile.cpp utility/filewatch.cpp utility/jsontext.cpp
+     utility/monotoniccondition.cpp utility/pollthread.cpp utility/posixfiles.cpp utility/signalwatcher.cpp
+     utility/text.cpp)
