@@ -64,7 +64,7 @@ std::optional<CMeteringChip::RmsRegisters> CMeteringChip::ReadCurrentRms() const
     configuration = mConfiguration;
   }
   RmsRegisters registers{};
-  if (!configuration.running) return registers;
+  if (configuration.run == 0) return registers;
   const double perMilliAmpere =
       kMilli * kBurdenOhm / mTurnsRatio / kFullScaleVolt * Pga(configuration.pgaCodes);
   const Currents currents = mTransformers();
@@ -72,12 +72,6 @@ std::optional<CMeteringChip::RmsRegisters> CMeteringChip::ReadCurrentRms() const
     registers[i] = RmsRegister(currents[i] * perMilliAmpere, configuration.phases[i]);
   }
   return registers;
-}
-
-std::optional<std::uint32_t> CMeteringChip::Checksum() const {
-  constexpr std::uint32_t kSpread = 0x9E3779B1;  // odd, so that no two codes have the same
-  const CMutexLock lock(mMutex);
-  return mPresent ? std::optional(kDefaultChecksum ^ (mConfiguration.pgaCodes * kSpread)) : std::nullopt;
 }
 
 void CMeteringChip::Reset() {

@@ -22,7 +22,6 @@ class CMeteringChip {
   /// The board's burden of 4.4 ohm behind each transformer, by the square root of two from peak to RMS.
   static constexpr double kBurdenOhm = 6.22254;
   static constexpr double kUsualTurnsRatio = 3000;
-  static constexpr std::uint32_t kDefaultChecksum = 0x044C48F8;
 
   /// Contents as they stand in 24-bit registers, signed ones as two's complement.
   struct SPhase {
@@ -36,7 +35,7 @@ class CMeteringChip {
   struct SConfiguration {
     std::uint32_t pgaCodes = 0;  ///< bits 0 to 2: those of the phase currents; 0 to 4 for 1, 2, 4, 8, 16
     std::array<SPhase, CVehicle::kPhases> phases{};
-    bool running = false;
+    std::uint32_t run = 0;  ///< 1: it measures
     bool operator==(const SConfiguration&) const = default;
   };
 
@@ -49,8 +48,6 @@ class CMeteringChip {
   /// False: it is away or refuses.
   bool Configure(const SConfiguration& configuration);
   std::optional<RmsRegisters> ReadCurrentRms() const;
-  /// Over the PGA gains, like the real one over neither the other gains nor the run bit.
-  std::optional<std::uint32_t> Checksum() const;
 
   /// As after a dip of its supply, or when told to.
   void Reset();

@@ -28,7 +28,7 @@ class CSimulatedCtMeter final : public ICtMeter {
       mGiven.pgaCodes |= static_cast<std::uint32_t>(std::countr_zero(pgaGains[i]))
                          << (kBitsPerGain * static_cast<int>(i));
     }
-    mGiven.running = true;
+    mGiven.run = 1;
     return mChip.Configure(mGiven);
   }
   std::optional<RmsRegisters> ReadCurrentRms() override { return mChip.ReadCurrentRms(); }

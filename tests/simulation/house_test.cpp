@@ -89,7 +89,6 @@ TEST(MeteringChip, MeasuresAndFails) {
   // square; the converter's end.
   EXPECT_EQ(meter.ReadCurrentRms(), (Registers{347791, 278233, 4191910}));
   EXPECT_TRUE(meter.IsRunning());
-  EXPECT_NE(chip.Checksum(), CMeteringChip::kDefaultChecksum);
 
   chip.FakeReadings(Registers{16777215, 0, 1});
   EXPECT_EQ(meter.ReadCurrentRms(), (Registers{16777215, 0, 1}));
@@ -98,7 +97,6 @@ TEST(MeteringChip, MeasuresAndFails) {
   chip.Reset();
   EXPECT_FALSE(meter.IsRunning());
   EXPECT_EQ(meter.ReadCurrentRms(), (Registers{0, 0, 0}));
-  EXPECT_EQ(chip.Checksum(), 72108280U);
   chip.RefuseConfiguration(true);
   EXPECT_FALSE(meter.Initialize(calibrations, gains));
   chip.RefuseConfiguration(false);
