@@ -62,7 +62,10 @@ TEST_F(StationSimTest, BringsTheServiceUpPlaysTheScenarioAndLetsItEnd) {
       {"at": "00:00:00", "vehicle": {"reaction-ms": 1000}},
       {"at": "00:00:01", "set-limit": {"source": 15, "milliampere": 7000}},
       {"at": "00:00:02", "clear-limit": {"source": 15}},
-      {"at": "00:00:03.800", "charge-control": "refuse"}]})");
+      {"at": "00:00:03.800", "charge-control": "refuse"},
+      {"at": "00:00:03.900", "house": {"l1-milliampere": 8000}},
+      {"at": "00:00:03.900", "metering-chip": "vanish"}]})");
+  settings.fuseMilliAmpere = 20000;
   settings.runFor = 13s;
   settings.table = true;
   CStationSimulator(std::move(settings), mScheduler, stationHost, mOut).Run(*end);
@@ -77,9 +80,16 @@ TEST_F(StationSimTest, BringsTheServiceUpPlaysTheScenarioAndLetsItEnd) {
   EXPECT_THAT(mOut.str(), HasSubstr("setpoint refused: 16000 mA on 3 phases\n"));
   EXPECT_THAT(mOut.str(), HasSubstr("time       00:00:01\ncurrent control cannot be reached\n"
                                     "charge control  nothing has arrived yet\n"
-                                    "vehicle    connected, draws L1 0.000 A, L2 0.000 A, L3 0.000 A\n"));
+                                    "vehicle    connected\n"
+                                    "      household #   vehicle =   at the fuse of 20.000 A |\n"));
   EXPECT_THAT(mOut.str(), HasSubstr("charge control  16000 mA on 3 phases, taken 00:00:02 ago\n"
-                                    "vehicle    charging, draws L1 10.000 A, L2 10.000 A, L3 10.000 A\n"));
+                                    "vehicle    charging\n"));
+  EXPECT_THAT(
+      mOut.str(),
+      HasSubstr("  L1      8.000 A    16.000 A      24.000 A  ##########==============|=====       \n"
+                "  L2      0.000 A    16.000 A      16.000 A  ===================     |            \n"));
+  EXPECT_THAT(mOut.str(), HasSubstr("main fuse  holds, at 7 % of the heat that trips it; 7 % was the most\n"
+                                    "metering chip  away\n"));
   EXPECT_THAT(measured, testing::IsSupersetOf({0, 10000, 14000, 16000}));
   EXPECT_THAT(mLog.Texts(Log::ELogLevel::Warning), testing::IsEmpty()) << "all of it was as expected";
 }
@@ -109,9 +119,11 @@ TEST(StationOptions, RefusesWhatCannotBeMeant) {
     }
     return "";
   };
-  EXPECT_EQ(error({"s", "--root", "/x", "--seconds", "10", "--table", "--scenario", "a.json"}), "");
+  EXPECT_EQ(
+      error({"s", "--root", "/x", "--seconds", "10", "--table", "--fuse", "35", "--scenario", "a.json"}), "");
   EXPECT_EQ(error({"s"}), "--root PATH is needed");
   EXPECT_EQ(error({"s", "-r", "/x", "now"}), "'now' is no option");
+  EXPECT_EQ(error({"s", "-r", "/x", "-f", "126"}), "--fuse takes a whole number from 1 to 125, not '126'");
   for (const auto* seconds : {"0", "-1", "1.5", "ten", "1000001", ""}) {
     EXPECT_EQ(error({"s", "-r", "/x", "--seconds", seconds}),
               "--seconds takes a whole number from 1 to 1000000, not '" + std::string(seconds) + "'");

@@ -32,6 +32,8 @@ void Run(const SStationOptions& options) {
   CPosixFiles files;
   CStationSimulator::SSettings settings;
   if (!options.scenario.empty()) settings.scenario = LoadScenario(files, options.scenario);
+  settings.chipRoot = options.root;
+  settings.fuseMilliAmpere = options.fuseAmpere * std::uint32_t{kMilliAmperePerAmpere};
   settings.runFor = options.runFor;
   settings.table = options.table;
   settings.isTerminal = isatty(STDOUT_FILENO) == 1;

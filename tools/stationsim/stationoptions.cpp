@@ -10,34 +10,41 @@
 
 namespace {
 
-constexpr std::int32_t kMostSeconds = 1000000;
+constexpr std::uint32_t kMostSeconds = 1000000;
 
-Milliseconds ReadSeconds(const std::string& text) {
-  std::int32_t seconds = 0;
+std::uint32_t ReadNumber(std::string_view option, std::uint32_t least, std::uint32_t most,
+                         const std::string& text) {
+  std::uint32_t number = 0;
   const char* end = text.data() + text.size();
-  const auto result = std::from_chars(text.data(), end, seconds);
-  if (result.ec != std::errc() || result.ptr != end || seconds < 1 || seconds > kMostSeconds) {
+  const auto result = std::from_chars(text.data(), end, number);
+  if (result.ec != std::errc() || result.ptr != end || number < least || number > most) {
     throw CUsageError(
-        fmt::format("--seconds takes a whole number from 1 to {}, not '{}'", kMostSeconds, text));
+        fmt::format("--{} takes a whole number from {} to {}, not '{}'", option, least, most, text));
   }
-  return std::chrono::seconds(seconds);
+  return number;
 }
 
 }  // namespace
 
 SStationOptions ReadStationOptions(std::span<char* const> arguments) {
-  static constexpr std::array<option, 6> kOptions{{{"root", required_argument, nullptr, 'r'},
+  static constexpr std::array<option, 7> kOptions{{{"root", required_argument, nullptr, 'r'},
                                                    {"scenario", required_argument, nullptr, 's'},
                                                    {"seconds", required_argument, nullptr, 'n'},
+                                                   {"fuse", required_argument, nullptr, 'f'},
                                                    {"table", no_argument, nullptr, 't'},
                                                    {"help", no_argument, nullptr, 'h'},
                                                    {nullptr, 0, nullptr, 0}}};
   SStationOptions options;
   const auto words =
-      ReadOptions(arguments, "r:s:n:th", kOptions.data(), [&](char letter, const std::string& argument) {
+      ReadOptions(arguments, "r:s:n:f:th", kOptions.data(), [&](char letter, const std::string& argument) {
         if (letter == 'r') options.root = argument;
         if (letter == 's') options.scenario = argument;
-        if (letter == 'n') options.runFor = ReadSeconds(argument);
+        if (letter == 'n') {
+          options.runFor = std::chrono::seconds(ReadNumber("seconds", 1, kMostSeconds, argument));
+        }
+        if (letter == 'f') {
+          options.fuseAmpere = ReadNumber("fuse", CMainFuse::kLeastAmpere, CMainFuse::kMostAmpere, argument);
+        }
         if (letter == 't') options.table = true;
         if (letter == 'h') options.help = true;
       });
@@ -50,11 +57,14 @@ std::string StationHelp() {
   return "usage: stationsim --root PATH [OPTION]\n\n"
          "A charging station for the current-control service to run in: offers every service that it calls, "
          "acts as\n"
-         "its supervisor, and has a vehicle at the plug. At the end it lets the service end too.\n\n"
+         "its supervisor, and has a vehicle at the plug, in a house with a main fuse and a metering chip, "
+         "which it\n"
+         "shows below var/sysfs-links/bop. At the end it lets the service end too.\n\n"
          "  -r, --root=PATH      the file-system root that the service was started with\n"
          "  -s, --scenario=FILE  what happens, from the moment when the service is enabled\n"
          "  -n, --seconds=N      end after N seconds; otherwise at Ctrl-C\n"
-         "  -t, --table          show limits, setpoint and vehicle, once per second\n"
+         "  -f, --fuse=AMPERE    the main fuse's rating; otherwise 25\n"
+         "  -t, --table          show limits, setpoint, vehicle and house, once per second\n"
          "  -h, --help           show this and exit\n\n"
          "Exit status: 0 ended as told, 1 cannot run, 2 wrong usage or scenario.\n";
 }

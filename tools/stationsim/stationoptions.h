@@ -1,17 +1,21 @@
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <span>
 #include <string>
 
 #include "platform/worker/scheduler.h"
+#include "simulation/house.h"
+#include "src/limitationsources/limits.h"
 
 /// The command line of stationsim.
 struct SStationOptions {
   std::filesystem::path root;
   std::filesystem::path scenario;      ///< empty: nothing happens by itself
   std::optional<Milliseconds> runFor;  ///< none: until told to end
+  std::uint32_t fuseAmpere = CHouse::kUsualFuseMilliAmpere / kMilliAmperePerAmpere;
   bool table = false;
   bool help = false;
 };

@@ -31,6 +31,8 @@ CStationSimulator::CStationSimulator(SSettings settings, IScheduler& scheduler, 
       mBegin(scheduler.Now()),
       mWorker(scheduler, "Display") {
   mPeer->ExpectAbsence(true);  // the table says so itself
+  mStation.House().FitFuse(mSettings.fuseMilliAmpere);
+  if (!mSettings.chipRoot.empty()) mChipTree.emplace(scheduler, mStation.Chip(), mSettings.chipRoot);
   // The table of a terminal shows it, and a line of its own would stand in the middle of it.
   if (mSettings.table && mSettings.isTerminal) return;
   mStation.BasicCharge().OnArrival([this](const CSimulatedBasicCharge::SArrival& arrival) {
@@ -47,6 +49,7 @@ void CStationSimulator::Run(IEvent& end) {
   end.Wait();
   showing.Cancel();
   LetCurrentControlEnd();
+  if (mChipTree) mChipTree->Stop();
   mStation.Stop();
   mHost.Stop();
   mWorker.Stop();
@@ -56,6 +59,7 @@ void CStationSimulator::Start() {
   mHost.Start();
   mWorker.Start();
   mStation.Start();
+  if (mChipTree) mChipTree->Start();
   mSupervisor.Start();
   mSupervisor.SetGoal(CSupervisor::EGoal::Enabled, [this] {
     if (mSettings.scenario) mPlayer.Play(*mSettings.scenario);
@@ -70,13 +74,16 @@ void CStationSimulator::TellArrival(const CSimulatedBasicCharge::SArrival& arriv
 
 void CStationSimulator::ShowTable() {
   auto limits = mCurrentControl.GetLimits({});
-  SStationView view{};
   const TimePoint now = mScheduler.Now();
-  view.time = Between(mBegin, now);
+  SStationView view{.time = Between(mBegin, now),
+                    .limits = {},
+                    .arrival = mStation.BasicCharge().LastArrival(),
+                    .arrivalAge = {},
+                    .vehicle = mStation.ChargePoint().View().state,
+                    .house = mStation.House().View(),
+                    .chip = mStation.Chip().Configuration()};
   if (limits.IsOk()) view.limits = std::move(limits.value);
-  view.arrival = mStation.BasicCharge().LastArrival();
   if (view.arrival) view.arrivalAge = Between(view.arrival->when, now);
-  view.vehicle = mStation.ChargePoint().View();
   mTable.Show(FormatStation(view) + "\n");
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <ostream>
@@ -8,6 +10,7 @@
 
 #include "platform/rpc/communicationhost.h"
 #include "platform/worker/worker.h"
+#include "simulation/chiptree.h"
 #include "simulation/scenario.h"
 #include "simulation/scenarioplayer.h"
 #include "simulation/station.h"
@@ -21,6 +24,8 @@ class CStationSimulator {
   static constexpr Milliseconds kFarewell{3000};
 
   struct SSettings {
+    std::filesystem::path chipRoot{};  ///< shows the metering chip's attributes below it; empty: nowhere
+    std::uint32_t fuseMilliAmpere = CHouse::kUsualFuseMilliAmpere;
     std::optional<SScenario> scenario;
     std::optional<Milliseconds> runFor;
     bool table = false;
@@ -45,6 +50,7 @@ class CStationSimulator {
   std::ostream& mOut;  // bound to the worker
   CLiveView mTable;
   CStation mStation;
+  std::optional<CChipTree> mChipTree;
   CSupervisor mSupervisor;
   CScenarioPlayer mPlayer;
   const std::shared_ptr<Rpc::CClient> mPeer;

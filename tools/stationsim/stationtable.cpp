@@ -1,5 +1,7 @@
 #include "tools/stationsim/stationtable.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <string_view>
 
 #include <fmt/format.h>
@@ -29,14 +31,51 @@ std::string FormatArrival(const SStationView& view) {
                      FormatSpan(view.arrivalAge));
 }
 
+/// The household's current as '#' and the vehicle's as '=' on top, against the fuse's rating at the '|'.
+std::string FormatBar(std::uint64_t load, std::uint64_t total, std::uint64_t rating) {
+  constexpr std::size_t kCellsOfRating = 24;
+  constexpr std::size_t kCells = 36;
+  const auto cells = [rating](std::uint64_t milliAmpere) {
+    const std::uint64_t count = (milliAmpere * kCellsOfRating + rating / 2) / rating;
+    return count < kCells ? static_cast<std::size_t>(count) : kCells;
+  };
+  std::string bar = std::string(cells(load), '#') + std::string(cells(total) - cells(load), '=');
+  bar.resize(kCells, ' ');
+  return bar.insert(kCellsOfRating, "|");
+}
+
+std::string FormatFuse(const CMainFuse& fuse) {
+  if (const auto phase = fuse.TrippedPhase())
+    return fmt::format("HAS TRIPPED on L{}: the house is dark", *phase);
+  constexpr double kPercent = 100;
+  return fmt::format("holds, at {:.0f} % of the heat that trips it; {:.0f} % was the most",
+                     kPercent * fuse.Heat(), kPercent * fuse.HighestHeat());
+}
+
+std::string FormatHouse(const CHouse::SView& house) {
+  std::string text = fmt::format("      household #   vehicle =   at the fuse of {} |\n",
+                                 FormatAmpere(house.fuse.RatingMilliAmpere()));
+  for (std::size_t i = 0; i < house.total.size(); ++i) {
+    text += fmt::format("  L{}  {:>11} {:>11} {:>13}  {}\n", i + 1, FormatAmpere(house.load[i]),
+                        FormatAmpere(house.vehicle[i]), FormatAmpere(house.total[i]),
+                        FormatBar(house.load[i], house.total[i], house.fuse.RatingMilliAmpere()));
+  }
+  return text + fmt::format("main fuse  {}\n", FormatFuse(house.fuse));
+}
+
+std::string_view FormatChip(const std::optional<CMeteringChip::SConfiguration>& chip) {
+  if (!chip) return "away";
+  return chip->run != 0 ? "measures" : "stands still, not configured";
+}
+
 }  // namespace
 
 std::string FormatStation(const SStationView& view) {
   std::string text = fmt::format("time       {}\n", FormatSpan(view.time));
   text += view.limits ? FormatLimits(*view.limits) : "current control cannot be reached\n";
   text += fmt::format("charge control  {}\n", FormatArrival(view));
-  text += fmt::format("vehicle    {}, draws L1 {}, L2 {}, L3 {}\n", ToText(view.vehicle.state),
-                      FormatAmpere(view.vehicle.draw[0]), FormatAmpere(view.vehicle.draw[1]),
-                      FormatAmpere(view.vehicle.draw[2]));
+  text += fmt::format("vehicle    {}\n", ToText(view.vehicle));
+  text += FormatHouse(view.house);
+  text += fmt::format("metering chip  {}\n", FormatChip(view.chip));
   return text;
 }

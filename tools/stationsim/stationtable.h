@@ -5,7 +5,8 @@
 
 #include "ipc/currentcontrol.pb.h"
 
-#include "simulation/chargepoint.h"
+#include "simulation/house.h"
+#include "simulation/meteringchip.h"
 #include "simulation/simulatedbasiccharge.h"
 
 /// What the live table shows, all from about one moment.
@@ -14,7 +15,9 @@ struct SStationView {
   std::optional<ipc::MCurrentControlLimits> limits;  ///< none: current control did not answer
   std::optional<CSimulatedBasicCharge::SArrival> arrival;
   Milliseconds arrivalAge;
-  CChargePoint::SView vehicle;
+  CVehicle::EState vehicle;
+  CHouse::SView house;
+  std::optional<CMeteringChip::SConfiguration> chip;  ///< none: it is away
 };
 
 /// A block of lines; ends with a line end.
