@@ -9,6 +9,7 @@
 #include "platform/utility/posixfiles.h"
 #include "platform/utility/signalwatcher.h"
 #include "platform/worker/realscheduler.h"
+#include "src/components/measurementsources/ade7854.h"
 #include "src/currentcontrol/currentcontrol.h"
 #include "src/main/commandline.h"
 #include "src/main/terminatehandler.h"
@@ -26,7 +27,11 @@ int main(int argc, char* argv[]) {
   CPosixFiles files;
   Rpc::AppCommunicationHost<Rpc::GrpcBackend> host(Rpc::GrpcBackend(), files, commandLine->root);
   {
-    CCurrentcontrol application(commandLine->root, {.scheduler = scheduler, .files = files, .host = host});
+    CCurrentcontrol application(commandLine->root,
+                                {.scheduler = scheduler,
+                                 .files = files,
+                                 .host = host,
+                                 .createCtMeter = Hal::CAde7854::Creator(commandLine->root)});
     const CSignalWatcher signals([&application](int) { application.RequestTermination(); });
     application.Run();
   }
