@@ -1,0 +1,223 @@
+#include "src/components/measurementsources/ct.h"
+
+#include <algorithm>
+#include <array>
+#include <limits>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/log/log.h"
+#include "platform/utility/text.h"
+#include "src/components/currentcontrolconfig.h"
+#include "src/components/measurementsources/cttypes.h"
+#include "src/components/sourceparameters.h"
+
+namespace {
+
+constexpr auto kClassName = "CCt";
+constexpr auto kTypeParameter = "type";
+constexpr Milliseconds kAtOnce{0};
+
+constexpr float kMilliAmperePerAmpere = 1000.0F;
+/// V, peak: the chip's full-scale input at a gain of 1.
+constexpr float kFullScaleInput = 0.5F;
+/// Ohm: what a transformer's secondary current flows through, times the square root of 2.
+constexpr float kBurden = 6.22254F;
+/// A current register at full scale.
+constexpr float kFullScaleRegister = 4191910.0F;
+
+}  // namespace
+
+CCt::CCt(IScheduler& scheduler, std::unique_ptr<ICtMeter> chip, std::shared_ptr<CCurrentControlConfig> config,
+         Json::Value parameters, const SPeriods& periods, CCtPlausibility::MeterDataProvider meterData,
+         CCtPlausibility::Signals signals)
+    : CMeasurementSource(scheduler, kClassName, periods.sampling, periods.storage),
+      mConfig(std::move(config)),
+      mParameters(std::move(parameters)),
+      mPeriods(periods),
+      mChip(std::move(chip)),
+      mPlausibility(scheduler, mConfig, std::move(meterData), std::move(signals)) {}
+
+CCt::~CCt() {
+  LOG_ENTRY(kClassName);
+  CCt::DeInit();
+}
+
+bool CCt::Init() {
+  LOG_ENTRY(kClassName);
+  Worker().Start();
+  bool isInitialized = false;
+  Worker().BlockingCall([this, &isInitialized] { isInitialized = InitOnWorker(); });
+  return isInitialized;
+}
+
+void CCt::DeInit() {
+  LOG_ENTRY(kClassName);
+  Stop();
+  Worker().Stop();
+  KillWorkerCommands();
+  DeregisterMeasurement(EMeasureType::Current);
+}
+
+bool CCt::InitOnWorker() {
+  KillWorkerCommands();
+  const std::string name = SourceParameters::TextOf(mParameters, kTypeParameter);
+  const SCtType* type = FindCtType(name);
+  if (type == nullptr) {
+    LOG_ERROR("Unknown Ct type configured: {}", Text::InOneLine(name));
+    EnterUnusable();
+    return false;
+  }
+  {
+    CMutexLock lock(mChipMutex);
+    mType = type;
+  }
+  if (!InitializeChip()) {
+    LOG_ERROR("Ade7854 Initialization failed");
+    EnterUnusable();
+    KeepTryingChip();
+    return false;
+  }
+  BeginMeasuring();
+  if (!mConfig->HasMeter()) {
+    LOG_INFO("Meter not configured, CT plausibility reporting is not available");
+    ForgetPlausibility();
+  }
+  return true;
+}
+
+bool CCt::InitializeChip() {
+  const auto gains = mConfig->GetBopCalIGains();
+  const auto offsets = mConfig->GetBopCalIRmsOffsets();
+  std::vector<ICtMeter::SCalibration> calibrations(std::min(gains.size(), offsets.size()));
+  for (std::size_t phase = 0; phase < calibrations.size(); ++phase) {
+    calibrations[phase] = {.currentGain = gains[phase], .currentRmsOffset = offsets[phase]};
+  }
+  if (calibrations.empty()) return false;
+  CMutexLock lock(mChipMutex);
+  return mChip->Initialize(calibrations, std::array{mType->pgaGain});
+}
+
+void CCt::BeginMeasuring() {
+  RegisterMeasurement(EMeasureType::Current, [this] { return ReadCurrent(); });
+  Start();
+  if (std::exchange(mIsUnusable, false)) {
+    // Only now: a reading on another thread must not end the error before the first sample is there.
+    CMutexLock lock(mChipMutex);
+    mReading = EReading::Awaited;
+  }
+  UpdateErrorState();  // for a change that the worker was stopped before
+  mRunCheck = Worker().AddCall([this] { CheckChip(); }, kAtOnce, mPeriods.chipRunCheck);
+  if (!mConfig->HasMeter()) return;
+  mPlausibilitySwitch =
+      Worker().AddCall([this] { SwitchPlausibility(); }, kAtOnce, mPeriods.plausibilitySwitch);
+}
+
+void CCt::CheckChip() {
+  {
+    CMutexLock lock(mChipMutex);
+    if (mChip->IsRunning()) return;
+  }
+  LOG_ERROR("Ade7854 was reset while actively monitoring BOP lines, re-init chip.");
+  if (InitializeChip()) return;
+  LOG_ERROR("Re-init failed as well.");
+  EnterUnusable();
+  KeepTryingChip();
+}
+
+void CCt::KeepTryingChip() {
+  mRunCheck = Worker().AddCall([this] { TryChipAgain(); }, mPeriods.chipRunCheck, mPeriods.chipRunCheck);
+}
+
+void CCt::TryChipAgain() {
+  if (!InitializeChip()) return;
+  LOG_INFO("Ade7854 could be initialized, measuring currents from now on");
+  BeginMeasuring();
+}
+
+void CCt::EnterUnusable() {
+  Stop();
+  KillWorkerCommands();
+  mIsUnusable = true;
+  UpdateErrorState();
+}
+
+void CCt::KillWorkerCommands() {
+  mRunCheck.Cancel();
+  mPlausibilityVerification.reset();
+  mPlausibilitySwitch.Cancel();
+}
+
+void CCt::SwitchPlausibility() {
+  LOG_DEBUG("Check plausibility");
+  if (!mConfig->IsBopCtDetectionEnabled()) {
+    ForgetPlausibility();
+  } else if (!mPlausibilityVerification) {
+    mHasVerdict = true;
+    mPlausibilityVerification =
+        Worker().AddCall([this] { VerifyCtPlausibility(); }, kAtOnce, mPeriods.plausibilityVerification);
+  }
+}
+
+void CCt::ForgetPlausibility() {
+  if (!std::exchange(mHasVerdict, false)) return;
+  mPlausibilityVerification.reset();
+  mPlausibility.Clear();
+  mIsImplausible = false;
+  UpdateErrorState();
+}
+
+void CCt::VerifyCtPlausibility() {
+  mIsImplausible =
+      mPlausibility.Verify(GetMeasurementAverage(EMeasureType::Current, mPeriods.plausibilityAverage));
+  UpdateErrorState();
+}
+
+void CCt::UpdateErrorState() {
+  bool isInError = mIsUnusable || mIsImplausible;
+  {
+    CMutexLock lock(mChipMutex);
+    isInError |= mReading != EReading::Good;
+  }
+  if (std::exchange(mIsInError, isInError) != isInError) NotifyErrorHandlers(isInError);
+}
+
+ThreePhaseValue CCt::ReadCurrent() {
+  LOG_ENTRY(kClassName);
+  CMutexLock lock(mChipMutex);
+  if (const auto registers = mChip->ReadCurrentRms()) {
+    NoteReading(EReading::Good);
+    std::ranges::transform(*registers, mLastGood.begin(),
+                           [this](std::uint32_t raw) REQUIRES(mChipMutex) { return ToMilliAmpere(raw); });
+    LOG_DEBUG("Measured: [{}, {}, {}]", mLastGood[0], mLastGood[1], mLastGood[2]);
+  } else {
+    NoteReading(EReading::Failed);
+  }
+  return mLastGood;
+}
+
+void CCt::NoteReading(EReading reading) {
+  if (reading == mReading) return;
+  if (reading == EReading::Failed) {
+    LOG_ERROR("The current registers cannot be read, keeping the last currents: [{}, {}, {}] mA",
+              mLastGood[0], mLastGood[1], mLastGood[2]);
+  } else if (mReading == EReading::Failed) {
+    LOG_INFO("The current registers can be read again");
+  }
+  mReading = reading;
+  Worker().NonBlockingCall([this] { UpdateErrorState(); });
+}
+
+std::int32_t CCt::ToMilliAmpere(std::uint32_t raw) const {
+  constexpr float kTooMuch = 2147483648.0F;
+  const float ampere = mType->turnsRatio * kFullScaleInput / kBurden * static_cast<float>(raw) /
+                       (static_cast<float>(mType->pgaGain) * kFullScaleRegister);
+  if (ampere > static_cast<float>(mType->nominalCurrent)) {
+    LOG_WARNING("Current on CT is higher than nominal ({}A > {}A), measurement might not be accurate.",
+                ampere, mType->nominalCurrent);
+  }
+  const float milliAmpere = ampere * kMilliAmperePerAmpere;
+  return milliAmpere < kTooMuch ? static_cast<std::int32_t>(milliAmpere)
+                                : std::numeric_limits<std::int32_t>::max();
+}

@@ -1,0 +1,373 @@
+#include "src/components/measurementsources/ct.h"
+
+#include <atomic>
+#include <functional>
+#include <map>
+#include <thread>
+#include <vector>
+
+#include <gmock/gmock.h>
+
+#include "ipc/diagnostics.pb.h"
+
+#include "platform/diagnostics/diagnosticscommclient.h"
+#include "platform/diagnostics/diagnosticssignal.h"
+#include "platform/log/logcapture.h"
+#include "platform/rpc/client.h"
+#include "platform/worker/realscheduler.h"
+#include "platform/worker/virtualscheduler.h"
+#include "src/components/currentcontrolconfig.h"
+#include "src/diagnosticssignals/diagnosticssignals.h"
+#include "support/memoryconfig.h"
+#include "support/scriptedchip.h"
+
+namespace {
+
+using enum EMeasureType;
+using ELevel = Log::ELogLevel;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::Pair;
+
+constexpr auto kReset = "Ade7854 was reset while actively monitoring BOP lines, re-init chip.";
+constexpr auto kInitFailed = "Ade7854 Initialization failed";
+constexpr auto kBack = "Ade7854 could be initialized, measuring currents from now on";
+constexpr auto kUnreadable =
+    "The current registers cannot be read, keeping the last currents: [2875, 0, 5750] mA";
+/// Registers of 99 and of 100 mA.
+constexpr std::uint32_t kBelowThreshold = 3477;
+constexpr std::uint32_t kAtThreshold = 3478;
+
+/// A diagnostics peer that notes every signal's number and value.
+class CDiagnosticsPeer final : public Rpc::IChannel {
+ public:
+  using Reports = std::vector<std::pair<std::uint32_t, bool>>;
+  explicit CDiagnosticsPeer(Reports& reports) : mReports(reports) {}
+
+  SAnswer Call(std::string_view, std::string_view request, Milliseconds) override {
+    ipc::MDiagnosticsSignal signal;
+    signal.ParseFromArray(request.data(), static_cast<int>(request.size()));
+    mReports.emplace_back(signal.number(), signal.boolean());
+    return {Rpc::EStatus::Ok, "", ipc::MResult().SerializeAsString()};
+  }
+  std::unique_ptr<ISubscription> Subscribe(std::string_view, std::string, SSubscriber) override { return {}; }
+
+ private:
+  Reports& mReports;
+};
+
+class CCtTest : public ::testing::Test {
+ protected:
+  CCtTest() { mDiagnostics->Start(); }
+
+  std::unique_ptr<CCt> MakeCt(IScheduler& scheduler, const Json::Value& type, CCt::SPeriods periods = {}) {
+    Json::Value parameters(Json::objectValue);
+    if (!type.isNull()) parameters["type"] = type;
+    CCtPlausibility::Signals signals;
+    for (std::size_t phase = 0; phase < signals.size(); ++phase) {
+      signals[phase] =
+          std::make_shared<CDiagnosticsSignal>(DiagnosticsSignals::kImplausibleCt[phase], mDiagnostics);
+    }
+    auto ct = std::make_unique<CCt>(scheduler, std::make_unique<CScriptedChip>(mChip),
+                                    std::make_shared<CCurrentControlConfig>(mSettings, mHwinfo), parameters,
+                                    periods, mMeter, std::move(signals));
+    ct->RegisterErrorHandler([this](bool error) { mErrors.push_back(error); });
+    return ct;
+  }
+  void Make(const Json::Value& type = "C-CT-16") { mCt = MakeCt(mScheduler, type); }
+  void Run(std::int64_t ms) { mScheduler.RunFor(Milliseconds{ms}); }
+  /// What the handlers were told since the last time.
+  std::vector<bool> TakeErrors() { return std::exchange(mErrors, {}); }
+  CDiagnosticsPeer::Reports TakeReports() { return std::exchange(mReports, {}); }
+  ThreePhaseValue Average() { return mCt->GetMeasurementAverage(Current, kStorageTime); }
+
+  CLogCapture mLog{ELevel::Info};
+  CVirtualScheduler mScheduler;
+  CDiagnosticsPeer::Reports mReports;
+  std::shared_ptr<CDiagnosticsCommClient> mDiagnostics = std::make_shared<CDiagnosticsCommClient>(
+      mScheduler,
+      std::make_shared<Rpc::CClient>("Diagnostics", std::make_unique<CDiagnosticsPeer>(mReports)));
+  std::shared_ptr<CMemoryConfig> mSettings = std::make_shared<CMemoryConfig>();
+  std::shared_ptr<CMemoryConfig> mHwinfo = std::make_shared<CMemoryConfig>(
+      std::map<std::string, Json::Value, std::less<>>{{"HwOneOrThreePhase", 3},
+                                                      {"BopCalIGainA", 11},
+                                                      {"BopCalIGainB", -12},
+                                                      {"BopCalIGainC", 13},
+                                                      {"BopCalIRmsOffsetA", -21},
+                                                      {"BopCalIRmsOffsetB", 22},
+                                                      {"BopCalIRmsOffsetC", 23}});
+  SChipScript mChip;
+  ipc::MMeterData mMeterData;
+  CCtPlausibility::MeterDataProvider mMeter = [this] { return mMeterData; };
+  std::vector<bool> mErrors;
+  std::unique_ptr<CCt> mCt;
+};
+
+TEST_F(CCtTest, TurnsRegistersIntoMilliAmpere) {
+  struct SCase {
+    const char* type;
+    std::uint16_t pgaGain;
+    std::uint32_t raw;
+    std::int32_t milliAmpere;
+    const char* warning;  // what the warning says of the current; null: none
+  };
+  for (const auto& [type, pgaGain, raw, milliAmpere, warning] :
+       std::vector<SCase>{{"C-CT-16", 2, 4191910, 120529, "120.529564A > 100A"},
+                          {"C-CT-16", 2, 100000, 2875, nullptr},
+                          {"C-CT-16", 2, 1U << 24, 482393, "482.3936A > 100A"},
+                          {"C-CT-24", 1, 4294967295, 246985520, "246985.52A > 200A"},
+                          {"C-CT-10", 4, 4191910, 60264, "60.264782A > 60A"},
+                          {"TT 50-SD", 4, 100000, 1437, nullptr},
+                          {"TT 100-SD", 2, 100000, 2875, nullptr},
+                          {"SCT013", 1, 4191910, 160706, "160.70609A > 100A"},
+                          {"SCT010", 2, 4191910, 80353, "80.35304A > 80A"},
+                          {"CTK05-14", 2, 4191910, 120529, "120.529564A > 70A"},
+                          {"C/CT-0810", 2, 4191910, 120529, "120.529564A > 80A"},
+                          {"C-CT-1216-50-04", 1, 4191910, 241059, "241.05913A > 150A"}}) {
+    SCOPED_TRACE(type);
+    mLog.Clear();
+    mChip.Set(0, raw, 0);
+    Make(type);
+    ASSERT_TRUE(mCt->Init());
+    EXPECT_THAT(mChip.pgaGains, ElementsAre(pgaGain));
+    EXPECT_THAT(mCt->GetMeasurements(Current), ElementsAre(0, milliAmpere, 0));
+    Run(0);
+    EXPECT_THAT(mCt->GetMeasurementAverage(Current, kSamplingPeriod), ElementsAre(0, milliAmpere, 0));
+    std::vector<std::string> warnings;
+    if (warning != nullptr) {
+      warnings.assign(
+          2, fmt::format("Current on CT is higher than nominal ({}), measurement might not be accurate.",
+                         warning));
+    }
+    EXPECT_EQ(mLog.Texts(ELevel::Warning), warnings);
+  }
+  EXPECT_EQ(mLog.Count("Meter not configured, CT plausibility reporting is not available"), 1);
+  EXPECT_THAT(mErrors, IsEmpty());
+}
+
+TEST_F(CCtTest, CalibratesAsManyPhasesAsThereAre) {
+  Make();
+  ASSERT_TRUE(mCt->Init());
+  EXPECT_THAT(mChip.calibrations,
+              ElementsAre(ElementsAre(11, 0, 0, -21), ElementsAre(-12, 0, 0, 22), ElementsAre(13, 0, 0, 23)));
+  mHwinfo->Set("HwOneOrThreePhase", 1);
+  ASSERT_TRUE(mCt->Init());
+  EXPECT_THAT(mChip.calibrations, ElementsAre(ElementsAre(11, 0, 0, -21)));
+}
+
+TEST_F(CCtTest, TransformersThatAreUnknownStayInError) {
+  for (const auto& [type, text] : std::vector<std::pair<Json::Value, std::string>>{
+           {"c-ct-16", "c-ct-16"}, {"C-CT-16 ", "C-CT-16"}, {{}, ""}, {16, "16"}, {"a\nb", "a b"}}) {
+    Make(type);
+    EXPECT_FALSE(mCt->Init());
+    EXPECT_EQ(mLog.Count("Unknown Ct type configured: " + text), 1);
+    EXPECT_THAT(TakeErrors(), ElementsAre(true));
+    Run(60000);
+    EXPECT_FALSE(mCt->HasMeasurement(Current));
+  }
+  EXPECT_EQ(mChip.initializations, 0);
+  EXPECT_EQ(mLog.Lines().size(), 5U);
+  EXPECT_THAT(mErrors, IsEmpty());
+}
+
+TEST_F(CCtTest, TriesAChipThatFailsUntilItCanBeReadAgain) {
+  mChip.Set(100000, 0, 200000);
+  mChip.canBeInitialized = false;
+  mChip.isReadable = false;
+  Make();
+  EXPECT_FALSE(mCt->Init());
+  EXPECT_THAT(TakeErrors(), ElementsAre(true));
+  Run(60000);
+  EXPECT_EQ(mChip.initializations, 13);
+  EXPECT_THAT(mLog.Texts(ELevel::Error), ElementsAre(kInitFailed));
+  EXPECT_FALSE(mCt->HasMeasurement(Current));
+
+  mChip.canBeInitialized = true;
+  Run(5000);
+  EXPECT_EQ(mLog.Count(kBack), 1);
+  EXPECT_TRUE(mCt->HasMeasurement(Current));
+  Run(5000);
+  EXPECT_EQ(mChip.initializations, 14);
+  EXPECT_THAT(mErrors, IsEmpty());
+  mChip.isReadable = true;
+  Run(1250);
+  EXPECT_THAT(TakeErrors(), ElementsAre(false));
+
+  // And the same after a reset.
+  mLog.Clear();
+  mChip.isRunning = false;
+  Run(5000);
+  EXPECT_EQ(mChip.initializations, 15);
+  EXPECT_THAT(mLog.Texts(ELevel::Error), ElementsAre(kReset));
+  EXPECT_THAT(mErrors, IsEmpty());
+  EXPECT_THAT(mCt->GetMeasurementAverage(Current, kSamplingPeriod), ElementsAre(2875, 0, 5750));
+
+  mChip.isRunning = false;
+  mChip.canBeInitialized = false;
+  Run(30000);
+  EXPECT_THAT(mLog.Texts(ELevel::Error), ElementsAre(kReset, kReset, "Re-init failed as well."));
+  EXPECT_THAT(TakeErrors(), ElementsAre(true));
+  EXPECT_FALSE(mCt->HasMeasurement(Current));
+  EXPECT_THAT(Average(), ElementsAre(0, 0, 0));
+
+  bool hadSamples = false;
+  mCt->RegisterErrorHandler([&](bool) { hadSamples = Average()[0] == 2875; });
+  mChip.canBeInitialized = true;
+  Run(5000);
+  EXPECT_THAT(TakeErrors(), ElementsAre(false));
+  EXPECT_TRUE(hadSamples);
+  EXPECT_EQ(mLog.Count(kBack), 1);
+  EXPECT_EQ(mLog.Lines().size(), 4U);
+}
+
+TEST_F(CCtTest, KeepsTheLastCurrentsWhileItCannotRead) {
+  mChip.Set(100000, 0, 200000);
+  Make();
+  ASSERT_TRUE(mCt->Init());
+  Run(0);
+  mChip.isReadable = false;
+  Run(30000);
+  EXPECT_THAT(TakeErrors(), ElementsAre(true));
+  EXPECT_THAT(Average(), ElementsAre(2875, 0, 5750));
+  EXPECT_THAT(mLog.Texts(ELevel::Error), ElementsAre(kUnreadable));
+
+  mChip.isReadable = true;
+  mChip.Set(0, 0, 0);
+  EXPECT_THAT(mCt->GetMeasurements(Current), ElementsAre(0, 0, 0));
+  EXPECT_THAT(mErrors, IsEmpty());  // told on the worker
+  Run(30000);
+  EXPECT_THAT(TakeErrors(), ElementsAre(false));
+  EXPECT_EQ(mLog.Count("The current registers can be read again"), 1);
+
+  // What nobody was told before the worker stopped is told when it goes on.
+  mChip.isReadable = false;
+  mCt->GetMeasurements(Current);
+  mCt->DeInit();
+  EXPECT_FALSE(mCt->HasMeasurement(Current));
+  const int initializations = mChip.initializations;
+  Run(60000);
+  EXPECT_EQ(mChip.initializations, initializations);
+  EXPECT_THAT(mErrors, IsEmpty());
+  ASSERT_TRUE(mCt->Init());
+  EXPECT_THAT(TakeErrors(), ElementsAre(true));
+  mChip.isReadable = true;
+  Run(0);
+  EXPECT_THAT(TakeErrors(), ElementsAre(false));
+  CLogCapture trace;
+  mCt.reset();
+  EXPECT_EQ(trace.Count("CCt::~CCt"), 1);
+}
+
+TEST_F(CCtTest, ReportsCurrentsThatTheMeterContradicts) {
+  const auto found = [](int phase) { return fmt::format("Found implausible CT at phase {}", phase); };
+  const auto cleared = [](int phase) {
+    return fmt::format("Warning for implausible CT at phase {} cleared", phase);
+  };
+  mHwinfo->Set("HwHasMeter", true);
+  mChip.Set(kAtThreshold, kBelowThreshold, 0);
+  mMeterData.set_current1(16000);
+  mMeterData.set_current2(1000);
+  mMeterData.set_current3(900);
+  Make();
+  ASSERT_TRUE(mCt->Init());
+  Run(29000);
+  EXPECT_THAT(mErrors, IsEmpty());
+  mMeterData.set_current2(1001);
+  Run(1000);  // at exactly the interval: in error at once, and not reported
+  EXPECT_THAT(TakeErrors(), ElementsAre(true));
+  EXPECT_THAT(mLog.Lines(), IsEmpty());
+  Run(5000);
+  EXPECT_THAT(mLog.Texts(ELevel::Warning), ElementsAre(found(2)));
+  EXPECT_THAT(TakeReports(), ElementsAre(Pair(30201, true)));
+
+  // Another phase 10 s later waits for the interval after that report; two may be reported together.
+  Run(9000);
+  mMeterData.set_current3(16000);
+  mMeterData.set_current1(900);
+  Run(1000);
+  mSettings->Set("BopCtDetectionTreshold", 99);
+  Run(15000);
+  EXPECT_THAT(TakeErrors(), IsEmpty());
+  EXPECT_THAT(mReports, IsEmpty());
+  Run(10000);
+  EXPECT_THAT(TakeReports(), ElementsAre(Pair(30201, false), Pair(30202, true)));
+  EXPECT_EQ(mLog.Count(cleared(2)), 1);
+  EXPECT_EQ(mLog.Count(found(3)), 1);
+
+  // A silent meter judges no phase: what was reported stays.
+  mMeterData.Clear();
+  Run(60000);
+  EXPECT_THAT(TakeErrors(), ElementsAre(false));
+  EXPECT_THAT(mReports, IsEmpty());
+  mMeterData.set_current3(16000);
+  Run(5000);
+  EXPECT_THAT(TakeErrors(), ElementsAre(true));
+
+  mSettings->Set("BopCtDetectionEnable", false);
+  Run(60000);
+  EXPECT_THAT(TakeErrors(), ElementsAre(false));
+  EXPECT_THAT(TakeReports(), ElementsAre(Pair(30200, false), Pair(30201, false), Pair(30202, false)));
+  mSettings->Set("BopCtDetectionEnable", true);
+  mSettings->Set("BopCtDetectionReportInterval", 0);
+  Run(30000);
+  EXPECT_THAT(TakeErrors(), ElementsAre(true));
+  EXPECT_EQ(mLog.Count(found(3)), 2);
+
+  // Switched off while the chip is away: nothing stays behind once it is back.
+  mChip.canBeInitialized = false;
+  mChip.isRunning = false;
+  Run(5000);
+  mSettings->Set("BopCtDetectionEnable", false);
+  mChip.canBeInitialized = true;
+  TakeReports();
+  Run(5000);
+  EXPECT_THAT(TakeErrors(), ElementsAre(false));
+  EXPECT_THAT(mReports, ElementsAre(Pair(30200, false), Pair(30201, false), Pair(30202, false)));
+}
+
+TEST_F(CCtTest, PlausibilityWithoutAMeterIsAProgrammingError) {
+  CCtPlausibility plausibility(mScheduler, std::make_shared<CCurrentControlConfig>(mSettings, mHwinfo), {},
+                               {});
+  EXPECT_THROW(plausibility.Verify({}), std::bad_function_call);
+}
+
+TEST_F(CCtTest, ManyThreadsMeasureWhileItStartsAndStops) {
+  CLogCapture quiet(ELevel::Critical);
+  CRealScheduler scheduler;
+  mChip.Set(100000, 0, 200000);
+  const Milliseconds often{1};
+  std::atomic<int> told{0};
+  const auto ct = MakeCt(scheduler, "C-CT-16", {often, 24 * often, often, often, often, 24 * often});
+  ct->RegisterErrorHandler([&told](bool) { ++told; });
+  std::atomic<bool> isDone{false};
+  std::atomic<int> readings{0};
+  std::vector<std::thread> threads;
+  for (int thread = 0; thread < 2; ++thread) {
+    threads.emplace_back([&] {
+      while (!isDone) {
+        for (const auto& value :
+             {ct->GetMeasurements(Current), ct->GetMeasurementAverage(Current, often * 5)}) {
+          EXPECT_TRUE(value == ThreePhaseValue({2875, 0, 5750}) || value == ThreePhaseValue({0, 0, 0}));
+          if (value[0] != 0) ++readings;
+        }
+        ct->HasMeasurement(Current);
+      }
+    });
+  }
+  for (int round = 0; round < 40; ++round) {
+    mChip.canBeInitialized = round % 4 != 0;
+    mChip.isRunning = round % 3 != 0;
+    mChip.isReadable = round % 5 != 0;
+    EXPECT_EQ(ct->Init(), round % 4 != 0);
+    const int before = readings;
+    while (round % 20 == 1 && readings < before + 10) std::this_thread::yield();
+    if (round % 2 != 0) continue;
+    ct->DeInit();
+    EXPECT_FALSE(ct->HasMeasurement(Current));
+  }
+  isDone = true;
+  for (auto& thread : threads) thread.join();
+  EXPECT_GT(told, 0);
+}
+
+}  // namespace
