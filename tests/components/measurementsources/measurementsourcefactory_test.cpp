@@ -1,0 +1,102 @@
+#include "src/components/measurementsources/measurementsourcefactory.h"
+
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+
+#include "platform/log/logcapture.h"
+#include "platform/utility/jsontext.h"
+#include "platform/worker/virtualscheduler.h"
+#include "src/components/currentcontrolconfig.h"
+#include "support/memoryconfig.h"
+#include "support/scriptedchip.h"
+
+namespace {
+
+using ::testing::ElementsAre;
+
+Json::Value Parsed(std::string_view text) {
+  Json::Value value;
+  EXPECT_EQ(JsonText::ParseObject(text, value), "");
+  return value;
+}
+
+class CMeasurementSourceFactoryTest : public ::testing::Test {
+ protected:
+  CVirtualScheduler mScheduler;
+  SChipScript mChip;
+  std::string mFault;  // why no chip can be made; empty: it can
+  int mChips = 0;
+  CLogCapture mLog{Log::ELogLevel::Info};
+  CMeasurementSourceFactory mFactory{
+      {mScheduler,
+       std::make_shared<CCurrentControlConfig>(std::make_shared<CMemoryConfig>(),
+                                               std::make_shared<CMemoryConfig>()),
+       [this] {
+         if (!mFault.empty()) throw Hal::MeterException(mFault);
+         ++mChips;
+         return std::make_unique<CScriptedChip>(mChip);
+       },
+       {},
+       {}}};
+};
+
+TEST_F(CMeasurementSourceFactoryTest, HandsTheSameSourceOutForTheSameJson) {
+  const auto source = mFactory.Create("ct", Parsed(R"({"type": "C-CT-16", "x": [1, {"y": 2.0}]})"));
+  ASSERT_NE(source, nullptr);
+  EXPECT_EQ(mFactory.Create("CT", Parsed(R"({"x":[1.0,{"y":2}],"type":"C-CT-16"})")), source);
+  for (const auto* other :
+       {R"({})", R"({"type": "C-CT-16"})", R"({"type": "c-ct-16", "x": [1, {"y": 2}]})",
+        R"({"type": "C-CT-16", "x": [1, {"y": 2.5}]})", R"({"type": "C-CT-16", "x": [true, {"y": 2}]})",
+        R"({"type": "C-CT-16", "x": [1, {"y": 2}, 3]})", R"({"type": "C-CT-16", "z": [1, {"y": 2}]})"}) {
+    EXPECT_NE(mFactory.Create("ct", Parsed(other)), source) << other;
+  }
+  // Numbers that are one as a double.
+  const auto largest = mFactory.Create("ct", Parsed(R"({"n": 18446744073709551615})"));
+  EXPECT_NE(mFactory.Create("ct", Parsed(R"({"n": 18446744073709551616.0})")), largest);
+  EXPECT_NE(mFactory.Create("ct", Parsed(R"({"n": -1})")), largest);
+}
+
+TEST_F(CMeasurementSourceFactoryTest, SaysWhatItCannotMake) {
+  for (const auto* type : {"P1Extender", "homewizard", "modbustcp", "modbusrtu", "", "C\nT"}) {
+    EXPECT_EQ(mFactory.Create(type, {}), nullptr);
+  }
+  constexpr auto kKnown = "is unknown, known are: ct, p1extender, homewizard, modbustcp, modbusrtu";
+  EXPECT_THAT(mLog.Texts(Log::ELogLevel::Error),
+              ElementsAre("Measurement source type \"p1extender\" is not supported by this version",
+                          "Measurement source type \"homewizard\" is not supported by this version",
+                          "Measurement source type \"modbustcp\" is not supported by this version",
+                          "Measurement source type \"modbusrtu\" is not supported by this version",
+                          fmt::format("Measurement source type \"\" {}", kKnown),
+                          fmt::format("Measurement source type \"c t\" {}", kKnown)));
+}
+
+TEST_F(CMeasurementSourceFactoryTest, InitializesWhatIsHeldWithAChipThatMayAppearLate) {
+  mFault = "no folder";
+  auto dropped = mFactory.Create("ct", Parsed(R"({"type": "C-CT-10"})"));
+  const auto source = mFactory.Create("ct", Parsed(R"({"type": "C-CT-16"})"));
+  dropped.reset();
+  mChip.Set(100000, 0, 0);
+  mFactory.InitSources();
+  mScheduler.RunFor(Milliseconds{20000});
+  mFault = "no file";
+  mScheduler.RunFor(Milliseconds{20000});
+  EXPECT_THAT(mLog.Texts(Log::ELogLevel::Error),
+              ElementsAre("No metering chip: no folder", "Ade7854 Initialization failed",
+                          "No metering chip: no file"));
+  EXPECT_FALSE(source->HasMeasurement(EMeasureType::Current));
+  mFault.clear();
+  mChip.canBeInitialized = false;
+  mScheduler.RunFor(Milliseconds{10000});
+  mChip.canBeInitialized = true;
+  mScheduler.RunFor(Milliseconds{5000});
+  EXPECT_EQ(mChips, 1);
+  EXPECT_EQ(mChip.initializations, 3);
+  EXPECT_THAT(mChip.pgaGains, ElementsAre(2));
+  EXPECT_THAT(source->GetMeasurements(EMeasureType::Current), ElementsAre(2875, 0, 0));
+  mFactory.DeInitSources();
+  EXPECT_FALSE(source->HasMeasurement(EMeasureType::Current));
+}
+
+}  // namespace
