@@ -155,6 +155,8 @@ void CAde7854::Check(const SConfiguration& configuration) const {
     mPhases[phase].currentGain.Expect(configuration.corrections[phase].currentGain, Ade7854::kRegisterMask);
   }
   mPgaGain.Expect(configuration.pgaCode, Ade7854::kRegisterMask);
+  // Whose readings cannot be had is of no use, and is opened anew in this way.
+  for (const SPhase& phase : mPhases) phase.currentRms.Read();
   // It covers registers that are not read back, but neither run nor the phases' gains.
   if (configuration.checksum) mChecksum.Expect(*configuration.checksum);
 }

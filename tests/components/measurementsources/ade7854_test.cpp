@@ -112,7 +112,8 @@ TEST_F(Ade7854Test, NoticesThatTheChipWasReset) {
                {"cigain", "0", "it reads 0 instead of 8388607"},
                {"gain", "0", "it reads 0 instead of 1"},
                {"chksum", "72108280", "it reads 72108280 instead of 1000"},
-               {"aigain", "no", "it holds no number: \"no\""}};
+               {"aigain", "no", "it holds no number: \"no\""},
+               {"cirms", "", "it is empty"}};
   for (const auto& one : cases) {
     ASSERT_TRUE(chip.Initialize(threePhases, Gains{2}));
     EXPECT_TRUE(chip.IsRunning());
@@ -122,7 +123,7 @@ TEST_F(Ade7854Test, NoticesThatTheChipWasReset) {
     EXPECT_FALSE(chip.IsRunning());
     EXPECT_THAT(log.Texts(Info), ElementsAre(fmt::format("Metering chip does not run as configured: {}: {}",
                                                          Path(one.name), one.reason)));
-    Put("chksum", "1000");
+    CreateTree();
   }
   ASSERT_TRUE(chip.Initialize(threePhases, Gains{2}));
   Put("aigain", "4294967295");  // -1 with its sign carried on
@@ -223,6 +224,13 @@ TEST_F(Ade7854Test, LogsOnceThatItCannotBeRead) {
   EXPECT_THAT(chip.ReadCurrentRms().value(), ElementsAre(0U, 3U, 0U));
   EXPECT_TRUE(chip.ReadCurrentRms());
   EXPECT_THAT(log.Texts(Info), ElementsAre("Metering chip can be read again"));
+
+  fs::remove(folder / "birms");
+  Put("birms", "4");
+  EXPECT_FALSE(chip.ReadCurrentRms());
+  EXPECT_FALSE(chip.IsRunning());
+  EXPECT_TRUE(chip.Initialize(threePhases, Gains{2}));
+  EXPECT_TRUE(chip.ReadCurrentRms());
 }
 
 }  // namespace
