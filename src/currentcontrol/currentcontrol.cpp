@@ -1,5 +1,6 @@
 #include "src/currentcontrol/currentcontrol.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <utility>
 
@@ -7,7 +8,10 @@
 
 #include "platform/diagnostics/diagnosticssignal.h"
 #include "platform/log/log.h"
+#include "src/components/blackoutprotection/blackoutprotection.h"
+#include "src/components/blackoutprotection/blackoutprotectiondglb.h"
 #include "src/diagnosticssignals/diagnosticssignals.h"
+#include "src/limitationsources/limits.h"
 #include "src/rpc/clients/temperaturelinks.h"
 #include "src/rpc/services/currentcontrolservice.h"
 #include "src/rpc/services/processcontrolservice.h"
@@ -19,6 +23,9 @@ constexpr auto kSettings = "etc/settings.json";
 constexpr auto kHwinfo = "etc/hwinfo.json";
 constexpr auto kSecrets = "etc/secrets.json";
 }  // namespace Files
+
+/// As often as the house is measured.
+constexpr Milliseconds kBlackoutProtectionPeriod = kSamplingPeriod;
 
 ipc::MResult Posted() {
   return {};
@@ -52,8 +59,13 @@ CCurrentcontrol::CCurrentcontrol(const std::string& root, SEnvironment environme
                                     Signal(DiagnosticsSignals::kSourceChanged)})),
       mTemperatureReport(std::make_shared<CTemperatureReport>(Signal(DiagnosticsSignals::kTemperatures))),
       mLimitRequests(mLimiter),
+      mSources(SourceDependencies()),
       mFinished(environment.scheduler.CreateEvent()),
-      mActions(mConfig, mLimiter, mChargeControl, CreateComponents(), [this] { ConnectPeers(); }),
+      mActions(mConfig, mLimiter, mChargeControl, CreateComponents(),
+               [this] {
+                 ConnectPeers();
+                 mSources.InitSources();
+               }),
       mStateMachine(environment.scheduler, mActions, [this] { mFinished->Set(); }) {
   OfferServices();
 }
@@ -71,8 +83,8 @@ void CCurrentcontrol::Start() {
   // A second instance by mistake must not tell charge control anything before it finds out.
   mEnvironment.host.CheckAddresses();
   mDiagnostics->Start();
-  mChargeControl->Connect([](ipc::EChargingState) {
-    // For components that follow whether the vehicle is charging; there is none yet.
+  mChargeControl->Connect([this](ipc::EChargingState state) {
+    for (const auto& follower : mChargingFollowers) follower->SetChargingState(state);
   });
   mLimiter->SetInitialLimits();
   mStateMachine.Start();
@@ -94,6 +106,7 @@ void CCurrentcontrol::RequestTermination() {
 void CCurrentcontrol::Stop() {
   mEnvironment.host.Stop();
   mStateMachine.Stop();
+  mSources.DeInitSources();
   mSubscriptions.clear();
   mMeter->Disable();
   mChargeControl->Disconnect();
@@ -148,8 +161,59 @@ void CCurrentcontrol::ConnectISafetymcucomm() {
   }));
 }
 
+CMeasurementSourceFactory::SDependencies CCurrentcontrol::SourceDependencies() {
+  CMeasurementSourceFactory::SDependencies dependencies{.scheduler = mEnvironment.scheduler,
+                                                        .config = mConfig,
+                                                        .createCtMeter = mEnvironment.createCtMeter,
+                                                        .meterData =
+                                                            [meter = mMeter] {
+                                                              const auto newest = meter->Newest();
+                                                              return newest ? newest->values
+                                                                            : ipc::MMeterData();
+                                                            },
+                                                        .implausibleCt = {}};
+  std::ranges::transform(DiagnosticsSignals::kImplausibleCt, dependencies.implausibleCt.begin(),
+                         [this](const CSignalDefinition& definition) { return Signal(definition); });
+  return dependencies;
+}
+
 std::vector<std::shared_ptr<ILimiter>> CCurrentcontrol::CreateComponents() {
-  return {};
+  std::vector<std::shared_ptr<ILimiter>> components;
+  if (mConfig->GetBopEnable()) components.push_back(CreateBlackoutProtection());
+  return components;
+}
+
+std::shared_ptr<CBlackoutProtectionBase> CCurrentcontrol::CreateBlackoutProtection() {
+  IScheduler& scheduler = mEnvironment.scheduler;
+  auto source = mSources.Create(mConfig->GetBopSource(), mConfig->GetBopSourceParameters());
+  CBlackoutProtectionBase::SSignals signals{.current = Signal(DiagnosticsSignals::kBopCurrent),
+                                            .constraint = Signal(DiagnosticsSignals::kBopConstraint),
+                                            .meterFailure = Signal(DiagnosticsSignals::kBopMeterFailure),
+                                            .usingFallback = Signal(DiagnosticsSignals::kBopUsingFallback),
+                                            .invalidConfig = Signal(DiagnosticsSignals::kBopInvalidConfig),
+                                            .sourceUnusable = Signal(DiagnosticsSignals::kBopSourceUnusable)};
+  std::shared_ptr<CBlackoutProtectionBase> blackoutProtection;
+  if (mConfig->GetGroupLoadBalancingEnable()) {
+    LOG_INFO("BlackoutProtection for DynamicGroupLoadBalancing enabled");
+    blackoutProtection = std::make_shared<CBlackoutProtectionDGLB>(
+        scheduler, std::move(source), mConfig, kBlackoutProtectionPeriod, std::move(signals));
+  } else {
+    LOG_INFO("Stand alone BlackoutProtection enabled");
+    auto standalone = std::make_shared<CBlackoutProtection>(
+        scheduler, std::move(source), mConfig, kBlackoutProtectionPeriod, std::move(signals),
+        CBlackoutProtection::SCallbacks{
+            .presentCurrent = [limiter = mLimiter] { return limiter->GetSetpoint().current; },
+            .limitChanged = [this](const SLimit& limit) { SetLimit(limit); }});
+    mChargingFollowers.push_back(standalone);
+    blackoutProtection = std::move(standalone);
+  }
+  blackoutProtection->Init();  // when it fails, it says why, and what it does then
+  return blackoutProtection;
+}
+
+void CCurrentcontrol::SetLimit(const SLimit& limit) {
+  mLimiter->SetLimitWithDefaultPhases(limit.source,
+                                      static_cast<float>(limit.milliAmpere) / kMilliAmperePerAmpere);
 }
 
 std::shared_ptr<CDiagnosticsSignal> CCurrentcontrol::Signal(const CSignalDefinition& definition) const {

@@ -12,10 +12,12 @@
 #include "platform/rpc/communicationhost.h"
 #include "platform/utility/files.h"
 #include "platform/worker/scheduler.h"
+#include "src/components/blackoutprotection/blackoutprotectionbase.h"
 #include "src/components/currentcontrolconfig.h"
 #include "src/components/currentlimiter.h"
 #include "src/components/limiter.h"
 #include "src/components/measurementsources/ctmeter.h"
+#include "src/components/measurementsources/measurementsourcefactory.h"
 #include "src/components/processactionhandler.h"
 #include "src/components/temperaturereport.h"
 #include "src/rpc/clients/chargecontrolservice.h"
@@ -66,6 +68,10 @@ class CCurrentcontrol {
   /// The components that the configuration enables, in the order in which they are enabled. One that others
   /// need becomes a member too, declared before `mActions`.
   std::vector<std::shared_ptr<ILimiter>> CreateComponents();
+  std::shared_ptr<CBlackoutProtectionBase> CreateBlackoutProtection();
+  CMeasurementSourceFactory::SDependencies SourceDependencies();
+  /// Takes a component's limit to the current limiter.
+  void SetLimit(const SLimit& limit);
   std::shared_ptr<CDiagnosticsSignal> Signal(const CSignalDefinition& definition) const;
 
   void OfferServices();
@@ -88,6 +94,10 @@ class CCurrentcontrol {
   std::shared_ptr<CCurrentLimiter> mLimiter;
   std::shared_ptr<CTemperatureReport> mTemperatureReport;
   CCurrentLimitRequests mLimitRequests;
+
+  CMeasurementSourceFactory mSources;
+  /// Those of the components that are told whether the vehicle is charging.
+  std::vector<std::shared_ptr<IChargeControl>> mChargingFollowers;
 
   std::unique_ptr<IEvent> mFinished;
   CProcessActionHandler mActions;

@@ -160,7 +160,10 @@ TEST_F(CClientsTest, MeterIsEnabledWheneverItComesAndItsNewestValuesAreKeptWithT
   EXPECT_EQ(meter.Newest()->age, std::chrono::seconds(3));
 
   Fail(EFault::Absent, "meter");
-  mScheduler.RunFor(std::chrono::seconds(10));
+  mScheduler.RunFor(std::chrono::seconds(7));
+  EXPECT_TRUE(meter.Newest());
+  mScheduler.RunFor(std::chrono::seconds(3));
+  EXPECT_FALSE(meter.Newest()) << "a silent meter has no value";
   Fail(EFault::None, "meter");
   mScheduler.RunFor(std::chrono::seconds(10));
   EXPECT_EQ(peer->mEnabled, 2);

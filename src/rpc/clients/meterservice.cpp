@@ -36,5 +36,6 @@ void CMeterService::Disable() {
 std::optional<CMeterService::SSample> CMeterService::Newest() const {
   CMutexLock lock(mMutex);
   if (!mNewest) return std::nullopt;
-  return SSample{mNewest->values, std::chrono::duration_cast<Milliseconds>(mClock.Now() - mNewest->at)};
+  const auto age = std::chrono::duration_cast<Milliseconds>(mClock.Now() - mNewest->at);
+  return age <= kLongestAge ? std::optional(SSample{mNewest->values, age}) : std::nullopt;
 }

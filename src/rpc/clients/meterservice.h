@@ -12,6 +12,9 @@
 /// `Disable` one at a time.
 class CMeterService {
  public:
+  /// Values that are older do not count.
+  static constexpr Milliseconds kLongestAge{10000};
+
   struct SSample {
     ipc::MMeterData values;
     Milliseconds age;
@@ -24,7 +27,7 @@ class CMeterService {
   void Enable();
   void Disable();
 
-  /// The newest values, however old; none before the first.
+  /// The newest values; none before the first and when the meter has fallen silent.
   std::optional<SSample> Newest() const;
 
  private:
