@@ -31,7 +31,12 @@ class CSimulatedCtMeter final : public ICtMeter {
     mGiven.run = 1;
     return mChip.Configure(mGiven);
   }
-  std::optional<RmsRegisters> ReadCurrentRms() override { return mChip.ReadCurrentRms(); }
+  /// Like the real way to it: a chip that stands still measures nothing.
+  std::optional<RmsRegisters> ReadCurrentRms() override {
+    const auto configuration = mChip.Configuration();
+    if (!configuration || configuration->run != mGiven.run) return std::nullopt;
+    return mChip.ReadCurrentRms();
+  }
   bool IsRunning() override { return mChip.Configuration() == mGiven; }
 
  private:

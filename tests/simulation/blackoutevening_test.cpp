@@ -1,0 +1,32 @@
+#include "simulation/blackoutevening.h"
+
+#include <gmock/gmock.h>
+
+#include "platform/log/logcapture.h"
+
+namespace {
+
+using ::testing::IsEmpty;
+
+TEST(BlackoutEvening, HoldsTheFuseAndGivesTheVehicleWhatThereIsWhateverHappens) {
+  const CLogCapture silence(Log::ELogLevel::Critical);
+  for (std::uint64_t seed = 1; seed <= 100; ++seed) {
+    EXPECT_THAT(CBlackoutEvening(SEveningPlan::Make(seed)).Play().violations, IsEmpty())
+        << "again: blackoutevenings --seed " << seed << " --count 1";
+  }
+}
+
+/// The same evenings must be found dangerous when nobody protects the fuse.
+TEST(BlackoutEvening, NoticesAFuseThatIsNotProtected) {
+  const CLogCapture silence(Log::ELogLevel::Critical);
+  int tripped = 0;
+  for (std::uint64_t seed = 1; seed <= 20; ++seed) {
+    SEveningPlan plan = SEveningPlan::Make(seed);
+    plan.isProtected = false;
+    const auto violations = CBlackoutEvening(plan).Play().violations;
+    if (!violations.empty() && violations[0].find("the fuse tripped") != std::string::npos) ++tripped;
+  }
+  EXPECT_GE(tripped, 10);
+}
+
+}  // namespace

@@ -1,0 +1,56 @@
+#include "tools/blackoutevenings/eveningoptions.h"
+
+#include <array>
+#include <charconv>
+
+#include <fmt/format.h>
+
+#include "tools/display/options.h"
+
+namespace {
+
+std::uint64_t ReadNumber(const char* option, const std::string& text, std::uint64_t least) {
+  std::uint64_t number = 0;
+  const char* const end = text.data() + text.size();
+  const auto [rest, error] = std::from_chars(text.data(), end, number);
+  if (error != std::errc() || rest != end || number < least) {
+    throw CUsageError(fmt::format("{} takes a whole number from {}, not '{}'", option, least, text));
+  }
+  return number;
+}
+
+}  // namespace
+
+SEveningOptions ReadEveningOptions(std::span<char* const> arguments) {
+  static constexpr std::array<option, 6> kOptions{{{"seed", required_argument, nullptr, 's'},
+                                                   {"count", required_argument, nullptr, 'c'},
+                                                   {"trace", no_argument, nullptr, 't'},
+                                                   {"json", no_argument, nullptr, 'j'},
+                                                   {"help", no_argument, nullptr, 'h'},
+                                                   {nullptr, 0, nullptr, 0}}};
+  SEveningOptions options;
+  const auto words =
+      ReadOptions(arguments, "s:c:tjh", kOptions.data(), [&](char letter, const std::string& argument) {
+        if (letter == 's') options.seed = ReadNumber("--seed", argument, 0);
+        if (letter == 'c') options.count = ReadNumber("--count", argument, 1);
+        if (letter == 't') options.trace = true;
+        if (letter == 'j') options.json = true;
+        if (letter == 'h') options.help = true;
+      });
+  if (!words.empty()) throw CUsageError(fmt::format("'{}' is no option", words.front()));
+  if (options.trace && options.json) throw CUsageError("--trace and --json exclude each other");
+  return options;
+}
+
+std::string EveningHelp() {
+  return "usage: blackoutevenings [OPTION]\n\n"
+         "Plays made-up half-hours of a house, its main fuse and its charging station in virtual time, with "
+         "the\n"
+         "application that ships, and watches that the fuse holds and the vehicle gets what there is.\n\n"
+         "  -s, --seed=N   the first evening (1); each next one has the next number\n"
+         "  -c, --count=N  how many (100)\n"
+         "  -t, --trace    print the first evening as CSV, four lines for each second, instead\n"
+         "  -j, --json     print the result as JSON\n"
+         "  -h, --help     show this and exit\n\n"
+         "Exit status: 0 all held, 1 something did not, 2 wrong usage.\n";
+}

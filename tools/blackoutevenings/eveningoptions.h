@@ -1,0 +1,18 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+
+struct SEveningOptions {
+  std::uint64_t seed = 1;  ///< of the first evening
+  std::uint64_t count = 100;
+  bool trace = false;
+  bool json = false;
+  bool help = false;
+};
+
+/// Throws CUsageError.
+SEveningOptions ReadEveningOptions(std::span<char* const> arguments);
+
+std::string EveningHelp();
