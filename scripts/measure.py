@@ -125,6 +125,9 @@ def measure():
     rows = [
         ("`SetLimit` with 20 sources, setpoint unchanged", 1000, True, figure("BM_SetLimitUnchanged", "real_time"), "ns"),
         ("Heap allocations in it", 0, True, figure("BM_SetLimitUnchanged", "allocs"), ""),
+        ("One sample of the current transformers, three files read", 50, True, figure("BM_CtSample", "real_time") / 1e3, "µs"),
+        ("`GetMeasurementAverage` over 24 samples", 1000, True, figure("BM_MeasurementAverage", "real_time"), "ns"),
+        ("Heap allocations in it", 0, True, figure("BM_MeasurementAverage", "allocs"), ""),
         ("Setpoint latency p99, as a multiple of a bare gRPC round trip's p99", 2.5, True, setpoint / bare, "x"),
         ("Process start to first answered request, slowest", 150, True, max(starts), "ms"),
         ("Idle, share of one core", 0.5, False, cpu, "%"),
