@@ -167,6 +167,8 @@ std::optional<ICtMeter::RmsRegisters> CAde7854::ReadCurrentRms() {
   try {
     std::ranges::transform(mPhases, registers.begin(),
                            [](const SPhase& phase) { return phase.currentRms.Read(); });
+    // A chip that was reset stands still, and so do its registers, at 0: that would be a house without load.
+    if (registers == RmsRegisters{}) mRun.Expect(kStarted);
   } catch (const MeterException& failure) {
     // What the attribute holds instead of a number may be another thing each time.
     const bool lasting = std::exchange(mUnreadable, true);

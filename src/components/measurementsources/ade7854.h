@@ -26,7 +26,7 @@ class CAde7854 final : public ICtMeter {
   /// Opens the attributes anew: a driver that was loaded again offers others under the same names.
   bool Initialize(std::span<const SCalibration> calibrations,
                   std::span<const std::uint16_t> pgaGains) override;
-  /// As the registers are, also above what 24 bits hold.
+  /// As the registers are, also above what 24 bits hold. Nothing from a chip that stands still.
   std::optional<RmsRegisters> ReadCurrentRms() override;
   bool IsRunning() override;
 

@@ -225,6 +225,13 @@ TEST_F(Ade7854Test, LogsOnceThatItCannotBeRead) {
   EXPECT_TRUE(chip.ReadCurrentRms());
   EXPECT_THAT(log.Texts(Info), ElementsAre("Metering chip can be read again"));
 
+  Put("run", "0");
+  EXPECT_TRUE(chip.ReadCurrentRms());
+  Put("birms", "0");
+  EXPECT_FALSE(chip.ReadCurrentRms()) << "it stands still";
+  Put("run", "1");
+  EXPECT_TRUE(chip.ReadCurrentRms()) << "nothing flows";
+
   fs::remove(folder / "birms");
   Put("birms", "4");
   EXPECT_FALSE(chip.ReadCurrentRms());
