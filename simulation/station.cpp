@@ -19,7 +19,7 @@ CStation::CStation(IScheduler& scheduler, Rpc::ICommunicationHost& host)
 void CStation::Start() {
   mWorker.Start();
   mMeasuring = mWorker.AddCall([this] { Measure(); }, Milliseconds{0}, kMeterPeriod);
-  mLooking = mWorker.AddCall([this] { mHouse.View(); }, CHouse::kPeriod, CHouse::kPeriod);
+  mLooking = mWorker.AddCall([this] { Look(); }, Milliseconds{0}, CHouse::kPeriod);
 }
 
 void CStation::Stop() {
@@ -27,7 +27,10 @@ void CStation::Stop() {
 }
 
 void CStation::Measure() {
-  const CChargePoint::SView view = mChargePoint.View();
-  mBasicCharge->TellChargingState(view.state);
-  mMeter->Measure(view.draw);
+  mMeter->Measure(mChargePoint.View().draw);
+}
+
+void CStation::Look() {
+  mBasicCharge->TellChargingState(mChargePoint.View().state);
+  mHouse.View();  // its fuse is brought up to the present
 }

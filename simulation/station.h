@@ -18,7 +18,7 @@
 /// virtual time over an in-process host as well as in real time over a real one.
 class CStation {
  public:
-  /// How often the meter measures and the charging state is looked at.
+  /// How often the meter measures. The charging state is told before a current that begins is measured.
   static constexpr Milliseconds kMeterPeriod{1000};
 
   /// Registers every service with the host, which its owner starts, and stops before the station goes.
@@ -39,6 +39,7 @@ class CStation {
 
  private:
   void Measure();
+  void Look();
 
   CChargePoint mChargePoint;
   CHouse mHouse;

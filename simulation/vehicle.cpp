@@ -49,8 +49,13 @@ void CVehicle::Offer(std::uint32_t milliAmpere, std::uint32_t phases) {
 void CVehicle::Advance(Milliseconds span) {
   const Milliseconds end = mNow + span;
   while (mNow < end) {
-    const Milliseconds next = mPending.empty() ? end : std::min(end, mPending.front().due);
-    Ramp(next - mNow);
+    AskForCurrent();
+    Milliseconds next = mPending.empty() ? end : std::min(end, mPending.front().due);
+    if (mFlowsFrom && *mFlowsFrom > mNow) {
+      next = std::min(next, *mFlowsFrom);
+    } else {
+      Ramp(next - mNow);
+    }
     mNow = next;
     React();
   }
@@ -60,6 +65,14 @@ void CVehicle::React() {
   while (!mPending.empty() && mPending.front().due <= mNow) {
     mFollowed = mPending.front().offer;
     mPending.pop_front();
+  }
+}
+
+void CVehicle::AskForCurrent() {
+  if (mLevel > 0 || Target() == 0) {
+    mFlowsFrom.reset();
+  } else if (!mFlowsFrom) {
+    mFlowsFrom = mNow + kSwitchOn;
   }
 }
 
@@ -92,7 +105,7 @@ void CVehicle::Approach(std::uint32_t target, Milliseconds span) {
 
 CVehicle::EState CVehicle::State() const {
   if (!mConnected) return EState::Absent;
-  if (mLevel > 0) return EState::Charging;
+  if (mLevel > 0 || Target() > 0) return EState::Charging;
   return mFull ? EState::Full : EState::Connected;
 }
 

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 #include <deque>
+#include <optional>
 
 #include "platform/worker/scheduler.h"
 
@@ -16,6 +17,8 @@ class CVehicle {
   static constexpr std::uint32_t kMostMilliAmpere = 80000;
   /// No vehicle may take longer to follow a new setpoint.
   static constexpr Milliseconds kLongestReaction{5000};
+  /// From asking for current, which the station is told at once, until it flows: the contactor comes between.
+  static constexpr Milliseconds kSwitchOn{500};
   static constexpr std::uint32_t kPhases = 3;
 
   struct SProperties {
@@ -47,7 +50,7 @@ class CVehicle {
   void Advance(Milliseconds span);
 
   EState State() const;
-  /// mA on L1 to L3.
+  /// mA on L1 to L3; nothing for the first moment of charging.
   Currents Draw() const;
 
  private:
@@ -61,6 +64,7 @@ class CVehicle {
   };
 
   void React();
+  void AskForCurrent();
   void DropCurrent();
   void Ramp(Milliseconds span);
   void Approach(std::uint32_t target, Milliseconds span);
@@ -74,6 +78,7 @@ class CVehicle {
   SOffer mFollowed;  // as the vehicle has noticed it
   std::deque<SPending> mPending;
   Milliseconds mNow{0};
-  std::uint32_t mLevel = 0;          // mA, the same on every phase that is used
-  std::uint64_t mRampRemainder = 0;  // thousandths of a mA
+  std::optional<Milliseconds> mFlowsFrom;  // while it asks for current, or has just got it
+  std::uint32_t mLevel = 0;                // mA, the same on every phase that is used
+  std::uint64_t mRampRemainder = 0;        // thousandths of a mA
 };

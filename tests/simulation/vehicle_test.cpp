@@ -11,6 +11,7 @@ using namespace std::chrono_literals;
 using Currents = CVehicle::Currents;
 
 constexpr Milliseconds kReaction{2000};
+constexpr Milliseconds kStart = kReaction + 500ms;  // the contactor comes between
 
 /// Reacts after 2 s and ramps with 4 A per second.
 CVehicle Vehicle(std::uint32_t maxMilliAmpere = 16000, std::uint32_t phases = 3) {
@@ -29,9 +30,12 @@ CVehicle Drawing(std::uint32_t milliAmpere, std::uint32_t phases = 3) {
 TEST(Vehicle, ReactsLateAndThenRampsFromSixAmpereUp) {
   CVehicle vehicle = Vehicle();
   vehicle.Offer(16000, 3);
-  vehicle.Advance(kReaction);
-  EXPECT_EQ(vehicle.Draw(), (Currents{0, 0, 0}));
+  vehicle.Advance(kReaction - 1ms);
   EXPECT_EQ(vehicle.State(), CVehicle::EState::Connected);
+  vehicle.Advance(1ms);
+  EXPECT_EQ(vehicle.State(), CVehicle::EState::Charging) << "told before it flows";
+  vehicle.Advance(kStart - kReaction);
+  EXPECT_EQ(vehicle.Draw(), (Currents{0, 0, 0}));
   vehicle.Advance(1s);
   EXPECT_EQ(vehicle.Draw(), (Currents{10000, 10000, 10000}));
   EXPECT_EQ(vehicle.State(), CVehicle::EState::Charging);
@@ -45,7 +49,7 @@ TEST(Vehicle, DrawsNothingBelowSixAmpere) {
   CVehicle vehicle = Drawing(5999);
   EXPECT_EQ(vehicle.Draw()[0], 0U);
   vehicle.Offer(6000, 3);
-  vehicle.Advance(kReaction + 1ms);
+  vehicle.Advance(kStart + 1ms);
   EXPECT_EQ(vehicle.Draw()[0], 6000U);
 
   vehicle = Drawing(10000);
@@ -93,7 +97,7 @@ TEST(Vehicle, DropsTheCurrentAtOnceWhenUnpluggedAndStartsAnewWhenPlugged) {
   vehicle.Offer(8000, 1);
   vehicle.Advance(1min);
   vehicle.Connect();
-  vehicle.Advance(kReaction);
+  vehicle.Advance(kStart);
   EXPECT_EQ(vehicle.Draw()[0], 0U);
   vehicle.Advance(1s);
   EXPECT_EQ(vehicle.Draw(), (Currents{8000, 0, 0}));
