@@ -1,5 +1,6 @@
 #include "tools/stationsim/stationtable.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -39,9 +40,11 @@ std::string FormatBar(std::uint64_t load, std::uint64_t total, std::uint64_t rat
     const std::uint64_t count = (milliAmpere * kCellsOfRating + rating / 2) / rating;
     return count < kCells ? static_cast<std::size_t>(count) : kCells;
   };
-  std::string bar = std::string(cells(load), '#') + std::string(cells(total) - cells(load), '=');
-  bar.resize(kCells, ' ');
-  return bar.insert(kCellsOfRating, "|");
+  std::string bar(kCells, ' ');
+  std::fill_n(bar.begin(), cells(total), '=');
+  std::fill_n(bar.begin(), cells(load), '#');
+  return fmt::format("{}|{}", std::string_view(bar).substr(0, kCellsOfRating),
+                     std::string_view(bar).substr(kCellsOfRating));
 }
 
 std::string FormatFuse(const CMainFuse& fuse) {
