@@ -1,24 +1,31 @@
 #!/usr/bin/env bash
 # Runs the daemon with a simulated station and shows what happens, live. Ctrl-C ends it.
 #
-# usage: demo.sh [--seconds N] [--root PATH]
-#   --seconds N   end after N seconds
-#   --root PATH   keep settings, sockets and the log below PATH, and leave them there (else: a temporary folder)
+# usage: demo.sh [--scenario NAME|FILE] [--seconds N] [--root PATH]
+#   --scenario NAME|FILE   what happens: evening-cooking (else), demo, evening, or a file of your own
+#   --seconds N            end after N seconds
+#   --root PATH            keep settings, sockets and the log below PATH, and leave them there (else: a temporary folder)
 set -euo pipefail
 
 usage() { sed -n 's/^# usage: /usage: /p; s/^#   --/  --/p' "$0"; }
 seconds=()
 root=""
+scenario=evening-cooking
 while [ $# -gt 0 ]; do
   case "$1" in
-    --seconds | --root) [ $# -ge 2 ] || { echo "demo: $1 needs a value" >&2; exit 2; } ;;&
+    --scenario | --seconds | --root) [ $# -ge 2 ] || { echo "demo: $1 needs a value" >&2; exit 2; } ;;&
     --seconds) [[ "$2" =~ ^[1-9][0-9]{0,5}$ ]] || { echo "demo: --seconds takes a whole number from 1, not '$2'" >&2; exit 2; }
       seconds=(--seconds "$2"); shift 2 ;;
+    --scenario) scenario=$2; shift 2 ;;
     --root) root=$(realpath --canonicalize-missing "$2"); shift 2 ;;
     -h | --help) usage; exit 0 ;;
     *) echo "demo: unknown option '$1'" >&2; usage >&2; exit 2 ;;
   esac
 done
+atHand=$(dirname "$0")/../simulation/scenarios/$scenario.json
+if [ -f "$atHand" ]; then scenario=$atHand; fi
+[ -f "$scenario" ] || { echo "demo: '$scenario' is neither a scenario at hand nor a file" >&2; exit 2; }
+scenario=$(realpath "$scenario")
 cd "$(dirname "$0")/.."
 
 scripts/install-dependencies.sh
@@ -65,7 +72,8 @@ fi
 mkdir -p "$root/etc"
 log=$root/currentcontrol.log
 
-# A three-phase station for 32 A with a meter and a socket, at an installation that allows 25 A.
+# A three-phase station for 32 A with a meter and a socket, at an installation that allows 25 A, in a house with a main
+# fuse of 25 A and current transformers behind it.
 [ -e "$root/etc/hwinfo.json" ] || cat > "$root/etc/hwinfo.json" << 'END'
 {
   "HwMaxCurrent": 32,
@@ -79,7 +87,11 @@ END
   "CurrentCtrlFixedChargeCurrentLimit": 25,
   "ConnectedPhases": 0,
   "UserDefinedChargeLimitCurrentAllowed": true,
-  "UserDefinedChargeLimitCurrent": 32
+  "UserDefinedChargeLimitCurrent": 32,
+  "CurrentCtrlBopEnable": true,
+  "CurrentCtrlBopFuseRating": 25,
+  "BopSource": "ct",
+  "CurrentCtrlBopCtType": "C-CT-16"
 }
 END
 
@@ -87,7 +99,7 @@ END
 set -m
 "$bin/currentcontrol" --root="$root" > "$log" 2>&1 < /dev/null &
 daemon=$!
-"$bin/stationsim" --root "$root" --scenario simulation/scenarios/demo.json --table "${seconds[@]}" < /dev/null &
+"$bin/stationsim" --root "$root" --scenario "$scenario" --table "${seconds[@]}" < /dev/null &
 station=$!
 set +m
 
