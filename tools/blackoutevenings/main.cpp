@@ -23,6 +23,7 @@ struct STotals {
   std::uint64_t violated = 0;
   std::uint64_t setpoints = 0;
   double highestHeat = 0;
+  std::uint64_t hottest = 0;  ///< the evening of that
   Milliseconds longestReturn{0};
 };
 
@@ -49,9 +50,11 @@ void Print(const STotals& totals, bool json) {
   const auto seconds = static_cast<double>(totals.longestReturn.count()) / 1000;
   if (!json) {
     fmt::print(
-        "{} evenings, {} violated; {} setpoints; the fuse was at most at {:.0f} % of its trip heat; full "
-        "current was back within {:.1f} s\n",
-        totals.evenings, totals.violated, totals.setpoints, totals.highestHeat * 100, seconds);
+        "{} evenings, {} violated; {} setpoints; the fuse was at most at {:.0f} % of its trip heat, in "
+        "evening "
+        "{}; full current was back within {:.1f} s\n",
+        totals.evenings, totals.violated, totals.setpoints, totals.highestHeat * 100, totals.hottest,
+        seconds);
     return;
   }
   Json::Value result(Json::objectValue);
@@ -59,6 +62,7 @@ void Print(const STotals& totals, bool json) {
   result["violated"] = Json::UInt64{totals.violated};
   result["setpoints"] = Json::UInt64{totals.setpoints};
   result["highest_heat"] = totals.highestHeat;
+  result["hottest"] = Json::UInt64{totals.hottest};
   result["longest_return_s"] = seconds;
   std::cout << JsonText::ToLine(result) << '\n';
 }
@@ -83,7 +87,10 @@ EExit PlayAll(const SEveningOptions& options) {
     ++totals.evenings;
     if (!outcome.violations.empty()) ++totals.violated;
     totals.setpoints += outcome.setpoints;
-    totals.highestHeat = std::max(totals.highestHeat, outcome.highestHeat);
+    if (outcome.highestHeat > totals.highestHeat) {
+      totals.highestHeat = outcome.highestHeat;
+      totals.hottest = options.seed + i;
+    }
     totals.longestReturn = std::max(totals.longestReturn, outcome.returned.value_or(Milliseconds(0)));
     ShowProgress(totals, options.count);
   }
