@@ -1,7 +1,9 @@
 #include "simulation/registerfile.h"
 
 #include <array>
+#include <cerrno>
 #include <charconv>
+#include <string>
 #include <system_error>
 
 #include <fcntl.h>
