@@ -37,6 +37,7 @@ CCt::CCt(IScheduler& scheduler, std::unique_ptr<ICtMeter> chip, std::shared_ptr<
       mParameters(std::move(parameters)),
       mPeriods(periods),
       mChip(std::move(chip)),
+      mSettling(scheduler, periods.settling),
       mPlausibility(scheduler, mConfig, std::move(meterData), std::move(signals)) {}
 
 CCt::~CCt() {
@@ -99,6 +100,14 @@ bool CCt::InitializeChip() {
   return mChip->Initialize(calibrations, std::array{mType->pgaGain});
 }
 
+bool CCt::InitializeChipAnew() {
+  if (!InitializeChip()) return false;
+  // Its registers climb from 0, which must not look like a house without load.
+  CMutexLock lock(mChipMutex);
+  mSettling.Restart();
+  return true;
+}
+
 void CCt::BeginMeasuring() {
   RegisterMeasurement(EMeasureType::Current, [this] { return ReadCurrent(); });
   Start();
@@ -120,7 +129,7 @@ void CCt::CheckChip() {
     if (mChip->IsRunning()) return;
   }
   LOG_ERROR("Ade7854 was reset while actively monitoring BOP lines, re-init chip.");
-  if (InitializeChip()) return;
+  if (InitializeChipAnew()) return;
   LOG_ERROR("Re-init failed as well.");
   EnterUnusable();
   KeepTryingChip();
@@ -131,7 +140,7 @@ void CCt::KeepTryingChip() {
 }
 
 void CCt::TryChipAgain() {
-  if (!InitializeChip()) return;
+  if (!InitializeChipAnew()) return;
   LOG_INFO("Ade7854 could be initialized, measuring currents from now on");
   BeginMeasuring();
 }
@@ -186,7 +195,9 @@ void CCt::UpdateErrorState() {
 ThreePhaseValue CCt::ReadCurrent() {
   LOG_ENTRY(kClassName);
   CMutexLock lock(mChipMutex);
-  if (const auto registers = mChip->ReadCurrentRms()) {
+  const auto registers = mChip->ReadCurrentRms();
+  if (registers && !mSettling.HasExpired()) return mLastGood;
+  if (registers) {
     NoteReading(EReading::Good);
     std::ranges::transform(*registers, mLastGood.begin(),
                            [this](std::uint32_t raw) REQUIRES(mChipMutex) { return ToMilliAmpere(raw); });

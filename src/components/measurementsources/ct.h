@@ -7,6 +7,7 @@
 #include <json/value.h>
 
 #include "platform/utility/mutex.h"
+#include "platform/worker/deadman.h"
 #include "platform/worker/worker.h"
 #include "src/components/measurementsources/ctmeter.h"
 #include "src/components/measurementsources/ctplausibility.h"
@@ -19,7 +20,7 @@ struct SCtType;
 ///
 /// It is in error while the chip cannot be used or read, and while its currents are implausible. A chip that
 /// cannot be initialised is tried again until it can; the error then lasts until it has been read. While it
-/// cannot be read the currents stay what they were last.
+/// cannot be read, and while it settles after it was set up anew, the currents stay what they were last.
 class CCt final : public CMeasurementSource {
  public:
   struct SPeriods {
@@ -29,6 +30,7 @@ class CCt final : public CMeasurementSource {
     Milliseconds plausibilityVerification{5000};
     Milliseconds plausibilitySwitch{30000};
     Milliseconds plausibilityAverage{30000};  ///< the span of the currents that are verified
+    Milliseconds settling{1200};              ///< of the registers of a chip that was set up anew
   };
 
   /// "type" of the parameters names the transformers. The meter data are asked for on the worker.
@@ -53,6 +55,7 @@ class CCt final : public CMeasurementSource {
   bool InitOnWorker();
   void BeginMeasuring();
   bool InitializeChip();
+  bool InitializeChipAnew();
   void CheckChip();
   void KeepTryingChip();
   void TryChipAgain();
@@ -78,6 +81,7 @@ class CCt final : public CMeasurementSource {
   const std::unique_ptr<ICtMeter> mChip GUARDED_BY(mChipMutex);
   const SCtType* mType GUARDED_BY(mChipMutex) = nullptr;  // known when `Current` is offered
   EReading mReading GUARDED_BY(mChipMutex) = EReading::Good;
+  CDeadman mSettling GUARDED_BY(mChipMutex);
   ThreePhaseValue mLastGood GUARDED_BY(mChipMutex){};
 
   // Used on the worker, or while it stands still.

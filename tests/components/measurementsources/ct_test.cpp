@@ -196,10 +196,17 @@ TEST_F(CCtTest, TriesAChipThatFailsUntilItCanBeReadAgain) {
   // And the same after a reset.
   mLog.Clear();
   mChip.isRunning = false;
-  Run(5000);
+  for (int ms = 0; ms < 5000 && mChip.initializations < 15; ++ms) Run(1);
   EXPECT_EQ(mChip.initializations, 15);
   EXPECT_THAT(mLog.Texts(ELevel::Error), ElementsAre(kReset));
   EXPECT_THAT(mErrors, IsEmpty());
+  mChip.Set(0, 0, 0);
+  Run(1200);
+  EXPECT_THAT(mCt->GetMeasurements(Current), ElementsAre(2875, 0, 5750)) << "it still climbs from 0";
+  Run(1);
+  EXPECT_THAT(mCt->GetMeasurements(Current), ElementsAre(0, 0, 0));
+  mChip.Set(100000, 0, 200000);
+  Run(1250);
   EXPECT_THAT(mCt->GetMeasurementAverage(Current, kSamplingPeriod), ElementsAre(2875, 0, 5750));
 
   mChip.isRunning = false;
@@ -320,7 +327,7 @@ TEST_F(CCtTest, ReportsCurrentsThatTheMeterContradicts) {
   mSettings->Set("BopCtDetectionEnable", false);
   mChip.canBeInitialized = true;
   TakeReports();
-  Run(5000);
+  Run(6250);
   EXPECT_THAT(TakeErrors(), ElementsAre(false));
   EXPECT_THAT(mReports, ElementsAre(Pair(30200, false), Pair(30201, false), Pair(30202, false)));
 }
@@ -337,7 +344,7 @@ TEST_F(CCtTest, ManyThreadsMeasureWhileItStartsAndStops) {
   mChip.Set(100000, 0, 200000);
   const Milliseconds often{1};
   std::atomic<int> told{0};
-  const auto ct = MakeCt(scheduler, "C-CT-16", {often, 24 * often, often, often, often, 24 * often});
+  const auto ct = MakeCt(scheduler, "C-CT-16", {often, 24 * often, often, often, often, 24 * often, often});
   ct->RegisterErrorHandler([&told](bool) { ++told; });
   std::atomic<bool> isDone{false};
   std::atomic<int> readings{0};

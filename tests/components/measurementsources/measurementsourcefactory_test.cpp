@@ -90,7 +90,7 @@ TEST_F(CMeasurementSourceFactoryTest, InitializesWhatIsHeldWithAChipThatMayAppea
   mChip.canBeInitialized = false;
   mScheduler.RunFor(Milliseconds{10000});
   mChip.canBeInitialized = true;
-  mScheduler.RunFor(Milliseconds{5000});
+  mScheduler.RunFor(Milliseconds{6250});
   EXPECT_EQ(mChips, 1);
   EXPECT_EQ(mChip.initializations, 3);
   EXPECT_THAT(mChip.pgaGains, ElementsAre(2));
