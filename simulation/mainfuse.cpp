@@ -5,9 +5,9 @@
 namespace {
 
 /// Tripping is noticed with this resolution.
-constexpr Milliseconds kLongestStep{100};
+constexpr Milliseconds kLongestStep{250};
 
-/// 1 - e^(-step / tau) up to the third power of step / tau, which is off by less than 10^-12.
+/// 1 - e^(-step / tau) up to the third power of step / tau, which is off by less than 10^-10.
 double PartOfTheWay(Milliseconds step) {
   const double x = static_cast<double>(step.count()) / static_cast<double>(CMainFuse::kTimeConstant.count());
   return x * (1 - x / 2 * (1 - x / 3));
