@@ -22,23 +22,27 @@ std::uint64_t ReadNumber(const char* option, const std::string& text, std::uint6
 }  // namespace
 
 SEveningOptions ReadEveningOptions(std::span<char* const> arguments) {
-  static constexpr std::array<option, 6> kOptions{{{"seed", required_argument, nullptr, 's'},
+  static constexpr std::array<option, 7> kOptions{{{"seed", required_argument, nullptr, 's'},
                                                    {"count", required_argument, nullptr, 'c'},
                                                    {"trace", no_argument, nullptr, 't'},
+                                                   {"reaction", no_argument, nullptr, 'r'},
                                                    {"json", no_argument, nullptr, 'j'},
                                                    {"help", no_argument, nullptr, 'h'},
                                                    {nullptr, 0, nullptr, 0}}};
   SEveningOptions options;
   const auto words =
-      ReadOptions(arguments, "s:c:tjh", kOptions.data(), [&](char letter, const std::string& argument) {
+      ReadOptions(arguments, "s:c:trjh", kOptions.data(), [&](char letter, const std::string& argument) {
         if (letter == 's') options.seed = ReadNumber("--seed", argument, 0);
         if (letter == 'c') options.count = ReadNumber("--count", argument, 1);
         if (letter == 't') options.trace = true;
+        if (letter == 'r') options.reaction = true;
         if (letter == 'j') options.json = true;
         if (letter == 'h') options.help = true;
       });
   if (!words.empty()) throw CUsageError(fmt::format("'{}' is no option", words.front()));
-  if (options.trace && options.json) throw CUsageError("--trace and --json exclude each other");
+  if (int{options.trace} + int{options.reaction} + int{options.json} > 1) {
+    throw CUsageError("--trace, --reaction and --json exclude each other");
+  }
   return options;
 }
 
@@ -50,6 +54,8 @@ std::string EveningHelp() {
          "  -s, --seed=N   the first evening (1); each next one has the next number\n"
          "  -c, --count=N  how many (100)\n"
          "  -t, --trace    print the first evening as CSV, four lines for each second, instead\n"
+         "  -r, --reaction print the slowest reaction to an overload as CSV, a line for every 50 ms, "
+         "instead\n"
          "  -j, --json     print the result as JSON\n"
          "  -h, --help     show this and exit\n\n"
          "Exit status: 0 all held, 1 something did not, 2 wrong usage.\n";

@@ -8,6 +8,7 @@ struct SEveningOptions {
   std::uint64_t seed = 1;  ///< of the first evening
   std::uint64_t count = 100;
   bool trace = false;
+  bool reaction = false;
   bool json = false;
   bool help = false;
 };

@@ -11,6 +11,7 @@
 #include "platform/log/logcapture.h"
 #include "platform/utility/jsontext.h"
 #include "simulation/blackoutevening.h"
+#include "simulation/overloadreaction.h"
 #include "tools/blackoutevenings/eveningoptions.h"
 #include "tools/display/options.h"
 
@@ -79,6 +80,16 @@ EExit Trace(std::uint64_t seed) {
   return outcome.violations.empty() ? kAllHeld : kViolated;
 }
 
+EExit ShowReaction() {
+  const CLogCapture silence(Log::ELogLevel::Critical);
+  fmt::print("seconds,total,vehicle,setpoint\n");
+  COverloadReaction reaction(COverloadReaction::kSlowest, [](const COverloadReaction::SMoment& moment) {
+    fmt::print("{:.2f},{},{},{}\n", static_cast<double>(moment.at.count()) / 1000, moment.total,
+               moment.vehicle, moment.setpoint);
+  });
+  return reaction.Play() ? kAllHeld : kViolated;
+}
+
 EExit PlayAll(const SEveningOptions& options) {
   STotals totals;
   for (std::uint64_t i = 0; i < options.count; ++i) {
@@ -107,6 +118,7 @@ int main(int argc, char* argv[]) {
       std::cout << EveningHelp();
       return kAllHeld;
     }
+    if (options.reaction) return ShowReaction();
     return options.trace ? Trace(options.seed) : PlayAll(options);
   } catch (const CUsageError& error) {
     std::cerr << "blackoutevenings: " << error.what() << '\n';
