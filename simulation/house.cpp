@@ -7,8 +7,7 @@ CHouse::CHouse(const IClock& clock, CChargePoint& chargePoint, std::uint32_t fus
 
 CHouse::SView CHouse::View() {
   const CMutexLock lock(mMutex);
-  CatchUp();
-  return Present();
+  return CatchUp();
 }
 
 void CHouse::SetLoads(const Currents& milliAmpere) {
@@ -40,16 +39,18 @@ CHouse::SView CHouse::Present() {
   return view;
 }
 
-void CHouse::CatchUp() {
-  if (mFuse.HasTripped()) {
-    mUpTo = mClock.Now();
-    return;
-  }
-  const Currents total = Present().total;
+CHouse::SView CHouse::CatchUp() {
   const auto span = std::chrono::duration_cast<Milliseconds>(mClock.Now() - mUpTo);
   mUpTo += span;
-  mFuse.Advance(span, total);
-  if (const auto phase = mFuse.TrippedPhase()) CutOff(*phase, total[*phase - 1]);
+  SView view = Present();
+  if (mFuse.HasTripped()) return view;
+  mFuse.Advance(span, view.total);
+  if (const auto phase = mFuse.TrippedPhase()) {
+    CutOff(*phase, view.total[*phase - 1]);
+    return Present();
+  }
+  view.fuse = mFuse;
+  return view;
 }
 
 void CHouse::CutOff(std::uint32_t phase, std::uint32_t milliAmpere) {

@@ -39,7 +39,7 @@ class CHouse {
 
  private:
   SView Present() REQUIRES(mMutex);
-  void CatchUp() REQUIRES(mMutex);
+  SView CatchUp() REQUIRES(mMutex);
   void CutOff(std::uint32_t phase, std::uint32_t milliAmpere) REQUIRES(mMutex);
 
   const IClock& mClock;

@@ -20,7 +20,8 @@ class CVirtualScheduler::CState {
 
   TimePoint now{std::chrono::hours(1)};
   ICallLine::CallId lastId = 0;
-  std::map<CCallQueue::Place, CLine*> ready;
+  using Ready = std::map<CCallQueue::Place, CLine*>;
+  Ready ready;
   const CLine* innermost = nullptr;  // of the lines whose calls are running
 };
 
@@ -69,7 +70,8 @@ class CVirtualScheduler::CState::CLine final : public ICallLine {
   CCallQueue mQueue;
   EPhase mPhase = EPhase::Idle;
   bool mInRun = false;
-  std::optional<CCallQueue::Place> mPlace;  // where it stands in `ready`
+  std::optional<Ready::iterator> mReady;  // where it stands in `ready`
+  Ready::node_type mUnready;              // kept while it stands nowhere there, to be put back
 };
 
 class CVirtualScheduler::CState::CEvent final : public IEvent {
@@ -135,12 +137,17 @@ void CVirtualScheduler::CState::CLine::RunFirst() noexcept {
 }
 
 void CVirtualScheduler::CState::CLine::Reschedule() {
-  std::optional<CCallQueue::Place> place;
-  if (mPhase == EPhase::Started && !mInRun && mQueue.First() != nullptr) place = *mQueue.First();
-  if (place == mPlace) return;
-  if (mPlace) mState->ready.erase(*mPlace);
-  if (place) mState->ready.emplace(*place, this);
-  mPlace = place;
+  const CCallQueue::Place* const place = mPhase == EPhase::Started && !mInRun ? mQueue.First() : nullptr;
+  if (mReady && place != nullptr && (*mReady)->first == *place) return;
+  if (mReady) mUnready = mState->ready.extract(*mReady);
+  mReady.reset();
+  if (place == nullptr) return;
+  if (mUnready.empty()) {
+    mReady = mState->ready.emplace(*place, this).first;
+  } else {
+    mUnready.key() = *place;
+    mReady = mState->ready.insert(std::move(mUnready)).position;
+  }
 }
 
 CVirtualScheduler::CVirtualScheduler() : mState(std::make_shared<CState>()) {}
