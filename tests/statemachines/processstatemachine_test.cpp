@@ -2,9 +2,7 @@
 
 #include <fstream>
 #include <functional>
-#include <iterator>
 #include <map>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -21,41 +19,24 @@
 namespace {
 
 using ::testing::ElementsAre;
-using ::testing::HasSubstr;
 using enum EProcessEvent;
 using Rows = std::vector<std::vector<std::string>>;
 
-// State, request, and what follows, in the words of the page for people; an empty cell is not looked at.
-const std::string kRequests =
-    R"(| State | Initialize | Enable | Disable | Recover | Terminate | SetMeasurementSourceConnection | ClearMeasurementSourceConnection |
-|---|---|---|---|---|---|---|---|
-| Uninitialized | Commissioning, 0: Initialize | Uninitialized, 1 | Uninitialized, 1 | Uninitialized, 1 | Terminating, 0: Terminate | Uninitialized, 1 | Uninitialized, 1 |
-| Initializing | Commissioning, 0 | Enabling, 0: Enable | Commissioning, 0 | Commissioning, 0 | Terminating, 0: Terminate | Commissioning, 0: Set | Commissioning, 0: Clear |
-| Commissioning | Commissioning, 0 | Enabling, 0: Enable | Commissioning, 0 | Commissioning, 0 | Terminating, 0: Terminate | Commissioning, 0: Set | Commissioning, 0: Clear |
-| Enabling | Enabling, 1 | Enabling, 0 | Commissioning, 0: Disable | Enabling, 1 | Terminating, 0: Disable Terminate | Enabling, 0: Set | Enabling, 0: Clear |
-| Disabling | Commissioning, 0 | Enabling, 0: Enable | Commissioning, 0 | Commissioning, 0 | Terminating, 0: Terminate | Commissioning, 0: Set | Commissioning, 0: Clear |
-| Recovering | Commissioning, 0: Recover | Recovering, 1 | Recovering, 1 | Commissioning, 0: Recover | Terminating, 0: Terminate | Recovering, 1 | Recovering, 1 |
-| Terminating | Terminating, 1 | Terminating, 1 | Terminating, 1 | Terminating, 1 | Terminating, 0 | Terminating, 1 | Terminating, 1 |
-)";
-
-const std::string kFailures = R"(| State | Initialize | Enable | Recover |
-|---|---|---|---|
-| Uninitialized | Recovering, 1: Initialize | | |
-| Commissioning | | Recovering, 1: Enable Disable | |
-| Recovering | Recovering, 1: Recover | | Recovering, 1: Recover |
-)";
-
-Rows Parse(const std::string& table) {
+/// The table on the page for people whose header begins so: state, request, and what follows. What the page
+/// says is what the machine is held to; an empty cell is not looked at.
+Rows TableOfThePage(const std::string& header) {
   Rows rows;
-  std::istringstream lines(table);
-  for (std::string line; std::getline(lines, line);) {
+  std::ifstream page(PROCESS_STATES_PAGE);
+  for (std::string line; std::getline(page, line);) {
+    if (rows.empty() && !line.starts_with(header)) continue;
+    if (line.empty()) break;
     auto& cells = rows.emplace_back();
     for (std::size_t from = 1, to = 0; (to = line.find('|', from)) != std::string::npos; from = to + 1) {
       const auto first = line.find_first_not_of(' ', from);
       cells.push_back(line.substr(first, first == to ? 0 : line.find_last_not_of(' ', to - 1) + 1 - first));
     }
   }
-  rows.erase(rows.begin() + 1);  // the line under the header
+  if (!rows.empty()) rows.erase(rows.begin() + 1);  // the line under the header
   return rows;
 }
 
@@ -160,15 +141,8 @@ class CProcessStateMachineTest : public ::testing::Test {
 };
 
 TEST_F(CProcessStateMachineTest, AnswersEveryRequestInEveryState) {
-  ExpectEveryCell(Parse(kRequests), 7, true);
-  ExpectEveryCell(Parse(kFailures), 3, false);
-}
-
-TEST(ProcessStatesPage, SaysWhatIsTested) {
-  std::ifstream file(PROCESS_STATES_PAGE);
-  const std::string page{std::istreambuf_iterator<char>(file), {}};
-  EXPECT_THAT(page, HasSubstr(kRequests + "\n"));
-  EXPECT_THAT(page + "\n", HasSubstr(kFailures + "\n"));
+  ExpectEveryCell(TableOfThePage("| State | Initialize | Enable | Disable |"), 7, true);
+  ExpectEveryCell(TableOfThePage("| State | Initialize | Enable | Recover |"), 3, false);
 }
 
 TEST_F(CProcessStateMachineTest, TellsEachChangeOnceAndWhyItRefuses) {
