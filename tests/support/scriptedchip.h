@@ -3,6 +3,7 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
+#include <mutex>
 #include <optional>
 #include <span>
 #include <vector>
@@ -34,7 +35,7 @@ class CScriptedChip final : public ICtMeter {
 
   bool Initialize(std::span<const SCalibration> calibrations,
                   std::span<const std::uint16_t> pgaGains) override {
-    const CTurn turn(mTalking);
+    const auto turn = Turn();
     ++mScript.initializations;
     mScript.calibrations.clear();
     for (const auto& record : calibrations) {
@@ -46,26 +47,23 @@ class CScriptedChip final : public ICtMeter {
     return mScript.canBeInitialized;
   }
   std::optional<RmsRegisters> ReadCurrentRms() override {
-    const CTurn turn(mTalking);
+    const auto turn = Turn();
     if (!mScript.isReadable) return std::nullopt;
     return RmsRegisters{mScript.registers[0], mScript.registers[1], mScript.registers[2]};
   }
   bool IsRunning() override {
-    const CTurn turn(mTalking);
+    const auto turn = Turn();
     return mScript.isRunning;
   }
 
  private:
-  /// Notices two threads that talk to the chip at once.
-  class CTurn {
-   public:
-    explicit CTurn(std::atomic<bool>& talking) : mTalking(talking) { EXPECT_FALSE(mTalking.exchange(true)); }
-    ~CTurn() { mTalking = false; }
-
-   private:
-    std::atomic<bool>& mTalking;
-  };
+  /// Held while a thread talks to the chip: no two may at once.
+  std::unique_lock<std::mutex> Turn() {
+    std::unique_lock turn(mTalking, std::try_to_lock);
+    EXPECT_TRUE(turn.owns_lock());
+    return turn;
+  }
 
   SChipScript& mScript;
-  std::atomic<bool> mTalking{false};
+  std::mutex mTalking;
 };
