@@ -51,14 +51,8 @@ class Ade7854Test : public testing::Test {
     return {std::istreambuf_iterator<char>(file), {}};
   }
   std::string Path(std::string_view name) const { return (folder / name).string(); }
-  /// What the constructor throws.
-  std::string WhyNot() const {
-    try {
-      Hal::CAde7854 chip(root);
-    } catch (const Hal::MeterException& failure) {
-      return failure.what();
-    }
-    return "";
+  void ExpectNoChip(const testing::Matcher<std::string>& reason) const {
+    EXPECT_THAT([this] { Hal::CAde7854 chip(root); }, testing::ThrowsMessage<Hal::MeterException>(reason));
   }
 
   fs::path root;
@@ -78,13 +72,6 @@ TEST_F(Ade7854Test, ConfiguresAndStartsTheChip) {
       {"cigain", "8388607\n"},  {"reset", "1\n"},  {"gain", "161\n"},         {"run", "1\n"}};
   for (const auto& [name, content] : contents) EXPECT_EQ(Get(name), content) << name;
   EXPECT_TRUE(chip.IsRunning());
-
-  const std::pair<std::uint16_t, const char*> codes[] = {
-      {1, "0\n"}, {2, "1\n"}, {4, "2\n"}, {8, "3\n"}, {16, "4\n"}};
-  for (const auto& [gain, code] : codes) {
-    ASSERT_TRUE(chip.Initialize(threePhases, Gains{gain}));
-    EXPECT_EQ(Get("gain"), code);
-  }
   EXPECT_THAT(log.Texts(Error), IsEmpty());
 }
 
@@ -98,16 +85,12 @@ TEST_F(Ade7854Test, CalibratesOnePhaseButReadsAll) {
   EXPECT_EQ(Get("aigain"), "1\n");
   EXPECT_EQ(Get("bigain"), "5\n");
   EXPECT_THAT(chip.ReadCurrentRms().value(), ElementsAre(4191910U, 16777216U, 4294967295U));
-  Put("bigain", "6");
-  EXPECT_TRUE(chip.IsRunning());
 }
 
 TEST_F(Ade7854Test, NoticesThatTheChipWasReset) {
   Hal::CAde7854 chip(root);
   const struct {
-    const char* name;
-    const char* changed;
-    const char* reason;
+    const char *name, *changed, *reason;
   } cases[] = {{"run", "0", "it reads 0 instead of 1"},
                {"cigain", "0", "it reads 0 instead of 8388607"},
                {"gain", "0", "it reads 0 instead of 1"},
@@ -119,15 +102,13 @@ TEST_F(Ade7854Test, NoticesThatTheChipWasReset) {
     EXPECT_TRUE(chip.IsRunning());
     log.Clear();
     Put(one.name, one.changed);
-    EXPECT_FALSE(chip.IsRunning());
-    EXPECT_FALSE(chip.IsRunning());
+    for (int look = 0; look < 2; ++look) EXPECT_FALSE(chip.IsRunning());
     EXPECT_THAT(log.Texts(Info), ElementsAre(fmt::format("Metering chip does not run as configured: {}: {}",
                                                          Path(one.name), one.reason)));
     CreateTree();
   }
   ASSERT_TRUE(chip.Initialize(threePhases, Gains{2}));
   Put("aigain", "4294967295");  // -1 with its sign carried on
-  Put("bigain", "272629760");   // bits above the 24 of the register
   EXPECT_TRUE(chip.IsRunning());
 }
 
@@ -150,8 +131,7 @@ TEST_F(Ade7854Test, RefusesAConfigurationThatTheChipCannotTake) {
   };
   for (const auto& one : cases) {
     log.Clear();
-    EXPECT_FALSE(chip.Initialize(one.calibrations, one.gains));
-    EXPECT_FALSE(chip.Initialize(one.calibrations, one.gains));
+    for (int attempt = 0; attempt < 2; ++attempt) EXPECT_FALSE(chip.Initialize(one.calibrations, one.gains));
     EXPECT_THAT(log.Texts(Error),
                 ElementsAre(fmt::format("Metering chip cannot be initialised: {}", one.reason)));
     EXPECT_EQ(Get("reset"), "0\n");
@@ -162,26 +142,23 @@ TEST_F(Ade7854Test, RefusesAConfigurationThatTheChipCannotTake) {
 TEST_F(Ade7854Test, NamesWhatIsMissing) {
   for (const auto* name : {"birms", "cigain", "airmsos", "gain", "run"}) {
     fs::remove(folder / name);
-    EXPECT_EQ(WhyNot(), Path(name) + ": open: No such file or directory");
+    ExpectNoChip(Path(name) + ": open: No such file or directory");
     Put(name, "0");
   }
   for (const auto* name : {"reset", "chksum"}) {  // not needed, but it must be usable when there
     fs::remove(folder / name);
     fs::create_directory(folder / name);
-    EXPECT_THAT(WhyNot(), testing::StartsWith(Path(name) + ": "));
+    ExpectNoChip(testing::StartsWith(Path(name) + ": "));
     fs::remove(folder / name);
   }
   for (const auto* name : {"avgain", "bvrmsos"}) fs::remove(folder / name);
   Hal::CAde7854 chip(root);
   EXPECT_TRUE(chip.Initialize(threePhases, Gains{1}));
-  EXPECT_TRUE(chip.IsRunning());
   EXPECT_FALSE(chip.Initialize(Calibrations{{0, 1, 0, 0}}, Gains{1}));
   EXPECT_THAT(log.Texts(Error), ElementsAre("Metering chip cannot be initialised: " + Path("avgain") +
                                             ": open: No such file or directory"));
-
   fs::remove_all(folder);
-  EXPECT_THROW(Hal::CAde7854::Creator(root)(), Hal::MeterException);
-  EXPECT_EQ(WhyNot(), folder.string() + ": there is no such folder");
+  ExpectNoChip(folder.string() + ": there is no such folder");
 }
 
 TEST_F(Ade7854Test, GoesOnWithADriverThatWasLoadedAgain) {
@@ -231,13 +208,6 @@ TEST_F(Ade7854Test, LogsOnceThatItCannotBeRead) {
   EXPECT_FALSE(chip.ReadCurrentRms()) << "it stands still";
   Put("run", "1");
   EXPECT_TRUE(chip.ReadCurrentRms()) << "nothing flows";
-
-  fs::remove(folder / "birms");
-  Put("birms", "4");
-  EXPECT_FALSE(chip.ReadCurrentRms());
-  EXPECT_FALSE(chip.IsRunning());
-  EXPECT_TRUE(chip.Initialize(threePhases, Gains{2}));
-  EXPECT_TRUE(chip.ReadCurrentRms());
 }
 
 }  // namespace
