@@ -11,20 +11,18 @@ namespace {
 class CSource final : public CMeasurementSource {
  public:
   explicit CSource(IScheduler& scheduler)
-      : CMeasurementSource(scheduler, "source", kSamplingPeriod, kStorageTime) {}
-  bool Init() override {
+      : CMeasurementSource(scheduler, "source", kSamplingPeriod, kStorageTime) {
     RegisterMeasurement(EMeasureType::Current, [] { return ThreePhaseValue{1, 2, 3}; });
     Start();
-    return true;
   }
-  void DeInit() override { Stop(); }
+  bool Init() override { return true; }
+  void DeInit() override {}
 };
 
 TEST(MeasurementSourceAllocationsTest, NeitherAveragesNorLiveReadingsTakeMemory) {
   CLogCapture log(Log::ELogLevel::Warning);
   CVirtualScheduler scheduler;
   CSource source(scheduler);
-  ASSERT_TRUE(source.Init());
   scheduler.RunFor(30 * kSamplingPeriod);
   const auto before = AllocationsOfThisThread();
   ASSERT_GT(before, 0U);
