@@ -128,11 +128,13 @@ def measure():
         ("One sample of the current transformers, three files read", 50, True, figure("BM_CtSample", "real_time") / 1e3, "µs"),
         ("`GetMeasurementAverage` over 24 samples", 1000, True, figure("BM_MeasurementAverage", "real_time"), "ns"),
         ("Heap allocations in it", 0, True, figure("BM_MeasurementAverage", "allocs"), ""),
+        ("From an overload at the transformers to the reduced setpoint, slowest", 2500, True, figure("BM_OverloadReaction", "worst_ms"), "ms"),
         ("Setpoint latency p99, as a multiple of a bare gRPC round trip's p99", 2.5, True, setpoint / bare, "x"),
         ("Process start to first answered request, slowest", 150, True, max(starts), "ms"),
         ("Idle, share of one core", 0.5, False, cpu, "%"),
         ("Resident", 25, False, resident, "MB"),
         ("An hour of the station in virtual time", 100, True, figure("BM_VirtualHour", "real_time") / 1e6, "ms"),
+        ("The same hour with blackout protection and a household", 20, True, figure("BM_ProtectedHour", "real_time") / 1e6, "ms"),
         (f"`{TOUCHED}` touched: its tests built and linked again", 15, False, rebuilt, "s"),
     ]
     remarks = [
@@ -143,6 +145,9 @@ def measure():
         f"{max(starts):.0f} ms. The end is that of a `currentcontrolctl get` that was answered, so the client's own "
         f"start is in the figure.",
         f"Idle: {IDLE_S} s with no peer there, so with every client trying to connect again; resident at the end of that.",
+        "Overload: in virtual time, one sampling and one update period of 1250 ms; an overload every 10 ms of a sampling "
+        "period, with blackout protection looking at once and as late as can be. The slowest is drawn in "
+        "[overload-reaction.svg](overload-reaction.svg).",
         "Rebuild: preset `dev` (sanitizers on), without ccache.",
     ]
     return rows, remarks
