@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Measures what the daemon must reach and writes docs/performance.md. Status 1 when something is missed.
+# Measures what the daemon must reach, writes docs/performance.md and draws docs/overload-reaction.svg. Status 1 when something is missed.
 # Wants an otherwise idle machine and takes about two minutes.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -9,4 +9,5 @@ cmake --preset release
 cmake --build --preset release --target currentcontrol currentcontrolctl currentcontrol_bench
 cmake --preset dev
 cmake --build --preset dev --target currentlimiter_test
+scripts/plot-reaction.sh
 python3 scripts/measure.py docs/performance.md

@@ -2,9 +2,10 @@
 # Installs what is missing of the Debian 12 packages that building and testing need on this machine. The libraries
 # that a build for 32-bit ARM is linked with have a list of their own, in make-arm-sysroot.sh.
 #
-# usage: install-dependencies.sh [--tsan] [--arm]
+# usage: install-dependencies.sh [--tsan] [--arm] [--plot]
 #   --tsan   also what the tests under the thread sanitizer need
 #   --arm    also what building for 32-bit ARM and running it under qemu needs
+#   --plot   also what drawing the pictures in docs/ needs
 set -euo pipefail
 
 packages=(
@@ -17,7 +18,8 @@ for option in "$@"; do
   case "$option" in
     --tsan) packages+=(clang-14 libclang-rt-14-dev) ;;
     --arm) packages+=(g++-arm-linux-gnueabihf qemu-user-static mmdebstrap) ;;
-    *) echo "usage: $0 [--tsan] [--arm]" >&2; exit 2 ;;
+    --plot) packages+=(gnuplot-nox) ;;
+    *) echo "usage: $0 [--tsan] [--arm] [--plot]" >&2; exit 2 ;;
   esac
 done
 
