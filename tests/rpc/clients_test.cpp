@@ -11,6 +11,7 @@
 #include "platform/worker/virtualscheduler.h"
 #include "simulation/memoryfiles.h"
 #include "simulation/simulatedadac.h"
+#include "simulation/simulatedbasiccharge.h"
 #include "simulation/simulatednetm.h"
 #include "simulation/simulatedsafetymcucomm.h"
 #include "src/rpc/clients/chargecontrolservice.h"
@@ -21,22 +22,6 @@ namespace {
 
 using EFault = Rpc::CInProcessNetwork::EFault;
 using Setpoints = std::vector<std::pair<std::uint32_t, std::uint32_t>>;
-
-class CChargeControl final : public ipc::IBasicCharge2 {
- public:
-  ipc::MResult SetChargeCurrent(const ipc::MChargeCurrent& current) override {
-    mArrived.emplace_back(current.milliampere(), current.number_of_phases());
-    ipc::MResult result;
-    result.set_code(mRefuse ? 1 : 0);
-    return result;
-  }
-  ipc::MResult StopCharging(const ipc::MEmpty&) override { return {}; }
-  Rpc::CNotifier<ipc::MChargingState>& ChargingStateNotifications() override { return mNotifier; }
-
-  Setpoints mArrived;
-  bool mRefuse = false;
-  Rpc::CNotifier<ipc::MChargingState> mNotifier;
-};
 
 class CMeter final : public ipc::IMeter {
  public:
@@ -69,12 +54,22 @@ class CClientsTest : public ::testing::Test {
 class CChargeControlServiceTest : public CClientsTest {
  protected:
   CChargeControlServiceTest() {
-    mHost.RegisterService("ChargeControlBasicCharge", ipc::CreateService(mPeer));
+    mPeer->OnArrival(
+        [this](const auto& arrival) { mArrived.emplace_back(arrival.milliAmpere, arrival.phases); });
+    mHost.RegisterService("ChargeControlBasicCharge",
+                          ipc::CreateService(std::shared_ptr<ipc::IBasicCharge2>(mPeer)));
     mLink.Connect([this](ipc::EChargingState state) { mStates.push_back(state); });
+  }
+  void Start() {
+    mHost.Start();
+    mScheduler.RunFor(std::chrono::seconds(1));
   }
   void Fail(EFault fault) { CClientsTest::Fail(fault, "chargecontrolbasiccharge"); }
 
-  std::shared_ptr<CChargeControl> mPeer = std::make_shared<CChargeControl>();
+  CChargePoint mChargePoint{mScheduler};
+  const std::shared_ptr<CSimulatedBasicCharge> mPeer =
+      std::make_shared<CSimulatedBasicCharge>(mScheduler, mChargePoint);
+  Setpoints mArrived;
   std::vector<ipc::EChargingState> mStates;
   CChargeControlService mLink{mScheduler, Client("ChargeControlBasicCharge")};
 };
@@ -84,61 +79,51 @@ TEST_F(CChargeControlServiceTest, PeerThatStartsLaterIsGivenTheNewestSetpointOnc
   EXPECT_EQ(mLink.SetChargeCurrent(10000, 1).code(), 1U);
   mHost.Start();
   mScheduler.RunFor(std::chrono::minutes(1));
-  EXPECT_EQ(mPeer->mArrived, (Setpoints{{10000, 1}}));
+  EXPECT_EQ(mArrived, (Setpoints{{10000, 1}}));
 }
 
 TEST_F(CChargeControlServiceTest, PeerThatWasAwayIsGivenTheSetpointAgain) {
-  mHost.Start();
-  mScheduler.RunFor(std::chrono::seconds(1));
+  Start();
   EXPECT_EQ(mLink.SetChargeCurrent(16000, 3).code(), 0U);
   mScheduler.RunFor(std::chrono::minutes(1));
-  ASSERT_EQ(mPeer->mArrived, (Setpoints{{16000, 3}})) << "a peer that has the setpoint is left alone";
+  ASSERT_EQ(mArrived, (Setpoints{{16000, 3}})) << "a peer that has the setpoint is left alone";
 
   Fail(EFault::Absent);
   mScheduler.RunFor(std::chrono::minutes(1));
   Fail(EFault::None);
   mScheduler.RunFor(std::chrono::seconds(5));
-  EXPECT_EQ(mPeer->mArrived, (Setpoints{{16000, 3}, {16000, 3}}));
+  EXPECT_EQ(mArrived, (Setpoints{{16000, 3}, {16000, 3}}));
 }
 
 TEST_F(CChargeControlServiceTest, SetpointThatTimedOutIsTriedAgainThoughTheLinkStands) {
-  mHost.Start();
-  mScheduler.RunFor(std::chrono::seconds(1));
+  Start();
   Fail(EFault::Hanging);
   EXPECT_EQ(mLink.SetChargeCurrent(6000, 3).code(), 1U);
   Fail(EFault::None);
   mScheduler.RunFor(CChargeControlService::kRetryInterval);
-  EXPECT_EQ(mPeer->mArrived, (Setpoints{{6000, 3}}));
+  EXPECT_EQ(mArrived, (Setpoints{{6000, 3}}));
   EXPECT_EQ(mLog.Count("Charge control was given the setpoint of 6000 mA on 3 phases again and took it"), 1);
 }
 
-TEST_F(CChargeControlServiceTest, RefusedSetpointIsAFailureAndNotRepeated) {
-  mHost.Start();
-  mScheduler.RunFor(std::chrono::seconds(1));
-  mPeer->mRefuse = true;
-  EXPECT_EQ(mLink.SetChargeCurrent(16000, 3).code(), 1U);
-  mScheduler.RunFor(std::chrono::minutes(1));
-  EXPECT_EQ(mPeer->mArrived.size(), 1U);
-}
-
-TEST_F(CChargeControlServiceTest, MakesSureThatWhatCountsWasTaken) {
+TEST_F(CChargeControlServiceTest, RefusedSetpointIsRepeatedOnRequestOnly) {
   EXPECT_EQ(mLink.EnsureTaken().code(), 1U) << "nothing was said yet";
-  mHost.Start();
-  mScheduler.RunFor(std::chrono::seconds(1));
-  mPeer->mRefuse = true;
-  mLink.SetChargeCurrent(0, 3);
+  Start();
+  mPeer->Refuse(true);
+  EXPECT_EQ(mLink.SetChargeCurrent(0, 3).code(), 1U);
+  mScheduler.RunFor(std::chrono::minutes(1));
+  EXPECT_EQ(mArrived.size(), 1U);
   EXPECT_EQ(mLink.EnsureTaken().code(), 1U);
-  mPeer->mRefuse = false;
+  mPeer->Refuse(false);
   EXPECT_EQ(mLink.EnsureTaken().code(), 0U);
   EXPECT_EQ(mLink.EnsureTaken().code(), 0U);
-  EXPECT_EQ(mPeer->mArrived.size(), 3U) << "what was taken is not said again";
+  EXPECT_EQ(mArrived.size(), 3U) << "what was taken is not said again";
 }
 
 TEST_F(CChargeControlServiceTest, ChargingStatesOfOtherVersionsArriveAsNumbers) {
   mHost.Start();
   ipc::MChargingState state;
   state.set_state(static_cast<ipc::EChargingState>(77));
-  mPeer->mNotifier.Notify(state);
+  mPeer->ChargingStateNotifications().Notify(state);
   mScheduler.RunFor(std::chrono::seconds(5));
   EXPECT_EQ(mStates, std::vector{static_cast<ipc::EChargingState>(77)});
 }
@@ -173,13 +158,10 @@ class CTemperatureLinksTest : public CClientsTest {
  protected:
   using Heard = std::vector<std::tuple<int, float>>;
 
-  TemperatureHandler Note() {
-    return [this](EThermalSource source, float celsius) {
-      mHeard.emplace_back(static_cast<int>(source), celsius);
-    };
-  }
-
   Heard mHeard;
+  const TemperatureHandler mNote = [this](EThermalSource source, float celsius) {
+    mHeard.emplace_back(static_cast<int>(source), celsius);
+  };
 };
 
 TEST_F(CTemperatureLinksTest, EachPeerHasItsNumbers) {
@@ -196,8 +178,8 @@ TEST_F(CTemperatureLinksTest, EachPeerHasItsNumbers) {
 
   ipc::CAdacClient adacClient(Client("Adac"));
   ipc::CNetMClient netMClient(Client("NetM"));
-  const auto adacLink = LinkTemperatures(adacClient, Note());
-  const auto netMLink = LinkTemperatures(netMClient, Note());
+  const auto adacLink = LinkTemperatures(adacClient, mNote);
+  const auto netMLink = LinkTemperatures(netMClient, mNote);
   mScheduler.RunFor(std::chrono::seconds(1));
   EXPECT_EQ(mHeard, (Heard{{5, 41.5F}, {4, -3.0F}}));
   EXPECT_EQ(mLog.Texts(Log::ELogLevel::Trace),
@@ -210,7 +192,7 @@ TEST_F(CTemperatureLinksTest, SafetyControllerHandsOverWhatIsPresent) {
   mHost.RegisterService("SafetyMcuComm", ipc::CreateService(std::shared_ptr<ipc::ISafetyMcuComm>(peer)));
   mHost.Start();
   ipc::CSafetyMcuCommClient client(Client("SafetyMcuComm"));
-  const auto link = LinkTemperatures(client, Note());
+  const auto link = LinkTemperatures(client, mNote);
   mScheduler.RunFor(std::chrono::seconds(1));
   const auto notify = [&](const ipc::MMcuTemperatures& temperatures) {
     peer->TemperatureNotifications().Notify(temperatures);

@@ -40,18 +40,12 @@ class CFakeService final : public ipc::ICurrentControl, public ipc::IGenericCont
   ipc::MCurrentControlLimits GetLimits(const ipc::MEmpty&) override { return limits; }
 
   ipc::MResult Initialize(const ipc::MEmpty&) override {
-    return Go("Initialize", ipc::EProcessCommissioning, false);
+    return Go("Initialize", ipc::EProcessCommissioning);
   }
-  ipc::MResult Enable(const ipc::MEmpty&) override { return Go("Enable", ipc::EProcessEnabling, true); }
-  ipc::MResult Disable(const ipc::MEmpty&) override {
-    return Go("Disable", ipc::EProcessCommissioning, false);
-  }
-  ipc::MResult Recover(const ipc::MEmpty&) override {
-    return Go("Recover", ipc::EProcessCommissioning, false);
-  }
-  ipc::MResult Terminate(const ipc::MEmpty&) override {
-    return Go("Terminate", ipc::EProcessTerminating, false);
-  }
+  ipc::MResult Enable(const ipc::MEmpty&) override { return Go("Enable", ipc::EProcessEnabling); }
+  ipc::MResult Disable(const ipc::MEmpty&) override { return Go("Disable", ipc::EProcessCommissioning); }
+  ipc::MResult Recover(const ipc::MEmpty&) override { return Go("Recover", ipc::EProcessCommissioning); }
+  ipc::MResult Terminate(const ipc::MEmpty&) override { return Go("Terminate", ipc::EProcessTerminating); }
   ipc::MResult Alive(const ipc::MEmpty&) override { return Answer(); }
   ipc::MProcessState GetState(const ipc::MEmpty&) override { return state; }
 
@@ -67,11 +61,11 @@ class CFakeService final : public ipc::ICurrentControl, public ipc::IGenericCont
     result.set_code(code);
     return result;
   }
-  ipc::MResult Go(const std::string& request, ipc::EProcessState to, bool enabled) {
+  ipc::MResult Go(const std::string& request, ipc::EProcessState to) {
     requests.push_back(request);
     if (code != 0) return Answer();
     state.set_state(to);
-    state.set_enabled(enabled);
+    state.set_enabled(to == ipc::EProcessEnabling);
     state.set_state_name(request);
     return Answer();
   }
