@@ -9,119 +9,86 @@ namespace {
 
 using namespace std::chrono_literals;
 using Currents = CVehicle::Currents;
+using EState = CVehicle::EState;
 
-constexpr Milliseconds kReaction{2000};
-constexpr Milliseconds kStart = kReaction + 500ms;  // the contactor comes between
-
-/// Reacts after 2 s and ramps with 4 A per second.
+/// Reacts after 2 s, closes its contactor for half a second and ramps with 4 A per second.
 CVehicle Vehicle(std::uint32_t maxMilliAmpere = 16000, std::uint32_t phases = 3) {
   CVehicle vehicle;
-  vehicle.SetProperties({maxMilliAmpere, phases, kReaction, 4000});
+  vehicle.SetProperties({maxMilliAmpere, phases, 2000ms, 4000});
   return vehicle;
 }
 
-CVehicle Drawing(std::uint32_t milliAmpere, std::uint32_t phases = 3) {
-  CVehicle vehicle = Vehicle();
-  vehicle.Offer(milliAmpere, phases);
-  vehicle.Advance(1min);
-  return vehicle;
-}
-
-TEST(Vehicle, ReactsLateAndThenRampsFromSixAmpereUp) {
-  CVehicle vehicle = Vehicle();
-  vehicle.Offer(16000, 3);
-  vehicle.Advance(kReaction - 1ms);
-  EXPECT_EQ(vehicle.State(), CVehicle::EState::Connected);
-  vehicle.Advance(1ms);
-  EXPECT_EQ(vehicle.State(), CVehicle::EState::Charging) << "told before it flows";
-  vehicle.Advance(kStart - kReaction);
-  EXPECT_EQ(vehicle.Draw(), (Currents{0, 0, 0}));
-  vehicle.Advance(1s);
-  EXPECT_EQ(vehicle.Draw(), (Currents{10000, 10000, 10000}));
-  EXPECT_EQ(vehicle.State(), CVehicle::EState::Charging);
-  vehicle.Advance(1499ms);
-  EXPECT_EQ(vehicle.Draw()[0], 15996U);
-  vehicle.Advance(1ms);
-  EXPECT_EQ(vehicle.Draw()[0], 16000U);
-}
-
-TEST(Vehicle, DrawsNothingBelowSixAmpere) {
-  CVehicle vehicle = Drawing(5999);
-  EXPECT_EQ(vehicle.Draw()[0], 0U);
-  vehicle.Offer(6000, 3);
-  vehicle.Advance(kStart + 1ms);
-  EXPECT_EQ(vehicle.Draw()[0], 6000U);
-
-  vehicle = Drawing(10000);
-  vehicle.Offer(5999, 3);
-  vehicle.Advance(kReaction + 999ms);
-  EXPECT_EQ(vehicle.Draw()[0], 6004U);
-  vehicle.Advance(1ms);
-  EXPECT_EQ(vehicle.Draw()[0], 0U);
-}
-
-TEST(Vehicle, KeepsToItsOwnMaximumAndPhases) {
-  struct SCase {
-    std::uint32_t ownPhases, offered, offeredPhases;
-    Currents draw;
-  };
-  for (const SCase& test : std::vector<SCase>{{3, 999000, 3, {13000, 13000, 13000}},
-                                              {3, 999000, 1, {13000, 0, 0}},
-                                              {2, 12000, 3, {12000, 12000, 0}},
-                                              {1, 12000, 3, {12000, 0, 0}},
-                                              {1, 4294967295, 1, {13000, 0, 0}}}) {
-    CVehicle vehicle = Vehicle(13000, test.ownPhases);
-    vehicle.Offer(test.offered, test.offeredPhases);
-    vehicle.Advance(1min);
-    EXPECT_EQ(vehicle.Draw(), test.draw)
-        << test.ownPhases << " own phases, " << test.offeredPhases << " offered";
+/// Offers what a step says, unless it is nothing, lets the time pass and looks.
+struct SStep {
+  std::optional<std::uint32_t> offer;
+  std::uint32_t phases;
+  Milliseconds time;
+  Currents draw;
+};
+void ExpectSteps(CVehicle& vehicle, const std::vector<SStep>& steps) {
+  for (std::size_t index = 0; index < steps.size(); ++index) {
+    const SStep& step = steps[index];
+    if (step.offer) vehicle.Offer(*step.offer, step.phases);
+    vehicle.Advance(step.time);
+    EXPECT_EQ(vehicle.Draw(), step.draw) << "step " << index;
   }
 }
 
-TEST(Vehicle, FollowsEveryOfferInItsTime) {
-  CVehicle vehicle = Drawing(16000);
-  vehicle.Offer(6000, 1);
-  vehicle.Advance(1s);
-  vehicle.Offer(16000, 3);
-  vehicle.Advance(1500ms);  // half a second after it has noticed the first, half a second before the second
-  EXPECT_EQ(vehicle.Draw(), (Currents{14000, 0, 0}));
-  vehicle.Advance(1s);  // ramped down for another half second, then up
-  EXPECT_EQ(vehicle.Draw(), (Currents{14000, 14000, 14000}));
+TEST(Vehicle, ReactsLateRampsFromSixAmpereUpAndFollowsEveryOfferInItsTime) {
+  CVehicle vehicle = Vehicle();
+  ExpectSteps(vehicle, {{16000, 3, 1999ms, {}}});
+  EXPECT_EQ(vehicle.State(), EState::Connected);
+  ExpectSteps(vehicle, {{{}, 0, 1ms, {}}});
+  EXPECT_EQ(vehicle.State(), EState::Charging) << "told before it flows";
+  ExpectSteps(vehicle, {{{}, 0, 500ms, {}},
+                        {{}, 0, 1s, {10000, 10000, 10000}},
+                        {{}, 0, 1499ms, {15996, 15996, 15996}},
+                        {{}, 0, 1ms, {16000, 16000, 16000}},
+                        {6000, 1, 1s, {16000, 16000, 16000}},
+                        // half a second after it has noticed the first, half a second before the second
+                        {16000, 3, 1500ms, {14000, 0, 0}},
+                        {{}, 0, 1s, {14000, 14000, 14000}},
+                        // nothing is drawn below 6 A
+                        {5999, 3, 4499ms, {6004, 6004, 6004}},
+                        {{}, 0, 1ms, {}},
+                        {5999, 3, 1min, {}},
+                        {6000, 3, 2501ms, {6000, 6000, 6000}}});
+}
+
+TEST(Vehicle, KeepsToItsOwnMaximumAndPhases) {
+  for (const auto& [ownPhases, step] :
+       std::vector<std::pair<std::uint32_t, SStep>>{{3, {999000, 3, 1min, {13000, 13000, 13000}}},
+                                                    {2, {12000, 3, 1min, {12000, 12000, 0}}},
+                                                    {1, {12000, 3, 1min, {12000, 0, 0}}},
+                                                    {3, {4294967295, 1, 1min, {13000, 0, 0}}}}) {
+    CVehicle vehicle = Vehicle(13000, ownPhases);
+    ExpectSteps(vehicle, {step});
+  }
 }
 
 TEST(Vehicle, DropsTheCurrentAtOnceWhenUnpluggedAndStartsAnewWhenPlugged) {
-  CVehicle vehicle = Drawing(16000);
+  CVehicle vehicle = Vehicle();
+  ExpectSteps(vehicle, {{16000, 3, 1min, {16000, 16000, 16000}}});
   vehicle.Disconnect();
-  EXPECT_EQ(vehicle.Draw(), (Currents{0, 0, 0}));
-  EXPECT_EQ(vehicle.State(), CVehicle::EState::Absent);
-  vehicle.Offer(8000, 1);
-  vehicle.Advance(1min);
+  EXPECT_EQ(vehicle.State(), EState::Absent);
+  ExpectSteps(vehicle, {{{}, 0, 0ms, {}}, {8000, 1, 1min, {}}});
   vehicle.Connect();
-  vehicle.Advance(kStart);
-  EXPECT_EQ(vehicle.Draw()[0], 0U);
-  vehicle.Advance(1s);
-  EXPECT_EQ(vehicle.Draw(), (Currents{8000, 0, 0}));
-
+  ExpectSteps(vehicle, {{{}, 0, 2500ms, {}}, {{}, 0, 1s, {8000, 0, 0}}});
   vehicle.SetFull(true);
-  vehicle.Advance(1s);
-  EXPECT_EQ(vehicle.Draw()[0], 0U);
-  EXPECT_EQ(vehicle.State(), CVehicle::EState::Full);
+  ExpectSteps(vehicle, {{{}, 0, 1s, {}}});
+  EXPECT_EQ(vehicle.State(), EState::Full);
 }
 
 TEST(Vehicle, DoesTheSameHoweverTimeIsCut) {
-  const auto run = [](Milliseconds step) {
+  for (const Milliseconds step : {4200ms, 37ms, 1ms}) {
     CVehicle vehicle;
     vehicle.SetProperties({32000, 3, 1234ms, 3333});
     for (const std::uint32_t offer : {32000U, 7000U, 20000U, 0U, 11111U}) {
       vehicle.Offer(offer, 3);
       for (Milliseconds left = 4200ms; left > 0ms; left -= step) vehicle.Advance(std::min(step, left));
     }
-    return vehicle.Draw();
-  };
-  const Currents draw{11111, 11111, 11111};
-  EXPECT_EQ(run(4200ms), run(1ms));
-  EXPECT_EQ(run(4200ms), run(37ms));
-  EXPECT_EQ(run(4200ms), draw);
+    EXPECT_EQ(vehicle.Draw(), (Currents{11111, 11111, 11111})) << step.count();
+  }
 }
 
 }  // namespace
