@@ -56,15 +56,6 @@ class CChargeControl : public IChargeControlService {
 
 class CProcessActionHandlerTest : public ::testing::Test {
  protected:
-  /// The warnings of a message; each must leave the settings as they are.
-  std::string WarningOf(const std::string& type, const std::string& parameters) {
-    log.Clear();
-    const auto writes = settings->Writes().size();
-    Set(type, parameters);
-    EXPECT_EQ(settings->Writes().size(), writes);
-    const auto warnings = log.Texts(Log::ELogLevel::Warning);
-    return warnings.size() == 1 ? warnings[0] : std::to_string(warnings.size()) + " warnings";
-  }
   void Set(const std::string& type, const std::string& parameters) {
     ipc::MMeasurementSource connection;
     connection.set_type(type);
@@ -129,16 +120,22 @@ TEST_F(CProcessActionHandlerTest, SaysWhatIsWrongWithAConnection) {
   settings->Set("BopSource", "ct");
   settings->Set("SolarChargingSource", "modbustcp");
   settings->Set("UserDefinedHouseholdPowerLimitSource", "modbustcp");
-  const auto pile = std::string(3000, '[');
-  EXPECT_THAT(WarningOf("ct", "{}"), HasSubstr(R"(type "ct" ignored: its type is none)"));
-  EXPECT_THAT(WarningOf("a\nb", "{}"), HasSubstr(R"(type "a\nb" ignored)"));
-  EXPECT_THAT(WarningOf("modbustcp", R"({"type":"no such meter"})"), HasSubstr("name no model"));
-  EXPECT_THAT(WarningOf("homewizard", "[]"), HasSubstr("no JSON object"));
-  EXPECT_THAT(WarningOf("homewizard", R"({"a":)" + pile), HasSubstr("no JSON object"));
-  EXPECT_THAT(WarningOf("homewizard", R"({"address":{}})"),
-              HasSubstr(R"(parameter "address" is not a plain value)"));
-  EXPECT_THAT(WarningOf("homewizard", std::string(4097, ' ')), HasSubstr("have 4097 bytes"));
-  EXPECT_THAT(WarningOf("homewizard", ""), HasSubstr("no feature uses it"));
+  const struct {
+    std::string type, parameters, warning;
+  } kCases[] = {{"ct", "{}", R"(type "ct" ignored: its type is none)"},
+                {"a\nb", "{}", R"(type "a\nb" ignored)"},
+                {"modbustcp", R"({"type":"no such meter"})", "name no model"},
+                {"homewizard", "[]", "no JSON object"},
+                {"homewizard", R"({"a":)" + std::string(3000, '['), "no JSON object"},
+                {"homewizard", R"({"address":{}})", R"(parameter "address" is not a plain value)"},
+                {"homewizard", std::string(4097, ' '), "have 4097 bytes"},
+                {"homewizard", "", "no feature uses it"}};
+  for (const auto& [type, parameters, warning] : kCases) {
+    log.Clear();
+    Set(type, parameters);
+    EXPECT_THAT(log.Texts(Log::ELogLevel::Warning), ElementsAre(HasSubstr(warning)));
+  }
+  EXPECT_THAT(settings->Writes(), testing::IsEmpty());
 }
 
 }  // namespace
