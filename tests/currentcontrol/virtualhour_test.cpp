@@ -16,6 +16,8 @@ constexpr auto kHour = R"({"events": [
   {"at": "00:00:00", "vehicle": {"connected": true, "max-milliampere": 20000, "phases": 3, "reaction-ms": 2000,
                                  "ramp-milliampere-per-second": 4000}},
   {"at": "00:05:00", "set-limit": {"source": "OCPP smart charging", "milliampere": 16000, "phases": 3}},
+  {"at": "00:07:00", "supervisor": "disable"},
+  {"at": "00:08:00", "supervisor": "enable"},
   {"at": "00:10:00", "set-limit": {"source": "Local REST API", "milliampere": 16000, "phases": 3}},
   {"at": "00:15:00", "set-limit": {"source": "Local Modbus API", "milliampere": 20000, "phases": 1}},
   {"at": "00:20:00", "set-limit": {"source": "OCPP smart charging", "milliampere": 5000, "phases": 3}},
@@ -67,7 +69,7 @@ TEST(CVirtualHourTest, EverySetpointOfAnHourIsAsTheLimitsSay) {
       "00:00 setpoint 32000 mA, 3 phases",           // the hardware,
       "00:00 setpoint 25000 mA, 3 phases",           // then the installation
       "05:00 setpoint 16000 mA, 3 phases",           //
-      "09:59 drawn 16000 16000 16000 mA",            //
+      "09:59 drawn 16000 16000 16000 mA",            // disabled in between: limits hold
       "15:00 setpoint 16000 mA, 1 phases",           // a second 16 A changed nothing; one phase does
       "19:59 drawn 16000 0 0 mA",                    //
       "20:00 setpoint 5000 mA, 1 phases",            //

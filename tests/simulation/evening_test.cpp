@@ -1,7 +1,3 @@
-#include <string>
-#include <vector>
-
-#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include "platform/log/logcapture.h"
@@ -11,34 +7,6 @@
 namespace {
 
 using namespace std::chrono_literals;
-
-TEST(Evening, IsPlayedFromPluggingInToLeaving) {
-  const CLogCapture log;
-  CVirtualStation station{{.hwinfo = R"({"HwMaxCurrent": 32, "HwOneOrThreePhase": 3, "HwHasMeter": true})",
-                           .settings = R"({"CurrentCtrlFixedChargeCurrentLimit": 25})",
-                           .secrets = ""}};
-  std::vector<std::string> setpoints;
-  station.Peers().BasicCharge().OnArrival([&](const CSimulatedBasicCharge::SArrival& arrival) {
-    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(station.Elapsed()).count();
-    setpoints.push_back(fmt::format("{}:{:02}:{:02} {} mA, {} phases{}", seconds / 3600, seconds / 60 % 60,
-                                    seconds % 60, arrival.milliAmpere, arrival.phases,
-                                    arrival.taken ? "" : ", refused"));
-  });
-  CPosixFiles files;
-  station.Start();
-  station.Play(LoadScenario(files, SCENARIOS "/evening.json"));
-
-  station.RunFor(3h + 20s);
-  EXPECT_EQ(station.Peers().ChargePoint().View().draw[0], 16000U) << "limits hold while the components rest";
-  station.RunFor(10h - 3h - 20s);
-  EXPECT_EQ(setpoints, (std::vector<std::string>{"0:00:00 32000 mA, 3 phases",          //
-                                                 "0:00:00 25000 mA, 3 phases",          //
-                                                 "1:00:00 8000 mA, 3 phases",           //
-                                                 "1:20:20 6500 mA, 1 phases, refused",  //
-                                                 "2:00:00 16000 mA, 3 phases",          //
-                                                 "8:00:00 25000 mA, 3 phases"}));
-  EXPECT_EQ(log.Texts(Log::ELogLevel::Error).size(), 1U) << "the setpoint that was refused";
-}
 
 TEST(Evening, CookingLeavesTheVehicleWhatTheFuseCanBear) {
   const CLogCapture log;

@@ -35,8 +35,6 @@ TEST(Scenario, TellsPlaceKeyAndWhatIsAllowed) {
       {R"({"events": [], "repeat": "00:00:00"})", R"(1:16: "repeat" must be longer than nothing)"},
       {"{\"events\": [\n  {\"supervisor\": \"enable\"}]}", R"(2:3: must have "at")"},
       {"{\"events\": [\n  {\"at\": \"00:00:01\"}]}", R"(2:3: must do something: "at" stands alone)"},
-      {R"({"events": [{"at": "1 minute", "supervisor": "enable"}]})",
-       R"(1:14: "at" must be a time such as "01:30:00" or "00:00:02.500")"},
       {R"({"events": [{"at": "00:60:00", "supervisor": "enable"}]})",
        R"(1:14: "at" must be a time such as "01:30:00" or "00:00:02.500")"},
       {"{\"events\": [{\"at\": \"00:00:02\", \"supervisor\": \"enable\"},\n"
@@ -49,8 +47,6 @@ TEST(Scenario, TellsPlaceKeyAndWhatIsAllowed) {
       {event(R"("set-limit": {"source": "sun", "milliampere": 1})"),
        R"(1:46: "source" must be a limitation source: its number, enumerator or display name)"},
       {event(R"("set-limit": {"source": 15})"), R"(1:32: "set-limit" must have "milliampere")"},
-      {event(R"("set-limit": {"source": 15, "milliampere": 10.5})"),
-       R"(1:60: "milliampere" must be a whole number from 0 to 999000)"},
       {event(R"("set-limit": {"source": 15, "milliampere": 99999999999999999999})"),
        R"(1:60: "milliampere" must be a whole number from 0 to 999000)"},
       {event(R"("set-limit": {"source": 15, "milliampere": 6000, "phases": 2})"),

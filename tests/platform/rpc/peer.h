@@ -10,29 +10,10 @@
 #include "ipc/netm.service.h"
 
 #include "platform/rpc/appcommunicationhost.h"
+#include "simulation/memoryfiles.h"
 
 /// Offers services as a sibling process would, in the test's own process.
 namespace RpcTest {
-
-/// One file, or the error that reading any file gives.
-class COneFile final : public IFiles {
- public:
-  SFileError Read(const std::filesystem::path& path, std::string& content) override {
-    if (error) return error;
-    if (path != file) return {SFileError::EKind::Missing, "No such file or directory"};
-    content = text;
-    return {};
-  }
-  SFileError Replace(const std::filesystem::path&, std::string_view) override { return {}; }
-  SFileError Rename(const std::filesystem::path&, const std::filesystem::path&) override { return {}; }
-  std::unique_ptr<IWatch> Watch(const std::filesystem::path&, std::function<void()>, SFileError&) override {
-    return nullptr;
-  }
-
-  std::filesystem::path file;
-  std::string text;
-  SFileError error;
-};
 
 class CNetM final : public ipc::INetM {
  public:

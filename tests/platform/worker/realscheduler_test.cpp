@@ -52,12 +52,12 @@ TEST_F(CRealSchedulerTest, StopFreesWhoIsBlockedAndWaitsForTheRun) {
   mWorker.Start();
   mBegun->Wait();
   CWorker idle(mScheduler, "idle");
-  const CWorker::Call never = [] { FAIL() << "it was stopped before"; };
-  std::thread blocked([&] {
-    EXPECT_FALSE(mWorker.BlockingCall(never));
-    mayEnd.count_down();
-  });
-  std::thread blockedOnIdle([&] { EXPECT_FALSE(idle.BlockingCall(never)); });
+  const auto block = [&](CWorker& worker) {
+    EXPECT_FALSE(worker.BlockingCall([] { FAIL() << "it was stopped before"; }));
+    if (&worker == &mWorker) mayEnd.count_down();
+  };
+  std::thread blocked(block, std::ref(mWorker));
+  std::thread blockedOnIdle(block, std::ref(idle));
   std::this_thread::sleep_for(2ms);  // so that both are most likely blocked; right in any case
   mWorker.Stop();
   EXPECT_TRUE(mEnded);

@@ -72,9 +72,6 @@ TEST_F(CVirtualSchedulerTest, BlockingCallRunsWhatWasPostedToThatWorkerBefore) {
   EXPECT_EQ(mTrace, "a0 b0 ");
   mScheduler.RunDue();
   EXPECT_EQ(mTrace, "a0 b0 x0 c0 ");
-
-  mFirst.NonBlockingCall([this] { mFirst.Stop(); });
-  EXPECT_FALSE(mFirst.BlockingCall(Write('x')));
 }
 
 TEST_F(CVirtualSchedulerTest, WhatWouldHangThrows) {
