@@ -1,7 +1,6 @@
 #include "tools/blackoutevenings/eveningoptions.h"
 
 #include <array>
-#include <charconv>
 
 #include <fmt/format.h>
 
@@ -9,15 +8,8 @@
 
 namespace {
 
-std::uint64_t ReadNumber(const char* option, const std::string& text, std::uint64_t least) {
-  std::uint64_t number = 0;
-  const char* const end = text.data() + text.size();
-  const auto [rest, error] = std::from_chars(text.data(), end, number);
-  if (error != std::errc() || rest != end || number < least) {
-    throw CUsageError(fmt::format("{} takes a whole number from {}, not '{}'", option, least, text));
-  }
-  return number;
-}
+/// For an evening's number and for how many there are.
+constexpr std::uint64_t kMost = 1000000000;
 
 }  // namespace
 
@@ -32,8 +24,8 @@ SEveningOptions ReadEveningOptions(std::span<char* const> arguments) {
   SEveningOptions options;
   const auto words =
       ReadOptions(arguments, "s:c:trjh", kOptions.data(), [&](char letter, const std::string& argument) {
-        if (letter == 's') options.seed = ReadNumber("--seed", argument, 0);
-        if (letter == 'c') options.count = ReadNumber("--count", argument, 1);
+        if (letter == 's') options.seed = ReadWholeNumber("seed", 0, kMost, argument);
+        if (letter == 'c') options.count = ReadWholeNumber("count", 1, kMost, argument);
         if (letter == 't') options.trace = true;
         if (letter == 'r') options.reaction = true;
         if (letter == 'j') options.json = true;
@@ -48,14 +40,14 @@ SEveningOptions ReadEveningOptions(std::span<char* const> arguments) {
 
 std::string EveningHelp() {
   return "usage: blackoutevenings [OPTION]\n\n"
-         "Plays made-up half-hours of a house, its main fuse and its charging station in virtual time, with "
-         "the\n"
-         "application that ships, and watches that the fuse holds and the vehicle gets what there is.\n\n"
+         "Plays made-up half-hours of a house, its main fuse and its charging station in virtual time, with\n"
+         "the application that ships, and watches that the fuse holds and the vehicle gets what there is.\n\n"
          "  -s, --seed=N   the first evening (1); each next one has the next number\n"
          "  -c, --count=N  how many (100)\n"
-         "  -t, --trace    print the first evening as CSV, four lines for each second, instead\n"
-         "  -r, --reaction print the slowest reaction to an overload as CSV, a line for every 50 ms, "
-         "instead\n"
+         "  -t, --trace    print the first evening as CSV instead: a line for every 250 ms, currents in mA\n"
+         "  -r, --reaction print the slowest reaction to an overload as CSV instead: a line for every 50 "
+         "ms,\n"
+         "                 currents in mA\n"
          "  -j, --json     print the result as JSON\n"
          "  -h, --help     show this and exit\n\n"
          "Exit status: 0 all held, 1 something did not, 2 wrong usage.\n";

@@ -1,5 +1,7 @@
 #include "tools/display/options.h"
 
+#include <charconv>
+
 #include <fmt/format.h>
 
 std::vector<std::string> ReadOptions(
@@ -23,4 +25,16 @@ std::vector<std::string> ReadOptions(
     take(static_cast<char>(letter), optarg != nullptr ? optarg : "");
   }
   return {words.begin() + optind, words.end() - 1};
+}
+
+std::uint64_t ReadWholeNumber(std::string_view option, std::uint64_t least, std::uint64_t most,
+                              std::string_view argument) {
+  std::uint64_t number = 0;
+  const char* const end = argument.data() + argument.size();
+  const auto [rest, error] = std::from_chars(argument.data(), end, number);
+  if (error != std::errc() || rest != end || number < least || number > most) {
+    throw CUsageError(
+        fmt::format("--{} takes a whole number from {} to {}, not '{}'", option, least, most, argument));
+  }
+  return number;
 }

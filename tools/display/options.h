@@ -1,9 +1,11 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <span>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <getopt.h>
@@ -20,3 +22,7 @@ class CUsageError : public std::runtime_error {
 std::vector<std::string> ReadOptions(
     std::span<char* const> arguments, const std::string& letters, const option* longOptions,
     const std::function<void(char letter, const std::string& argument)>& take);
+
+/// The argument of `--option`, decimal digits alone, from `least` to `most`. Throws CUsageError.
+std::uint64_t ReadWholeNumber(std::string_view option, std::uint64_t least, std::uint64_t most,
+                              std::string_view argument);

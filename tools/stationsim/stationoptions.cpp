@@ -1,7 +1,7 @@
 #include "tools/stationsim/stationoptions.h"
 
 #include <array>
-#include <charconv>
+#include <chrono>
 #include <cstdint>
 
 #include <fmt/format.h>
@@ -11,18 +11,6 @@
 namespace {
 
 constexpr std::uint32_t kMostSeconds = 1000000;
-
-std::uint32_t ReadNumber(std::string_view option, std::uint32_t least, std::uint32_t most,
-                         const std::string& text) {
-  std::uint32_t number = 0;
-  const char* end = text.data() + text.size();
-  const auto result = std::from_chars(text.data(), end, number);
-  if (result.ec != std::errc() || result.ptr != end || number < least || number > most) {
-    throw CUsageError(
-        fmt::format("--{} takes a whole number from {} to {}, not '{}'", option, least, most, text));
-  }
-  return number;
-}
 
 }  // namespace
 
@@ -40,10 +28,11 @@ SStationOptions ReadStationOptions(std::span<char* const> arguments) {
         if (letter == 'r') options.root = argument;
         if (letter == 's') options.scenario = argument;
         if (letter == 'n') {
-          options.runFor = std::chrono::seconds(ReadNumber("seconds", 1, kMostSeconds, argument));
+          options.runFor = std::chrono::seconds(ReadWholeNumber("seconds", 1, kMostSeconds, argument));
         }
         if (letter == 'f') {
-          options.fuseAmpere = ReadNumber("fuse", CMainFuse::kLeastAmpere, CMainFuse::kMostAmpere, argument);
+          options.fuseAmpere = static_cast<std::uint32_t>(
+              ReadWholeNumber("fuse", CMainFuse::kLeastAmpere, CMainFuse::kMostAmpere, argument));
         }
         if (letter == 't') options.table = true;
         if (letter == 'h') options.help = true;
