@@ -12,6 +12,7 @@ constexpr Milliseconds kStarted = 8 * kSamplingPeriod;
 /// Long enough for the vehicle to be through the careful beginning of its charging.
 constexpr Milliseconds kSteady = 48 * kSamplingPeriod;
 
+/// The fuse is the house's usual one.
 constexpr auto kHwinfo = R"({"HwMaxCurrent": 32, "HwOneOrThreePhase": 3})";
 constexpr auto kSettings = R"({"CurrentCtrlFixedChargeCurrentLimit": 16, "CurrentCtrlBopEnable": true,
                                "CurrentCtrlBopFuseRating": 25, "CurrentCtrlBopCtType": "C-CT-16"})";

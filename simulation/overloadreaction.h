@@ -12,9 +12,7 @@
 /// One thread.
 class COverloadReaction {
  public:
-  static constexpr std::uint32_t kFuseMilliAmpere = 25000;
-  static constexpr std::uint32_t kVehicleMilliAmpere = 16000;
-  /// The household's on the phase that is overloaded, before and after the step.
+  /// The household's on the phase that is overloaded, before and after the step; the vehicle takes 16 A.
   static constexpr std::uint32_t kUsualMilliAmpere = 4000;
   static constexpr std::uint32_t kOverloadMilliAmpere = 12000;
   /// What is shown of the time before the step, of the overload, and of that after it.
