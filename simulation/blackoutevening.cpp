@@ -9,16 +9,19 @@
 
 namespace {
 
+/// mA, as the settings have it that are not given.
 constexpr std::uint32_t kFallback = 6000;
 constexpr std::uint32_t kHardwareAmpere = 32;
 /// A sample and a look at it, each of 1250 ms, and the way to charge control.
 constexpr Milliseconds kNoticed{2600};
 /// As long as a change of the charging state, told once per second, may take to be looked at.
 constexpr Milliseconds kKnownToCharge{2500};
-/// The current limiter does not forward a change of blackout protection's limit by less.
+/// mA; the current limiter does not forward a change of blackout protection's limit by less.
 constexpr std::uint32_t kForwarded = 250;
-/// That, and what is lost between mA and A.
+/// mA: that, and what is lost between mA and A.
 constexpr std::uint32_t kTolerance = 300;
+/// How far the fuse is used, in percent of its rating.
+constexpr std::uint32_t kUsedPercent = 85;
 
 CVirtualStation::SFiles Files(const SEveningPlan& plan) {
   return {.hwinfo = fmt::format(R"({{"HwMaxCurrent": {}, "HwOneOrThreePhase": {}}})", kHardwareAmpere,
@@ -99,7 +102,7 @@ void CBlackoutEvening::Watch() {
 void CBlackoutEvening::WatchReturn(const SMoment& moment) {
   if (moment.at <= SEveningPlan::kCalm || mOutcome.returned) return;
   const auto load = *std::ranges::max_element(moment.house.load);
-  const std::uint32_t ofFuse = mPlan.fuseAmpere * kMilliAmperePerAmpere / 100 * 85 - load;
+  const std::uint32_t ofFuse = mPlan.fuseAmpere * kMilliAmperePerAmpere / 100 * kUsedPercent - load;
   const std::uint32_t full =
       std::min({mPlan.vehicle.maxMilliAmpere, mPlan.installationAmpere * kMilliAmperePerAmpere, ofFuse});
   if (moment.house.vehicle[0] + kTolerance >= full) {
@@ -113,7 +116,7 @@ void CBlackoutEvening::OnSetpoint(std::uint32_t milliAmpere) {
   ++mOutcome.setpoints;
   const bool isReduction = milliAmpere < mSetpoint;
   const bool isCharging = mStation.Elapsed() - mChargingSince > kKnownToCharge;
-  if (isReduction && isCharging && milliAmpere > 0 && milliAmpere < kFallback) {
+  if (isReduction && isCharging && milliAmpere > 0 && milliAmpere < CVehicle::kLeastMilliAmpere) {
     Violation(fmt::format("reduced from {} mA to {} mA", mSetpoint, milliAmpere));
   }
   mSetpoint = milliAmpere;

@@ -12,8 +12,9 @@ namespace {
 using std::chrono::duration_cast;
 using std::chrono::seconds;
 
-/// The household stays below the fuse by this much.
+/// mA by which the household stays below the fuse.
 constexpr std::int64_t kMargin = 100;
+/// mA that are always on, on each phase.
 constexpr std::int64_t kMostBase = 1000;
 
 /// By how much the load of each phase changes at a moment, in mA.
