@@ -26,7 +26,7 @@ bool IsIntegral(const Json::Value& number) {
 bool AreSameNumber(const Json::Value& one, const Json::Value& other) {
   if (one.isInt64() && other.isInt64()) return one.asInt64() == other.asInt64();
   if (one.isUInt64() && other.isUInt64()) return one.asUInt64() == other.asUInt64();
-  return IsIntegral(one) == IsIntegral(other) && !IsIntegral(one) && one.asDouble() == other.asDouble();
+  return !IsIntegral(one) && !IsIntegral(other) && one.asDouble() == other.asDouble();
 }
 
 /// As JSON has it, which knows one kind of number. JsonCpp's own comparison tells 1 from 1.0.

@@ -27,8 +27,8 @@ class CMeasurementSourceFactory {
 
   explicit CMeasurementSourceFactory(SDependencies dependencies);
 
-  /// The source of this type, in any case, with these parameters: the same one as before while anybody holds
-  /// it. Null, and an error line, for a type that there is not.
+  /// The source of this type, in upper or lower case, with these parameters: the same one as before while
+  /// anybody holds it. Null, and an error line, for a type that there is not.
   std::shared_ptr<IMeasurementSource> Create(std::string_view type, const Json::Value& parameters);
 
   /// For every source that somebody holds, in the order in which they were made.
