@@ -162,15 +162,14 @@ void CCurrentcontrol::ConnectISafetymcucomm() {
 }
 
 CMeasurementSourceFactory::SDependencies CCurrentcontrol::SourceDependencies() {
+  auto newestMeterData = [meter = mMeter] {
+    const auto newest = meter->Newest();
+    return newest ? newest->values : ipc::MMeterData();
+  };
   CMeasurementSourceFactory::SDependencies dependencies{.scheduler = mEnvironment.scheduler,
                                                         .config = mConfig,
                                                         .createCtMeter = mEnvironment.createCtMeter,
-                                                        .meterData =
-                                                            [meter = mMeter] {
-                                                              const auto newest = meter->Newest();
-                                                              return newest ? newest->values
-                                                                            : ipc::MMeterData();
-                                                            },
+                                                        .meterData = std::move(newestMeterData),
                                                         .implausibleCt = {}};
   std::ranges::transform(DiagnosticsSignals::kImplausibleCt, dependencies.implausibleCt.begin(),
                          [this](const CSignalDefinition& definition) { return Signal(definition); });
