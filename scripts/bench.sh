@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Measures what the daemon must reach, writes docs/performance.md and draws docs/overload-reaction.svg. Status 1 when something is missed.
-# Wants an otherwise idle machine and takes about two minutes.
+# Measures what the daemon must reach, writes docs/performance.md and draws docs/overload-reaction.svg. Status 1 when
+# something is missed. Wants an otherwise idle machine and takes about two minutes.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
