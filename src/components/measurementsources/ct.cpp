@@ -12,6 +12,7 @@
 #include "src/components/currentcontrolconfig.h"
 #include "src/components/measurementsources/cttypes.h"
 #include "src/components/sourceparameters.h"
+#include "src/limitationsources/limits.h"
 
 namespace {
 
@@ -19,7 +20,6 @@ constexpr auto kClassName = "CCt";
 constexpr auto kTypeParameter = "type";
 constexpr Milliseconds kAtOnce{0};
 
-constexpr float kMilliAmperePerAmpere = 1000.0F;
 /// V, peak: the chip's full-scale input at a gain of 1.
 constexpr float kFullScaleInput = 0.5F;
 /// Ohm: what a transformer's secondary current flows through, times the square root of 2.
@@ -62,6 +62,8 @@ void CCt::DeInit() {
 }
 
 bool CCt::InitOnWorker() {
+  // What was sampled before must not stand for the present while there is nothing newer.
+  Stop();
   KillWorkerCommands();
   const std::string name = SourceParameters::TextOf(mParameters, kTypeParameter);
   const SCtType* type = FindCtType(name);
@@ -81,10 +83,6 @@ bool CCt::InitOnWorker() {
     return false;
   }
   BeginMeasuring();
-  if (!mConfig->HasMeter()) {
-    LOG_INFO("Meter not configured, CT plausibility reporting is not available");
-    ForgetPlausibility();
-  }
   return true;
 }
 
@@ -97,14 +95,9 @@ bool CCt::InitializeChip() {
   }
   if (calibrations.empty()) return false;
   CMutexLock lock(mChipMutex);
-  return mChip->Initialize(calibrations, std::array{mType->pgaGain});
-}
-
-bool CCt::InitializeChipAnew() {
-  if (!InitializeChip()) return false;
+  if (!mChip->Initialize(calibrations, std::array{mType->pgaGain})) return false;
   // Its registers climb from 0, which must not look like a house without load.
-  CMutexLock lock(mChipMutex);
-  mSettling.Restart();
+  if (mHasRead || mIsUnusable) mSettling.Restart();
   return true;
 }
 
@@ -118,7 +111,11 @@ void CCt::BeginMeasuring() {
   }
   UpdateErrorState();  // for a change that the worker was stopped before
   mRunCheck = Worker().AddCall([this] { CheckChip(); }, kAtOnce, mPeriods.chipRunCheck);
-  if (!mConfig->HasMeter()) return;
+  if (!mConfig->HasMeter()) {
+    LOG_INFO("Meter not configured, CT plausibility reporting is not available");
+    ForgetPlausibility();
+    return;
+  }
   mPlausibilitySwitch =
       Worker().AddCall([this] { SwitchPlausibility(); }, kAtOnce, mPeriods.plausibilitySwitch);
 }
@@ -129,7 +126,7 @@ void CCt::CheckChip() {
     if (mChip->IsRunning()) return;
   }
   LOG_ERROR("Ade7854 was reset while actively monitoring BOP lines, re-init chip.");
-  if (InitializeChipAnew()) return;
+  if (InitializeChip()) return;
   LOG_ERROR("Re-init failed as well.");
   EnterUnusable();
   KeepTryingChip();
@@ -140,7 +137,7 @@ void CCt::KeepTryingChip() {
 }
 
 void CCt::TryChipAgain() {
-  if (!InitializeChipAnew()) return;
+  if (!InitializeChip()) return;
   LOG_INFO("Ade7854 could be initialized, measuring currents from now on");
   BeginMeasuring();
 }
@@ -178,6 +175,10 @@ void CCt::ForgetPlausibility() {
 }
 
 void CCt::VerifyCtPlausibility() {
+  {
+    CMutexLock lock(mChipMutex);
+    if (mReading == EReading::Awaited || !mSettling.HasExpired()) return;
+  }
   mIsImplausible =
       mPlausibility.Verify(GetMeasurementAverage(EMeasureType::Current, mPeriods.plausibilityAverage));
   UpdateErrorState();
@@ -199,6 +200,7 @@ ThreePhaseValue CCt::ReadCurrent() {
   if (registers && !mSettling.HasExpired()) return mLastGood;
   if (registers) {
     NoteReading(EReading::Good);
+    mHasRead = true;
     std::ranges::transform(*registers, mLastGood.begin(),
                            [this](std::uint32_t raw) REQUIRES(mChipMutex) { return ToMilliAmpere(raw); });
     LOG_DEBUG("Measured: [{}, {}, {}]", mLastGood[0], mLastGood[1], mLastGood[2]);

@@ -55,7 +55,6 @@ class CCt final : public CMeasurementSource {
   bool InitOnWorker();
   void BeginMeasuring();
   bool InitializeChip();
-  bool InitializeChipAnew();
   void CheckChip();
   void KeepTryingChip();
   void TryChipAgain();
@@ -82,6 +81,7 @@ class CCt final : public CMeasurementSource {
   const SCtType* mType GUARDED_BY(mChipMutex) = nullptr;  // known when `Current` is offered
   EReading mReading GUARDED_BY(mChipMutex) = EReading::Good;
   CDeadman mSettling GUARDED_BY(mChipMutex);
+  bool mHasRead GUARDED_BY(mChipMutex) = false;  // there are last currents
   ThreePhaseValue mLastGood GUARDED_BY(mChipMutex){};
 
   // Used on the worker, or while it stands still.

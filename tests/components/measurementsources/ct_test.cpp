@@ -176,7 +176,6 @@ TEST_F(CCtTest, TriesAChipThatFailsUntilItCanBeReadAgain) {
   EXPECT_THAT(TakeErrors(), ElementsAre(false));
   EXPECT_TRUE(hadSamples);
   EXPECT_EQ(mLog.Count(kBack), 1);
-  EXPECT_EQ(mLog.Lines().size(), 4U);
 }
 
 TEST_F(CCtTest, KeepsTheLastCurrentsWhileItCannotRead) {
@@ -210,8 +209,28 @@ TEST_F(CCtTest, KeepsTheLastCurrentsWhileItCannotRead) {
   ASSERT_TRUE(mCt->Init());
   EXPECT_THAT(TakeErrors(), ElementsAre(true));
   mChip.isReadable = true;
-  Run(0);
+  Run(1250);
   EXPECT_THAT(TakeErrors(), ElementsAre(false));
+}
+
+TEST_F(CCtTest, JudgesNoChipThatHasNotSettled) {
+  mHwinfo->Set("HwHasMeter", true);
+  mSettings->Set("BopCtDetectionReportInterval", 0);
+  mMeterData.set_current1(8600);
+  mChip.Set(300000, 0, 0);
+  mChip.canBeInitialized = false;
+  Make();
+  EXPECT_FALSE(mCt->Init());
+  Run(60000);
+  mChip.canBeInitialized = true;
+  Run(6250);
+  EXPECT_THAT(TakeErrors(), ElementsAre(true, false));
+  EXPECT_TRUE(mCt->Init()) << "once more, while it measures";
+  Run(0);
+  EXPECT_EQ(Average()[0], 8625) << "the last currents hold until it has settled";
+  Run(30000);
+  EXPECT_THAT(mErrors, IsEmpty());
+  EXPECT_THAT(mLog.Texts(ELevel::Warning), IsEmpty());
 }
 
 TEST_F(CCtTest, ReportsCurrentsThatTheMeterContradicts) {
@@ -286,11 +305,10 @@ TEST_F(CCtTest, ManyThreadsMeasureWhileItStartsAndStops) {
   for (int thread = 0; thread < 2; ++thread) {
     threads.emplace_back([&] {
       while (!isDone) {
-        for (const auto& value :
-             {ct->GetMeasurements(Current), ct->GetMeasurementAverage(Current, often * 5)}) {
-          EXPECT_TRUE(value == ThreePhaseValue({2875, 0, 5750}) || value == ThreePhaseValue({0, 0, 0}));
-          if (value[0] != 0) ++readings;
-        }
+        const auto value = ct->GetMeasurements(Current);
+        EXPECT_TRUE(value == ThreePhaseValue({2875, 0, 5750}) || value == ThreePhaseValue({0, 0, 0}));
+        if (value[0] != 0) ++readings;
+        EXPECT_LE(ct->GetMeasurementAverage(Current, often * 5)[0], 2875);
         ct->HasMeasurement(Current);
       }
     });
