@@ -10,9 +10,9 @@
 namespace {
 
 constexpr auto kClassName = "CBlackoutProtection";
-constexpr std::uint32_t kPhases = 3;
 constexpr Milliseconds kResendInterval{60000};
-constexpr float kChangeThresholdAmpere = 0.5F;
+/// As much as the current limiter forwards.
+constexpr float kChangeThresholdAmpere = 0.25F;
 
 }  // namespace
 
@@ -29,22 +29,25 @@ CBlackoutProtection::CBlackoutProtection(IScheduler& scheduler, std::shared_ptr<
       mCallbacks(std::move(callbacks)),
       mChargingBegan(scheduler, kChargingStart),
       mClamped(scheduler, kMinimumCurrentHold) {
+  LOG_ENTRY(kClassName);
   ReduceSignals(kResendInterval, kChangeThresholdAmpere);
 }
 
 CBlackoutProtection::~CBlackoutProtection() {
+  LOG_ENTRY(kClassName);
   CBlackoutProtection::Disable();
 }
 
 void CBlackoutProtection::Enable() {
+  LOG_ENTRY(kClassName);
   CBlackoutProtectionBase::Enable();
   const CMutexLock lock(mMutex);
   mState = EState::Stopped;
   if (!HasSource() || !IsConfigValid()) {
-    Announce(GetFallbackCurrent());
+    Announce(ToMilliAmpere(GetFallbackCurrent()));
   } else if (HasSourceReportedError()) {
-    Announce(GetFallbackCurrent());
-    Signals().usingFallback->Send(true);
+    Announce(ToMilliAmpere(GetFallbackCurrent()));
+    ReportFallback();
     LOG_ERROR("Bop hardware couldn't be initialised, limiting current to {} mA", GetFallbackCurrent());
   } else {
     Announce(0);
@@ -52,15 +55,18 @@ void CBlackoutProtection::Enable() {
 }
 
 void CBlackoutProtection::Disable() {
+  LOG_ENTRY(kClassName);
   CBlackoutProtectionBase::Disable();
 }
 
 SLimit CBlackoutProtection::GetLimit() {
+  LOG_ENTRY(kClassName);
   const CMutexLock lock(mMutex);
   return Limit();
 }
 
 void CBlackoutProtection::SetChargingState(ipc::EChargingState state) {
+  LOG_ENTRY(kClassName);
   mIsCharging = state == ipc::EChargingStateCharging;
 }
 
@@ -146,15 +152,14 @@ void CBlackoutProtection::ReduceCurrent(std::int64_t largest) {
 }
 
 void CBlackoutProtection::SetNewLimit(std::int64_t limit) {
-  limit = std::max<std::int64_t>(limit, 0);
-  if (limit == mCurrentLimit) return;
-  LOG_DEBUG("Update limit from {} mA to {} mA", mCurrentLimit, limit);
-  Announce(limit);
+  const std::int32_t newLimit = ToMilliAmpere(std::max<std::int64_t>(limit, 0));
+  if (newLimit != mCurrentLimit) Announce(newLimit);
 }
 
-void CBlackoutProtection::Announce(std::int64_t limit) {
-  mCurrentLimit = ToMilliAmpere(limit);
-  SendAmperes(*Signals().constraint, {mCurrentLimit, mCurrentLimit, mCurrentLimit});
+void CBlackoutProtection::Announce(std::int32_t limit) {
+  LOG_DEBUG("Update limit from {} mA to {} mA", mCurrentLimit, limit);
+  mCurrentLimit = limit;
+  SendAmperes(*Signals().constraint, {limit, limit, limit});
   mCallbacks.limitChanged(Limit());
 }
 

@@ -58,7 +58,7 @@ class CBlackoutProtection final : public IChargeControl, public CBlackoutProtect
   void ReduceCurrent(std::int64_t largest) REQUIRES(mMutex);
   void SetNewLimit(std::int64_t limit) REQUIRES(mMutex);
   /// Takes the limit whether it is a new one or not.
-  void Announce(std::int64_t limit) REQUIRES(mMutex);
+  void Announce(std::int32_t limit) REQUIRES(mMutex);
   SLimit Limit() const REQUIRES(mMutex);
   std::int64_t PresentMilliAmpere() const;
 

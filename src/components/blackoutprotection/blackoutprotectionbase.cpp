@@ -99,7 +99,7 @@ void CBlackoutProtectionBase::Update() {
 
 bool CBlackoutProtectionBase::CheckSource() {
   if (mSource->HasMeasurement(EMeasureType::Current)) {
-    if (mIsUnusableRaised.exchange(false)) mSignals.sourceUnusable->Send(false);
+    if (mIsUnusableRaised) ReportUnusable(false);
     mFailures = 0;
     return true;
   }
@@ -111,8 +111,7 @@ bool CBlackoutProtectionBase::CheckSource() {
   }
   if (failures == kToleratedFailures + 1) {
     mSource->DumpLastReceivedData();
-    mIsUnusableRaised = true;
-    mSignals.sourceUnusable->Send(true);
+    ReportUnusable(true);
     LOG_ERROR("Smart meter not supported, cannot use for BOP. Limiting current to {} mA",
               GetFallbackCurrent());
   }
@@ -126,11 +125,21 @@ void CBlackoutProtectionBase::OnSourceError(bool error) {
     LOG_ERROR("Blackout protection measurement source is in error");
   } else {
     mFailures = 0;
-    mIsUnusableRaised = false;
-    mSignals.sourceUnusable->Send(false);
+    ReportUnusable(false);
     LOG_INFO("Blackout protection measurement source is recovered");
   }
+  ReportFallback();
+}
+
+void CBlackoutProtectionBase::ReportFallback() {
+  const CMutexLock lock(mReportMutex);
   mSignals.usingFallback->Send(IsInError());
+}
+
+void CBlackoutProtectionBase::ReportUnusable(bool unusable) {
+  const CMutexLock lock(mReportMutex);
+  mIsUnusableRaised = unusable;
+  mSignals.sourceUnusable->Send(unusable);
 }
 
 void CBlackoutProtectionBase::ReduceSignals(Milliseconds resendInterval, float threshold) {

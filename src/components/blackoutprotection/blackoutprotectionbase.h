@@ -61,6 +61,9 @@ class CBlackoutProtectionBase : public ILimiter,
   std::uint32_t GetFallbackCurrent() const override;
 
  protected:
+  /// Phases that a limit is for.
+  static constexpr std::uint32_t kPhases = 3;
+
   /// One look at the house. On the worker.
   virtual void Update() EXCLUDES(mMutex);
   /// Does with the currents of the three phases, in mA, what this kind of protection is for.
@@ -74,6 +77,8 @@ class CBlackoutProtectionBase : public ILimiter,
   std::int64_t PercentOfFuse(std::int64_t percent) const { return percent * mFuseRating / 100; }
   const SSignals& Signals() const { return mSignals; }
 
+  /// Says whether the fallback is used.
+  void ReportFallback() EXCLUDES(mReportMutex);
   /// Both signals of currents are sent when an element moved by the threshold, in A, or after the interval.
   void ReduceSignals(Milliseconds resendInterval, float threshold);
 
@@ -92,6 +97,7 @@ class CBlackoutProtectionBase : public ILimiter,
   void OnSourceError(bool error);
   /// Whether there are currents to look at, be it to see that they cannot be trusted.
   bool CheckSource();
+  void ReportUnusable(bool unusable) EXCLUDES(mReportMutex);
 
   const std::shared_ptr<IMeasurementSource> mSource;
   const std::shared_ptr<CCurrentControlConfig> mConfig;
@@ -101,8 +107,11 @@ class CBlackoutProtectionBase : public ILimiter,
 
   std::atomic<bool> mSourceError{false};
   std::atomic<bool> mIsConfigValid{false};
-  std::atomic<bool> mIsUnusableRaised{false};
   std::atomic<int> mFailures{0};  ///< looks in a row that found no currents, as far as they are counted
+
+  /// Orders what the worker and the source's worker say, so that the last word is true.
+  CMutex mReportMutex;
+  std::atomic<bool> mIsUnusableRaised{false};
 
   CCallHandle mUpdating;
   CWorker mWorker;

@@ -8,7 +8,6 @@ namespace {
 constexpr auto kClassName = "CBlackoutProtectionDGLB";
 constexpr Milliseconds kResendInterval{300000};
 constexpr float kChangeThresholdAmpere = 2.0F;
-constexpr std::uint32_t kPhases = 3;
 
 }  // namespace
 

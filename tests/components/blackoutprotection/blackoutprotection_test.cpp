@@ -102,7 +102,7 @@ TEST_F(CBlackoutProtectionTest, ChargingIsHeldUntilTheHouseWasLookedAtAndMayThen
   mScheduler.RunFor(kPeriod - 1ms);
   EXPECT_THAT(mLimits, ElementsAre(0)) << "the current limiter is told, though it is no change";
   EXPECT_EQ(Look(10000), 13750);
-  EXPECT_EQ(Look(10400), 13350) << "too small a change for the diagnostics signals";
+  EXPECT_EQ(Look(10200), 13550) << "too small a change for the diagnostics signals";
   EXPECT_EQ(Look(24000), 0) << "never below 0";
   EXPECT_EQ(Look(20000), 3750);
   EXPECT_THAT(mBlackout->GetAllowanceCurrent(), ElementsAre(24900, 5000, 25500));
