@@ -118,6 +118,10 @@ TEST_F(KoConfigTest, KeepsTheLastGoodValuesWhileTheFileIsBad) {
     EXPECT_EQ(Open()->GetUnsigned("A", 7), 7U);
     log.Clear();
   }
+  files.FailReads(kPath, "Input/output error");
+  scheduler.RunDue();
+  EXPECT_EQ(store->GetUnsigned("A", 7), 1U);
+  files.FailReads(kPath, "");
   Write(R"({"A": 3})");
   EXPECT_EQ(store->GetUnsigned("A", 7), 3U);
   EXPECT_THAT(Lines(Log::ELogLevel::Info), ElementsAre("/board/etc/settings.json can be used again"));
