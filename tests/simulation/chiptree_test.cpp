@@ -97,13 +97,6 @@ TEST_F(ChipTreeTest, LeavesAloneWhatIsNotItsOwn) {
       mLog.Texts(Log::ELogLevel::Error),
       testing::ElementsAre(testing::StartsWith("The metering chip cannot be shown in " + mFolder.string())));
   EXPECT_TRUE(fs::is_regular_file(mFolder));
-  fs::remove(mFolder);
-  fs::create_directories(mFolder);
-  std::ofstream(mFolder / "airms") << "left over";
-  mScheduler.RunFor(100ms);
-  EXPECT_EQ(TextOf("airms"), "0         \n");
-  tree.Stop();
-  EXPECT_TRUE(fs::is_empty(mRoot / "var/sysfs-links"));
 }
 
 }  // namespace
