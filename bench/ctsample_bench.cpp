@@ -48,39 +48,34 @@ class CChipFolder {
   CTemporaryFolder mRoot;
 };
 
+Json::Value Parameters() {
+  Json::Value parameters;
+  parameters["type"] = "C-CT-16";
+  return parameters;
+}
+
 /// Current transformers on files. In virtual time, so that no sample is taken but those that are measured.
-class CTransformers {
- public:
-  CTransformers() { mCt.Init(); }
+struct STransformers {
+  STransformers() { ct.Init(); }
 
-  CVirtualScheduler mScheduler;
-
- private:
-  static Json::Value Parameters() {
-    Json::Value parameters;
-    parameters["type"] = "C-CT-16";
-    return parameters;
-  }
-
-  const CChipFolder mFolder;
-
- public:
-  CCt mCt{mScheduler,
-          std::make_unique<Hal::CAde7854>(mFolder.Root()),
-          std::make_shared<CCurrentControlConfig>(std::make_shared<CMemoryConfig>(),
-                                                  std::make_shared<CMemoryConfig>()),
-          Parameters(),
-          CCt::SPeriods{},
-          {},
-          {}};
+  CVirtualScheduler scheduler;
+  const CChipFolder folder;
+  CCt ct{scheduler,
+         std::make_unique<Hal::CAde7854>(folder.Root()),
+         std::make_shared<CCurrentControlConfig>(std::make_shared<CMemoryConfig>(),
+                                                 std::make_shared<CMemoryConfig>()),
+         Parameters(),
+         CCt::SPeriods{},
+         {},
+         {}};
 };
 
 /// Three attributes read and converted.
 void BM_CtSample(benchmark::State& state) {
-  CTransformers transformers;
+  STransformers transformers;
   ThreePhaseValue currents{};
   for (auto _ : state) {
-    currents = transformers.mCt.GetMeasurements(EMeasureType::Current);
+    currents = transformers.ct.GetMeasurements(EMeasureType::Current);
     benchmark::DoNotOptimize(currents);
   }
   if (currents != kCurrents) state.SkipWithError("the currents are wrong");
@@ -88,12 +83,12 @@ void BM_CtSample(benchmark::State& state) {
 BENCHMARK(BM_CtSample);
 
 void BM_MeasurementAverage(benchmark::State& state) {
-  CTransformers transformers;
-  transformers.mScheduler.RunFor(kSamples * kSamplingPeriod);
+  STransformers transformers;
+  transformers.scheduler.RunFor(kSamples * kSamplingPeriod);
   ThreePhaseValue average{};
   const std::uint64_t allocations = AllocationsOfThisThread();
   for (auto _ : state) {
-    average = transformers.mCt.GetMeasurementAverage(EMeasureType::Current, kSamples * kSamplingPeriod);
+    average = transformers.ct.GetMeasurementAverage(EMeasureType::Current, kSamples * kSamplingPeriod);
     benchmark::DoNotOptimize(average);
   }
   const std::uint64_t allocated = AllocationsOfThisThread() - allocations;
