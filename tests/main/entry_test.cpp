@@ -48,18 +48,6 @@ TEST_F(CCommandLineTest, OptionsTakeEffectInTheOrderGiven) {
   EXPECT_EQ(Log::GetLogLevel(), Log::ELogLevel::Trace) << "there is none below";
 }
 
-TEST_F(CCommandLineTest, UsageShowsTheRootAsItStands) {
-  const auto parsed = Parse({"-r", "/srv", "-v", "--help"});
-  EXPECT_FALSE(parsed.commandLine);
-  EXPECT_EQ(parsed.output,
-            "usage: currentcontrol [OPTION]\n"
-            "  -v, --verbose    increase verbosity  -q, --quiet      disable logging to console\n"
-            "  -r, --root=PATH  set the filesystem root directory\n"
-            "                   defaults to '/srv'\n"
-            "  -h, --help       show this help message and exit\n\n");
-  EXPECT_EQ(Log::GetLogLevel(), Log::ELogLevel::Debug) << "options before the help option have taken effect";
-}
-
 TEST_F(CCommandLineTest, UsageForWhatIsNotUnderstood) {
   for (const auto* word : {"-s", "-h", "-r", "--root", "--colour"}) {
     const auto parsed = Parse({word});

@@ -2,48 +2,33 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/worker/virtualscheduler.h"
-#include "statemachines/process/processactions.h"
-#include "statemachines/process/processstatemachine.h"
+#include "ipc/genericcontrol.service.h"
+
+#include "simulation/virtualstation.h"
 
 namespace {
 
-/// Of all the work, only initialising fails.
-class CActions : public IProcessActions {
- public:
-  bool Initialize() override { return false; }
-  bool Enable() override { return true; }
-  bool Recover() override { return true; }
-  void Disable() override {}
-  void Terminate() override {}
-  void SetMeasurementSourceConnection(const ipc::MMeasurementSource&) override {}
-  void ClearMeasurementSourceConnection() override {}
-};
-
 TEST(ProcessControlService, AnswersTheSupervisor) {
-  CVirtualScheduler time;
-  CActions actions;
-  CProcessStateMachine machine(time, actions, [] {});
-  machine.Start();
-  CProcessControlService service(machine);
+  CVirtualStation station({});
+  station.Start();
+  station.RunFor(std::chrono::seconds(1));
+  ipc::CGenericControlClient client(station.Clients().CreateClient("CurrentControlGenCtrl"));
   const auto expectState = [&](const char* name, int state, bool enabled) {
-    const auto answer = service.GetState({});
+    const auto answer = client.GetState({}).value;
     EXPECT_EQ(answer.state_name(), name);
     EXPECT_EQ(answer.state(), state);
     EXPECT_EQ(answer.enabled(), enabled);
   };
-
-  EXPECT_EQ(service.Initialize({}).code(), 1U);
-  expectState("Recovering", 5, false);
-  EXPECT_EQ(service.Recover({}).code(), 0U);
-  EXPECT_EQ(service.Enable({}).code(), 0U);
   expectState("Enabling", 3, true);
-  EXPECT_EQ(service.Disable({}).code(), 0U);
+  EXPECT_EQ(client.Initialize({}).value.code(), 1U);
+  EXPECT_EQ(client.Recover({}).value.code(), 1U);
+  EXPECT_EQ(client.Disable({}).value.code(), 0U);
   expectState("Commissioning", 2, false);
-  EXPECT_EQ(service.Terminate({}).code(), 0U);
-  machine.Stop();
-  EXPECT_EQ(service.Terminate({}).code(), 1U);
-  EXPECT_EQ(service.Alive({}).code(), 0U);
+  EXPECT_EQ(client.Enable({}).value.code(), 0U);
+  expectState("Enabling", 3, true);
+  EXPECT_EQ(client.Alive({}).value.code(), 0U);
+  EXPECT_EQ(client.Terminate({}).value.code(), 0U);
+  expectState("Terminating", 6, false);
 }
 
 }  // namespace

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include "platform/utility/posixfiles.h"
-#include "simulation/memoryfiles.h"
 #include "simulation/strictjson.h"
 
 namespace {
@@ -65,29 +64,13 @@ TEST(Scenario, TellsPlaceKeyAndWhatIsAllowed) {
   EXPECT_THAT(ErrorOf(std::string(100000, '[')), testing::StartsWith("s.json"));
 }
 
-TEST(Scenario, ReadsWhatIsWritten) {
-  CMemoryFiles files;
-  files.Write("/s.json", R"({"repeat": "00:00:03", "events": [
-    {"at": "00:00:00.250", "set-limit": {"source": "local rest api", "milliampere": 10000, "phases": 1}},
-    {"at": "00:00:02", "vehicle": {"full": true, "reaction-ms": 0}}]})");
-  const SScenario scenario = LoadScenario(files, "/s.json");
-  EXPECT_EQ(scenario.repeat, 3s);
-  ASSERT_EQ(scenario.events.size(), 2U);
-  EXPECT_EQ(scenario.events[0].at, 250ms);
-  const auto& limit = std::get<SScenario::SSetLimit>(scenario.events[0].action).limit;
-  EXPECT_EQ(limit.source(), ipc::ECurrentControlLocalRestApi);
-  EXPECT_EQ(limit.limit(), 10000);
-  EXPECT_EQ(limit.number_of_phases(), 1);
-  const auto& vehicle = std::get<SScenario::SVehicleChange>(scenario.events[1].action);
-  EXPECT_EQ(vehicle.full, true);
-  EXPECT_EQ(vehicle.reaction, 0ms);
-  EXPECT_EQ(vehicle.phases, std::nullopt);
-}
-
 TEST(Scenario, ThoseAtHandAreRight) {
   CPosixFiles files;
   EXPECT_EQ(LoadScenario(files, SCENARIOS "/demo.json").repeat, 1min);
   EXPECT_EQ(LoadScenario(files, SCENARIOS "/evening.json").events.back().at, 9h + 1s);
+  EXPECT_THAT(
+      [&] { LoadScenario(files, "/none.json"); },
+      testing::ThrowsMessage<CFileError>("cannot read scenario /none.json: open: No such file or directory"));
 }
 
 }  // namespace

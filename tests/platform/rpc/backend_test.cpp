@@ -134,12 +134,4 @@ TYPED_TEST(BackendTest, TellsOnceOfAPeerThatDoesNotOfferTheSubscription) {
                           HasSubstr("Peer Peer fails, /ipc.NetM/Guess: unimplemented")));
 }
 
-TYPED_TEST(BackendTest, RefusesAnAddressThatALivePeerServes) {
-  this->peer.Start();
-  typename TestFixture::Peer second(this->network.MakeBackend(), this->files, this->network.Root());
-  EXPECT_THAT([&] { second.Start(); }, ::testing::ThrowsMessage<Rpc::CStartError>(
-                                           ::testing::ContainsRegex("run/ipc/peer.sock.*in use")));
-  EXPECT_TRUE(this->control.SetCurrentLimit(LimitOf(3)).IsOk());
-}
-
 }  // namespace

@@ -63,17 +63,6 @@ TEST_F(CVirtualSchedulerTest, LateCallRunsOnceAndStaysInStep) {
   EXPECT_EQ(mTrace, "a100 a200 b310 a450 a500 a600 a700 ");
 }
 
-TEST_F(CVirtualSchedulerTest, BlockingCallRunsWhatWasPostedToThatWorkerBefore) {
-  mFirst.NonBlockingCall(Write('a'));
-  mSecond.NonBlockingCall(Write('x'));
-  mFirst.NonBlockingCall([this] { mFirst.NonBlockingCall(Write('c')); });
-  const auto later = mFirst.AddCall(Write('d'), 1ms);
-  EXPECT_TRUE(mFirst.BlockingCall(Write('b')));
-  EXPECT_EQ(mTrace, "a0 b0 ");
-  mScheduler.RunDue();
-  EXPECT_EQ(mTrace, "a0 b0 x0 c0 ");
-}
-
 TEST_F(CVirtualSchedulerTest, WhatWouldHangThrows) {
   CWorker idle(mScheduler, "idle");
   EXPECT_THROW(idle.BlockingCall([] {}), std::logic_error);
