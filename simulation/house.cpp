@@ -7,7 +7,20 @@ CHouse::CHouse(const IClock& clock, CChargePoint& chargePoint, std::uint32_t fus
 
 CHouse::SView CHouse::View() {
   const CMutexLock lock(mMutex);
-  return CatchUp();
+  CatchUp();
+  const SFlow flow = Flow();
+  return {flow.load, flow.vehicle, flow.total, mFuse};
+}
+
+CHouse::Currents CHouse::AtTheConnection() {
+  const CMutexLock lock(mMutex);
+  CatchUp();
+  return Flow().total;
+}
+
+void CHouse::Look() {
+  const CMutexLock lock(mMutex);
+  CatchUp();
 }
 
 void CHouse::SetLoads(const Currents& milliAmpere) {
@@ -32,25 +45,22 @@ void CHouse::FitFuse(std::uint32_t ratingMilliAmpere) {
   CatchUp();
 }
 
-CHouse::SView CHouse::Present() {
-  if (mFuse.HasTripped()) return {{}, {}, {}, mFuse};
-  SView view{mLoad, mChargePoint.View().draw, {}, mFuse};
-  for (std::size_t i = 0; i < view.total.size(); ++i) view.total[i] = view.load[i] + view.vehicle[i];
-  return view;
+CHouse::SFlow CHouse::Flow() {
+  SFlow flow{};
+  if (mFuse.HasTripped()) return flow;
+  flow.load = mLoad;
+  flow.vehicle = mChargePoint.View().draw;
+  for (std::size_t i = 0; i < flow.total.size(); ++i) flow.total[i] = flow.load[i] + flow.vehicle[i];
+  return flow;
 }
 
-CHouse::SView CHouse::CatchUp() {
+void CHouse::CatchUp() {
   const auto span = std::chrono::duration_cast<Milliseconds>(mClock.Now() - mUpTo);
   mUpTo += span;
-  SView view = Present();
-  if (mFuse.HasTripped()) return view;
-  mFuse.Advance(span, view.total);
-  if (const auto phase = mFuse.TrippedPhase()) {
-    CutOff(*phase, view.total[*phase - 1]);
-    return Present();
-  }
-  view.fuse = mFuse;
-  return view;
+  if (mFuse.HasTripped()) return;
+  const Currents total = Flow().total;
+  mFuse.Advance(span, total);
+  if (const auto phase = mFuse.TrippedPhase()) CutOff(*phase, total[*phase - 1]);
 }
 
 void CHouse::CutOff(std::uint32_t phase, std::uint32_t milliAmpere) {

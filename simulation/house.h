@@ -28,7 +28,9 @@ class CHouse {
 
   SView View();
   /// What the current transformers see, in mA.
-  Currents AtTheConnection() { return View().total; }
+  Currents AtTheConnection();
+  /// Only brings it up to the present.
+  void Look();
 
   /// From now on the household takes this; behind a fuse that has tripped it takes nothing.
   void SetLoads(const Currents& milliAmpere);
@@ -38,8 +40,14 @@ class CHouse {
   void FitFuse(std::uint32_t ratingMilliAmpere);
 
  private:
-  SView Present() REQUIRES(mMutex);
-  SView CatchUp() REQUIRES(mMutex);
+  struct SFlow {
+    Currents load;
+    Currents vehicle;
+    Currents total;
+  };
+
+  SFlow Flow() REQUIRES(mMutex);
+  void CatchUp() REQUIRES(mMutex);
   void CutOff(std::uint32_t phase, std::uint32_t milliAmpere) REQUIRES(mMutex);
 
   const IClock& mClock;

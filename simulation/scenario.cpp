@@ -16,7 +16,7 @@ using CNode = CStrictJson::CNode;
 
 constexpr std::int64_t kMostMilliAmpere = std::int64_t{kNoLimitAmpere} * kMilliAmperePerAmpere;
 constexpr std::uint32_t kSteepestRamp = 100000;
-constexpr std::uint32_t kMostLoad = 100000;
+constexpr std::uint32_t kMostLoadMilliAmpere = 100000;
 constexpr double kColdest = -60.0;
 constexpr double kHottest = 200.0;
 
@@ -144,8 +144,9 @@ SScenario::Action ReadSupervisor(const CNode& node) {
 SScenario::Action ReadHouse(const CNode& node) {
   node.AllowKeys({"l1-milliampere", "l2-milliampere", "l3-milliampere", "fuse-ampere"});
   return SScenario::SHouseChange{
-      {FindUnsigned(node, "l1-milliampere", 0, kMostLoad), FindUnsigned(node, "l2-milliampere", 0, kMostLoad),
-       FindUnsigned(node, "l3-milliampere", 0, kMostLoad)},
+      {FindUnsigned(node, "l1-milliampere", 0, kMostLoadMilliAmpere),
+       FindUnsigned(node, "l2-milliampere", 0, kMostLoadMilliAmpere),
+       FindUnsigned(node, "l3-milliampere", 0, kMostLoadMilliAmpere)},
       FindUnsigned(node, "fuse-ampere", CMainFuse::kLeastAmpere, CMainFuse::kMostAmpere)};
 }
 

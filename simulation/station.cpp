@@ -32,5 +32,5 @@ void CStation::Measure() {
 
 void CStation::Look() {
   mBasicCharge->TellChargingState(mChargePoint.View().state);
-  mHouse.View();  // its fuse is brought up to the present
+  mHouse.Look();
 }

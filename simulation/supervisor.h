@@ -22,7 +22,7 @@ class CSupervisor {
   /// How often it looks while it waits for the goal.
   static constexpr Milliseconds kPeriod{100};
   /// How often it looks once there, and how long it rests after a refusal.
-  static constexpr Milliseconds kWatchPeriod{1000};
+  static constexpr Milliseconds kWatchPeriod{2000};
 
   /// How long current control may take to be there.
   static constexpr Milliseconds kPatience{5000};

@@ -21,10 +21,10 @@ CBlackoutProtection::CBlackoutProtection(IScheduler& scheduler, std::shared_ptr<
                                          SSignals signals, SCallbacks callbacks)
     : CBlackoutProtectionBase(scheduler, std::move(source), std::move(config), period, std::move(signals)),
       mLevel85(PercentOfFuse(85)),
-      mLevel95(PercentOfFuse(95)),
+      mLevel95(PercentOfFuse(kUsablePercent)),
       mLevel100(FuseRating()),
       mLevel125(PercentOfFuse(125)),
-      mSmallStep(FuseRating() / 50),
+      mSmallStep(PercentOfFuse(2)),
       mLargeStep(PercentOfFuse(15)),
       mCallbacks(std::move(callbacks)),
       mChargingBegan(scheduler, kChargingStart),

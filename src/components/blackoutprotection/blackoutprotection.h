@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -16,10 +17,9 @@ class CBlackoutProtection final : public IChargeControl, public CBlackoutProtect
   /// For so long after charging began the limit is only ever reduced.
   static constexpr Milliseconds kChargingStart{30000};
 
+  /// Called under this object's lock, on the worker and, the second, also by `Enable`.
   struct SCallbacks {
-    /// The charging current that is in force, in A.
-    std::function<float()> presentCurrent;
-    /// Called with every new limit, from `Enable` and from the worker, under this object's lock.
+    std::function<float()> presentCurrent;  ///< the charging current that is in force, in A
     std::function<void(const SLimit&)> limitChanged;
   };
 

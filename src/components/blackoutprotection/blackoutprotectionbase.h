@@ -29,7 +29,8 @@ class IBlackoutProtection {
 /// What both kinds of blackout protection share: they look at the currents of the house connection once per
 /// period and notice when these cannot be had.
 ///
-/// `Init`, `Enable` and `Disable` one at a time; the rest from any thread. Held by shared pointers.
+/// `Init`, `Enable` and `Disable` one at a time; the rest from any thread. Held by shared pointers. A derived
+/// class calls `Disable` in its destructor, so that nobody looks any more when its members go.
 class CBlackoutProtectionBase : public ILimiter,
                                 public IBlackoutProtection,
                                 public std::enable_shared_from_this<CBlackoutProtectionBase> {
@@ -63,6 +64,8 @@ class CBlackoutProtectionBase : public ILimiter,
  protected:
   /// Phases that a limit is for.
   static constexpr std::uint32_t kPhases = 3;
+  /// Of the fuse rating, as far as it is planned with.
+  static constexpr std::int64_t kUsablePercent = 95;
 
   /// One look at the house. On the worker.
   virtual void Update() EXCLUDES(mMutex);

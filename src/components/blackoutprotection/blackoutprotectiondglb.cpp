@@ -31,7 +31,7 @@ void CBlackoutProtectionDGLB::UpdateLimit(const ThreePhaseValue& currents) {
     mAllowance = {};
     return;
   }
-  const std::int64_t level95 = PercentOfFuse(95);
+  const std::int64_t level95 = PercentOfFuse(kUsablePercent);
   LOG_DEBUG("95 percent of fuseRating({} mA) is {} mA", FuseRating(), level95);
   mAllowance = Headroom(level95, currents);
   LOG_DEBUG("Allowance: [{}, {}, {}]", mAllowance[0], mAllowance[1], mAllowance[2]);

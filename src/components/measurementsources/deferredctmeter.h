@@ -4,6 +4,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
 
 #include "src/components/measurementsources/ctmeter.h"
 

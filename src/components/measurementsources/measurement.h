@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <string_view>
@@ -9,6 +10,7 @@
 
 /// A quantity that a meter measures on each phase.
 enum class EMeasureType : std::uint8_t { Current = 0, ActivePower = 1, Voltage = 2 };
+inline constexpr std::size_t kMeasureTypes = 3;
 
 /// The quantity as log lines name it.
 constexpr std::string_view ToText(EMeasureType type) {

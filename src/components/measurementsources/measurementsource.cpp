@@ -58,7 +58,7 @@ ThreePhaseValue CMeasurementSource::GetMeasurementAverage(EMeasureType type, Mil
 ThreePhaseValue CMeasurementSource::GetMeasurements(EMeasureType type) {
   LOG_ENTRY(kClassName);
   std::shared_ptr<const MeasurementGetter> getter;
-  if (IndexOf(type) < kTypes && mIsEnabled[IndexOf(type)]) {
+  if (IndexOf(type) < kMeasureTypes && mIsEnabled[IndexOf(type)]) {
     CMutexLock lock(mRegistrationMutex);
     getter = mGetters[IndexOf(type)];
   }
@@ -73,7 +73,7 @@ void CMeasurementSource::RegisterErrorHandler(ErrorHandler handler) {
 
 bool CMeasurementSource::HasMeasurement(EMeasureType type) const {
   LOG_ENTRY(kClassName);
-  return IndexOf(type) < kTypes && mIsEnabled[IndexOf(type)];
+  return IndexOf(type) < kMeasureTypes && mIsEnabled[IndexOf(type)];
 }
 
 void CMeasurementSource::DumpLastReceivedData() {
@@ -83,7 +83,7 @@ void CMeasurementSource::DumpLastReceivedData() {
 void CMeasurementSource::RegisterMeasurement(EMeasureType type, MeasurementGetter getter) {
   LOG_ENTRY(kClassName);
   const std::size_t index = IndexOf(type);
-  if (index >= kTypes) return;
+  if (index >= kMeasureTypes) return;
   auto shared = std::make_shared<const MeasurementGetter>(std::move(getter));
   {
     CMutexLock lock(mRegistrationMutex);
@@ -97,7 +97,7 @@ void CMeasurementSource::RegisterMeasurement(EMeasureType type, MeasurementGette
 
 void CMeasurementSource::DeregisterMeasurement(EMeasureType type) {
   LOG_ENTRY(kClassName);
-  if (IndexOf(type) < kTypes) mIsEnabled[IndexOf(type)] = false;
+  if (IndexOf(type) < kMeasureTypes) mIsEnabled[IndexOf(type)] = false;
 }
 
 void CMeasurementSource::Start() {
@@ -129,7 +129,7 @@ void CMeasurementSource::NotifyErrorHandlers(bool error) {
 void CMeasurementSource::Sample(std::uint32_t run) {
   CMutexLock lock(mMeasurementMutex);
   if (!mIsSampling || run != mSamplingRun) return;
-  for (std::size_t index = 0; index < kTypes; ++index) {
+  for (std::size_t index = 0; index < kMeasureTypes; ++index) {
     if (!mIsEnabled[index]) continue;
     const auto type = static_cast<EMeasureType>(index);
     const ThreePhaseValue value = GetMeasurements(type);

@@ -51,10 +51,8 @@ class CMeasurementSource : public IMeasurementSource {
   CWorker& Worker() { return mWorker; }
 
  private:
-  static constexpr std::size_t kTypes = 3;
-
   template <class TValue>
-  using OfEachType = std::array<TValue, kTypes>;
+  using OfEachType = std::array<TValue, kMeasureTypes>;
 
   void Sample(std::uint32_t run);
 
