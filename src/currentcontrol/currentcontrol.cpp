@@ -86,6 +86,7 @@ void CCurrentcontrol::Start() {
   mChargeControl->Connect([this](ipc::EChargingState state) {
     for (const auto& follower : mChargingFollowers) follower->SetChargingState(state);
   });
+  for (const auto& component : mHeld) SetLimit(component->GetLimit());
   mLimiter->SetInitialLimits();
   mStateMachine.Start();
   mEnvironment.host.Start();
@@ -194,6 +195,8 @@ std::shared_ptr<CBlackoutProtectionBase> CCurrentcontrol::CreateBlackoutProtecti
   std::shared_ptr<CBlackoutProtectionBase> blackoutProtection;
   if (mConfig->GetGroupLoadBalancingEnable()) {
     LOG_INFO("BlackoutProtection for DynamicGroupLoadBalancing enabled");
+    LOG_WARNING(
+        "Nothing protects the main fuse: this version has no group leader to share out what it has left");
     blackoutProtection = std::make_shared<CBlackoutProtectionDGLB>(
         scheduler, std::move(source), mConfig, kBlackoutProtectionPeriod, std::move(signals));
   } else {
@@ -204,6 +207,7 @@ std::shared_ptr<CBlackoutProtectionBase> CCurrentcontrol::CreateBlackoutProtecti
             .presentCurrent = [limiter = mLimiter] { return limiter->GetSetpoint().current; },
             .limitChanged = [this](const SLimit& limit) { SetLimit(limit); }});
     mChargingFollowers.push_back(standalone);
+    mHeld.push_back(standalone);
     blackoutProtection = std::move(standalone);
   }
   blackoutProtection->Init();  // when it fails, it says why, and what it does then

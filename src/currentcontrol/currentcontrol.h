@@ -98,6 +98,8 @@ class CCurrentcontrol {
   CMeasurementSourceFactory mSources;
   /// Those of the components that are told whether the vehicle is charging.
   std::vector<std::shared_ptr<IChargeControl>> mChargingFollowers;
+  /// Those whose limit holds from the start, before anybody enables them: the vehicle waits for them.
+  std::vector<std::shared_ptr<IChargeControl>> mHeld;
 
   std::unique_ptr<IEvent> mFinished;
   CProcessActionHandler mActions;

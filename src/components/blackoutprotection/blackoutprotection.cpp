@@ -45,6 +45,7 @@ void CBlackoutProtection::Enable() {
   mState = EState::Stopped;
   if (!HasSource() || !IsConfigValid()) {
     Announce(ToMilliAmpere(GetFallbackCurrent()));
+    LOG_WARNING("The main fuse is not watched, limiting current to {} mA", mCurrentLimit);
   } else if (HasSourceReportedError()) {
     Announce(ToMilliAmpere(GetFallbackCurrent()));
     ReportFallback();
@@ -72,10 +73,12 @@ void CBlackoutProtection::SetChargingState(ipc::EChargingState state) {
 
 void CBlackoutProtection::UpdateLimit(const ThreePhaseValue& currents) {
   const std::int64_t largest = *std::ranges::max_element(currents);
-  EnterState(NextState(largest), largest);
+  const EState before = mState;
+  EnterState(NextState(largest));
   SendAmperes(*Signals().current, currents);
   mAllowance = Headroom(FuseRating(), currents);
   LimitFor(largest);
+  if (mState != before) LogState(before, largest);
 }
 
 CBlackoutProtection::EState CBlackoutProtection::NextState(std::int64_t largest) const {
@@ -103,13 +106,21 @@ CBlackoutProtection::EState CBlackoutProtection::NextState(std::int64_t largest)
   return mState;
 }
 
-void CBlackoutProtection::EnterState(EState state, std::int64_t largest) {
+void CBlackoutProtection::EnterState(EState state) {
   if (state == mState) return;
   // What a failing source interrupted goes on where it was.
   if (state == EState::ChargingStarted && mState != EState::SourceError) mChargingBegan.Restart();
-  LOG_INFO("Blackout protection: from {} to {} at {} mA of {} mA", ToText(mState), ToText(state), largest,
-           mLevel100);
   mState = state;
+}
+
+void CBlackoutProtection::LogState(EState before, std::int64_t largest) const {
+  if (mState == EState::SourceError) {
+    LOG_WARNING("Blackout protection: from {} to {}, limiting current to {} mA", ToText(before),
+                ToText(mState), mCurrentLimit);
+  } else {
+    LOG_INFO("Blackout protection: from {} to {} at {} mA of {} mA, limiting current to {} mA",
+             ToText(before), ToText(mState), largest, mLevel100, mCurrentLimit);
+  }
 }
 
 void CBlackoutProtection::LimitFor(std::int64_t largest) {
@@ -145,7 +156,7 @@ void CBlackoutProtection::ReduceCurrent(std::int64_t largest) {
   std::int64_t reduced = PresentMilliAmpere() + (mLevel95 - largest);
   if (reduced >= 1 && reduced < kLeastChargingMilliAmpere) {
     reduced = kLeastChargingMilliAmpere;
-    EnterState(EState::MinimumCurrentHold, largest);
+    EnterState(EState::MinimumCurrentHold);
     mClamped.Restart();
   }
   SetNewLimit(reduced);

@@ -52,7 +52,8 @@ class CBlackoutProtection final : public IChargeControl, public CBlackoutProtect
 
   /// At most one transition; `largest` is the largest phase current of the house in mA.
   EState NextState(std::int64_t largest) const REQUIRES(mMutex);
-  void EnterState(EState state, std::int64_t largest) REQUIRES(mMutex);
+  void EnterState(EState state) REQUIRES(mMutex);
+  void LogState(EState before, std::int64_t largest) const REQUIRES(mMutex);
   void LimitFor(std::int64_t largest) REQUIRES(mMutex);
   void Regulate(std::int64_t largest) REQUIRES(mMutex);
   void ReduceCurrent(std::int64_t largest) REQUIRES(mMutex);

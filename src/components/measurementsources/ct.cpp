@@ -69,12 +69,14 @@ bool CCt::InitOnWorker() {
   const SCtType* type = FindCtType(name);
   if (type == nullptr) {
     LOG_ERROR("Unknown Ct type configured: {}", Text::InOneLine(name));
+    LOG_INFO("The transformers' type, as it is set, must be one of: {}", CtTypeNames());
     EnterUnusable();
     return false;
   }
   {
     CMutexLock lock(mChipMutex);
     mType = type;
+    WarnOfTooLargeFuse();
   }
   if (!InitializeChip()) {
     LOG_ERROR("Ade7854 Initialization failed");
@@ -84,6 +86,19 @@ bool CCt::InitOnWorker() {
   }
   BeginMeasuring();
   return true;
+}
+
+void CCt::WarnOfTooLargeFuse() const {
+  // What blackout protection must still tell from less.
+  constexpr std::int64_t kMeasurablePercent = 125;
+  const auto most = static_cast<std::int64_t>(PrimaryAmpere(kFullScaleRegister) * kMilliAmperePerAmpere);
+  const std::int64_t fuse = mConfig->GetBopFuseRating();
+  if (fuse * kMeasurablePercent / 100 <= most) return;
+  LOG_ERROR(
+      "Transformers of type {} measure at most {} mA, which is too little for a main fuse of {} mA: "
+      "overloads "
+      "will not be seen",
+      mType->name, most, fuse);
 }
 
 bool CCt::InitializeChip() {
@@ -222,10 +237,14 @@ void CCt::NoteReading(EReading reading) {
   Worker().NonBlockingCall([this] { UpdateErrorState(); });
 }
 
+float CCt::PrimaryAmpere(float raw) const {
+  return mType->turnsRatio * kFullScaleInput / kBurden * raw /
+         (static_cast<float>(mType->pgaGain) * kFullScaleRegister);
+}
+
 std::int32_t CCt::ToMilliAmpere(std::uint32_t raw) const {
   constexpr float kTooMuch = 2147483648.0F;
-  const float ampere = mType->turnsRatio * kFullScaleInput / kBurden * static_cast<float>(raw) /
-                       (static_cast<float>(mType->pgaGain) * kFullScaleRegister);
+  const float ampere = PrimaryAmpere(static_cast<float>(raw));
   if (ampere > static_cast<float>(mType->nominalCurrent)) {
     LOG_WARNING("Current on CT is higher than nominal ({}A > {}A), measurement might not be accurate.",
                 ampere, mType->nominalCurrent);

@@ -69,6 +69,9 @@ class CCt final : public CMeasurementSource {
   ThreePhaseValue ReadCurrent();
   void NoteReading(EReading reading) REQUIRES(mChipMutex);
   std::int32_t ToMilliAmpere(std::uint32_t raw) const REQUIRES(mChipMutex);
+  /// A through the transformers at this register content.
+  float PrimaryAmpere(float raw) const REQUIRES(mChipMutex);
+  void WarnOfTooLargeFuse() const REQUIRES(mChipMutex);
 
   // Constant after construction.
   const std::shared_ptr<CCurrentControlConfig> mConfig;

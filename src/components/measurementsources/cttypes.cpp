@@ -18,3 +18,9 @@ const SCtType* FindCtType(std::string_view name) {
   const auto* found = std::ranges::find(kTypes, name, &SCtType::name);
   return found == std::end(kTypes) ? nullptr : found;
 }
+
+std::string CtTypeNames() {
+  std::string names;
+  for (const SCtType& type : kTypes) names.append(names.empty() ? "" : ", ").append(type.name);
+  return names;
+}

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 /// A current transformer that can be wired to the metering chip.
@@ -13,3 +14,6 @@ struct SCtType {
 
 /// Null: no such transformer. Exact case.
 const SCtType* FindCtType(std::string_view name);
+
+/// All of them, for messages.
+std::string CtTypeNames();

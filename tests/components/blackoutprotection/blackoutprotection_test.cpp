@@ -1,11 +1,14 @@
 #include "src/components/blackoutprotection/blackoutprotection.h"
 
+#include <atomic>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gmock/gmock.h>
 
 #include "platform/log/logcapture.h"
+#include "platform/worker/realscheduler.h"
 #include "src/components/blackoutprotection/blackoutprotectiondglb.h"
 #include "src/components/currentcontrolconfig.h"
 #include "src/diagnosticssignals/diagnosticssignals.h"
@@ -57,10 +60,13 @@ class CBlackoutProtectionTest : public ::testing::Test {
     return std::make_shared<CCurrentControlConfig>(mSettings, std::make_shared<CMemoryConfig>());
   }
   CBlackoutProtectionBase::SSignals Signals() {
+    return Signals([this](const CSignalDefinition& definition) { return mDiagnostics.Signal(definition); });
+  }
+  template <class TMake>
+  static CBlackoutProtectionBase::SSignals Signals(const TMake& make) {
     using namespace DiagnosticsSignals;
-    return {mDiagnostics.Signal(kBopCurrent),       mDiagnostics.Signal(kBopConstraint),
-            mDiagnostics.Signal(kBopMeterFailure),  mDiagnostics.Signal(kBopUsingFallback),
-            mDiagnostics.Signal(kBopInvalidConfig), mDiagnostics.Signal(kBopSourceUnusable)};
+    return {make(kBopCurrent),       make(kBopConstraint),    make(kBopMeterFailure),
+            make(kBopUsingFallback), make(kBopInvalidConfig), make(kBopSourceUnusable)};
   }
 
   void Start() {
@@ -244,6 +250,33 @@ TEST_F(CBlackoutProtectionTest, AGroupIsToldWhatTheFuseHasLeft) {
   mScheduler.RunFor(kPeriod);
   EXPECT_THAT(group->GetAllowanceCurrent(), ElementsAre(0, 0, 0));
   EXPECT_EQ(group->GetLimit().milliAmpere, 0);
+}
+
+TEST_F(CBlackoutProtectionTest, TheHouseTheSourceAndTheGroupMayComeAtOnce) {
+  const CLogCapture quiet(ELevel::Critical);
+  CRealScheduler scheduler;
+  // Never started: it only keeps what is reported.
+  const auto client = std::make_shared<CDiagnosticsCommClient>(
+      scheduler, std::make_shared<Rpc::CClient>("Diagnostics", nullptr));
+  std::atomic<int> limits{0};
+  mSource->mCurrents = {10000, 0, 0};
+  mBlackout = std::make_shared<CBlackoutProtection>(
+      scheduler, mSource, Config(), 1ms, Signals([&](const CSignalDefinition& definition) {
+        return std::make_shared<CDiagnosticsSignal>(definition, client);
+      }),
+      CBlackoutProtection::SCallbacks{[] { return 16.0F; }, [&limits](const SLimit&) { ++limits; }});
+  ASSERT_TRUE(mBlackout->Init());
+  std::thread source([this] {
+    for (int i = 0; i < 2000; ++i) mSource->mHandler(i % 2 == 0);
+  });
+  for (int i = 0; i < 20; ++i) {
+    mBlackout->Enable();
+    for (int look = 0; look < 500; ++look) Charge(mBlackout->GetAllowanceCurrent()[0] == 15000);
+    mBlackout->Disable();
+  }
+  source.join();
+  EXPECT_FALSE(mBlackout->IsInError());
+  EXPECT_GE(limits, 20);
 }
 
 }  // namespace

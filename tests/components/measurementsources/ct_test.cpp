@@ -108,6 +108,19 @@ TEST_F(CCtTest, TurnsRegistersIntoMilliAmpere) {
   EXPECT_THAT(mChip.calibrations, ElementsAre(ElementsAre(11, 0, 0, -21)));
 }
 
+TEST_F(CCtTest, SaysThatTransformersAreTooSmallForTheFuse) {
+  mSettings->Set("CurrentCtrlBopFuseRating", 48);
+  Make("C-CT-10");
+  ASSERT_TRUE(mCt->Init());
+  EXPECT_THAT(mLog.Texts(ELevel::Error), IsEmpty());
+  mSettings->Set("CurrentCtrlBopFuseRating", 49);
+  ASSERT_TRUE(mCt->Init());
+  EXPECT_THAT(
+      mLog.Texts(ELevel::Error),
+      ElementsAre("Transformers of type C-CT-10 measure at most 60264 mA, which is too little for a main "
+                  "fuse of 49000 mA: overloads will not be seen"));
+}
+
 TEST_F(CCtTest, TransformersThatAreUnknownStayInError) {
   for (const auto& [type, text] : std::vector<std::pair<Json::Value, std::string>>{
            {"c-ct-16", "c-ct-16"}, {"C-CT-16 ", "C-CT-16"}, {{}, ""}, {"a\nb", "a b"}}) {
