@@ -23,7 +23,7 @@ using Changes = std::map<Milliseconds, Change>;
 
 /// Something that is switched on on one phase, or on all three.
 struct SAppliance {
-  std::uint64_t phase;  ///< kPhases: all
+  std::size_t phase;  ///< kPhases: all
   std::int64_t milliAmpere;
   Milliseconds begin;
   Milliseconds end;
@@ -35,12 +35,12 @@ Milliseconds Between(CRandom& random, Milliseconds shortest, Milliseconds longes
 
 template <std::size_t kCount>
 std::uint32_t OneOf(CRandom& random, const std::array<std::uint32_t, kCount>& values) {
-  return values[random.Below(kCount)];
+  return values[random.Index(kCount)];
 }
 
 void Add(Changes& changes, const SAppliance& appliance, Milliseconds at, std::int64_t milliAmpere) {
   Change& change = changes[at];
-  for (std::uint64_t phase = 0; phase < change.size(); ++phase) {
+  for (std::size_t phase = 0; phase < change.size(); ++phase) {
     if (appliance.phase == phase || appliance.phase == CVehicle::kPhases) change[phase] += milliAmpere;
   }
 }
@@ -71,7 +71,7 @@ void AddBursts(CRandom& random, Changes& changes, const SAppliance& appliance) {
 
 void AddAppliance(CRandom& random, Changes& changes, std::uint32_t fuseAmpere) {
   SAppliance appliance{};
-  appliance.phase = random.Chance(1, 4) ? CVehicle::kPhases : random.Below(CVehicle::kPhases);
+  appliance.phase = random.Chance(1, 4) ? CVehicle::kPhases : random.Index(CVehicle::kPhases);
   appliance.milliAmpere = random.Between(500, std::int64_t{fuseAmpere} * kMilliAmperePerAmpere);
   appliance.begin = Between(random, seconds(10), SEveningPlan::kCalm - seconds(10));
   appliance.end = std::min(SEveningPlan::kCalm, appliance.begin + Between(random, seconds(5), seconds(400)));
@@ -111,7 +111,7 @@ std::vector<SEveningPlan::STrouble> MakeTroubles(CRandom& random) {
   std::vector<SEveningPlan::STrouble> troubles;
   Milliseconds at = Between(random, seconds(0), seconds(600));
   while (at < SEveningPlan::kCalm - seconds(60) && !random.Chance(1, 5)) {
-    troubles.push_back({at, kTroubles[random.Below(kTroubles.size())]});
+    troubles.push_back({at, kTroubles[random.Index(kTroubles.size())]});
     at += Between(random, seconds(1), seconds(40));
     troubles.push_back({at, ETrouble::Recover});
     at += Between(random, seconds(60), seconds(600));

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <random>
 
@@ -17,6 +18,9 @@ class CRandom {
     while (draw > CEngine::max() - surplus) draw = mEngine();
     return draw % count;
   }
+
+  /// A place in something of that size, which is at least 1.
+  std::size_t Index(std::size_t size) { return static_cast<std::size_t>(Below(size)); }
 
   /// Both ends included; `low` is at most `high`, and they are less than 2^63 apart.
   std::int64_t Between(std::int64_t low, std::int64_t high) {
