@@ -153,6 +153,11 @@ def measure():
     return rows, remarks
 
 
+def digits(figure):
+    """Three digits, and never fewer than there are before the point."""
+    return f"{figure:.0f}" if figure >= 100 else f"{figure:.3g}"
+
+
 def machine():
     cpu = next((line.split(":")[1].strip() for line in pathlib.Path("/proc/cpuinfo").read_text().splitlines()
                 if line.startswith("model name")), platform.machine())
@@ -178,7 +183,7 @@ def page(rows, remarks):
         share = f"{figure / bound * 100:.0f} %" if bound else "-"
         verdict = "pass" if passes(bound, inclusive, figure) else "**MISSED**"
         required = f"{'at most' if inclusive else 'under'} {bound:g} {unit}".strip()
-        lines.append(f"| {what} | {required} | {f'{figure:.3g} {unit}'.strip()} | {share} | {verdict} |")
+        lines.append(f"| {what} | {required} | {f'{digits(figure)} {unit}'.strip()} | {share} | {verdict} |")
     return "\n".join(lines + ["", *(f"- {remark}" for remark in remarks), ""])
 
 

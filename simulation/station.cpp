@@ -18,7 +18,6 @@ CStation::CStation(IScheduler& scheduler, Rpc::ICommunicationHost& host)
 
 void CStation::Start() {
   mWorker.Start();
-  mMeasuring = mWorker.AddCall([this] { Measure(); }, Milliseconds{0}, kMeterPeriod);
   mLooking = mWorker.AddCall([this] { Look(); }, Milliseconds{0}, CHouse::kPeriod);
 }
 
@@ -26,11 +25,9 @@ void CStation::Stop() {
   mWorker.Stop();
 }
 
-void CStation::Measure() {
-  mMeter->Measure(mChargePoint.View().draw);
-}
-
 void CStation::Look() {
-  mBasicCharge->TellChargingState(mChargePoint.View().state);
+  const CChargePoint::SView view = mChargePoint.View();
+  mBasicCharge->TellChargingState(view.state);
   mHouse.Look();
+  if (mLooks++ % (kMeterPeriod / CHouse::kPeriod) == 0) mMeter->Measure(view.draw);
 }

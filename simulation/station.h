@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 
 #include "platform/rpc/communicationhost.h"
@@ -38,7 +39,6 @@ class CStation {
   CSimulatedDiagnostics& Diagnostics() { return *mDiagnostics; }
 
  private:
-  void Measure();
   void Look();
 
   CChargePoint mChargePoint;
@@ -50,7 +50,7 @@ class CStation {
   const std::shared_ptr<CSimulatedBasicCharge> mBasicCharge;
   const std::shared_ptr<CSimulatedMeter> mMeter = std::make_shared<CSimulatedMeter>();
   const std::shared_ptr<CSimulatedDiagnostics> mDiagnostics = std::make_shared<CSimulatedDiagnostics>();
-  CCallHandle mMeasuring;
+  std::int64_t mLooks = 0;  // on the worker
   CCallHandle mLooking;
   CWorker mWorker;
 };

@@ -10,8 +10,8 @@ TimePoint NextDue(TimePoint due, Milliseconds period, TimePoint now) {
 }  // namespace
 
 void CCallQueue::Add(CallId id, Call call, TimePoint due, Milliseconds period) {
-  mCalls.emplace(id, SCall{std::move(call), due, period});
-  mPlaces.emplace(due, id);
+  const auto added = mCalls.emplace(id, SCall{std::move(call), due, period}).first;
+  mPlaces.emplace(Place{due, id}, &added->second);
 }
 
 CCallQueue::Dropped CCallQueue::Cancel(CallId id) {
@@ -34,13 +34,13 @@ CCallQueue::Calls CCallQueue::Clear() {
 }
 
 CCallQueue::SRun CCallQueue::BeginRun(TimePoint now) {
-  if (mPlaces.empty() || mPlaces.begin()->first > now) return {};
+  if (mPlaces.empty() || mPlaces.begin()->first.first > now) return {};
   mNextPlace = mPlaces.extract(mPlaces.begin());
-  mRunning = mNextPlace.value().second;
-  SCall& call = mCalls.at(mRunning);
+  mRunning = mNextPlace.key().second;
+  SCall& call = *mNextPlace.mapped();
   if (call.period > ICallLine::kOnce) {
     call.due = NextDue(call.due, call.period, now);
-    mNextPlace.value().first = call.due;
+    mNextPlace.key().first = call.due;
   } else {
     mNextPlace = {};
   }

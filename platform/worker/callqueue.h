@@ -1,7 +1,6 @@
 #pragma once
 
 #include <map>
-#include <set>
 #include <utility>
 
 #include "platform/worker/scheduler.h"
@@ -37,7 +36,7 @@ class CCallQueue {
   /// Whether the call waits for its turn or runs.
   bool Has(CallId id) const { return mCalls.find(id) != mCalls.end(); }
   /// Where the next call stands; null when none waits.
-  const Place* First() const { return mPlaces.empty() ? nullptr : &*mPlaces.begin(); }
+  const Place* First() const { return mPlaces.empty() ? nullptr : &mPlaces.begin()->first; }
 
   struct SRun {
     CallId id = 0;
@@ -51,7 +50,7 @@ class CCallQueue {
   Dropped EndRun();
 
  private:
-  using Places = std::set<Place>;
+  using Places = std::map<Place, SCall*>;
 
   Calls mCalls;
   Places mPlaces;  // of the waiting calls
