@@ -1,5 +1,6 @@
 #include <string>
 #include <tuple>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -46,6 +47,21 @@ TEST_F(CServiceLifeTest, StationWithoutConfigurationGivesNothing) {
   EXPECT_EQ(bare.Peers().BasicCharge().LastArrival().value().milliAmpere, 0U);
   EXPECT_EQ(mLog.Count("HwMaxCurrent is set to 0 in hwinfo.json"), 1);
   EXPECT_EQ(mLog.Count("CurrentCtrlFixedChargeCurrentLimit is set to 0 in settings.json"), 1);
+}
+
+TEST_F(CServiceLifeTest, BlackoutProtectionHoldsChargingFromTheFirstSetpointOn) {
+  CVirtualStation house(
+      {.hwinfo = R"({"HwMaxCurrent": 32, "HwOneOrThreePhase": 3})",
+       .settings = R"({"CurrentCtrlFixedChargeCurrentLimit": 25, "CurrentCtrlBopEnable": true,
+                                         "CurrentCtrlBopFuseRating": 25, "CurrentCtrlBopCtType": "C-CT-16"})",
+       .secrets = ""});
+  std::vector<std::uint32_t> arrived;
+  house.Peers().BasicCharge().OnArrival([&](const auto& arrival) { arrived.push_back(arrival.milliAmpere); });
+  house.House().SetLoads({9000, 1000, 0});
+  house.Start();
+  house.RunFor(std::chrono::seconds(2));
+  EXPECT_THAT(arrived,
+              ::testing::ElementsAre(0U, ::testing::AllOf(::testing::Ge(14740U), ::testing::Le(14760U))));
 }
 
 TEST_F(CServiceLifeTest, PeersThatComeAndGoAreToldOnceEachAndFoundAgain) {
