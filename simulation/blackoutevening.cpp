@@ -14,8 +14,8 @@ constexpr std::uint32_t kFallback = 6000;
 constexpr std::uint32_t kHardwareAmpere = 32;
 /// A sample and a look at it, each of 1250 ms, and the way to charge control.
 constexpr Milliseconds kNoticed{2600};
-/// As long as a change of the charging state, told once per second, may take to be looked at.
-constexpr Milliseconds kKnownToCharge{2500};
+/// As long as a change of the charging state may take to be told, every 250 ms, and looked at.
+constexpr Milliseconds kKnownToCharge{1600};
 /// mA; the current limiter does not forward a change of blackout protection's limit by less.
 constexpr std::uint32_t kForwarded = 250;
 /// mA: that, and what is lost between mA and A.

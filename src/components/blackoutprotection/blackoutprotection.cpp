@@ -168,7 +168,7 @@ void CBlackoutProtection::SetNewLimit(std::int64_t limit) {
 }
 
 void CBlackoutProtection::Announce(std::int32_t limit) {
-  LOG_DEBUG("Update limit from {} mA to {} mA", mCurrentLimit, limit);
+  if (limit != mCurrentLimit) LOG_DEBUG("Update limit from {} mA to {} mA", mCurrentLimit, limit);
   mCurrentLimit = limit;
   SendAmperes(*Signals().constraint, {limit, limit, limit});
   mCallbacks.limitChanged(Limit());

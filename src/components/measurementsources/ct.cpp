@@ -96,8 +96,7 @@ void CCt::WarnOfTooLargeFuse() const {
   if (fuse * kMeasurablePercent / 100 <= most) return;
   LOG_ERROR(
       "Transformers of type {} measure at most {} mA, which is too little for a main fuse of {} mA: "
-      "overloads "
-      "will not be seen",
+      "overloads will not be seen",
       mType->name, most, fuse);
 }
 
