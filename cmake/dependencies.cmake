@@ -7,6 +7,15 @@ find_package(fmt CONFIG REQUIRED)
 find_package(spdlog CONFIG REQUIRED)
 find_package(Boost 1.74 REQUIRED)
 pkg_check_modules(jsoncpp REQUIRED IMPORTED_TARGET jsoncpp)
+pkg_check_modules(libcurl REQUIRED IMPORTED_TARGET libcurl)
+pkg_check_modules(libmodbus REQUIRED IMPORTED_TARGET libmodbus)
+# For the simulated meters only.
+pkg_check_modules(microhttpd REQUIRED IMPORTED_TARGET libmicrohttpd)
+# Boards without it find no services on the network; everything else works there too.
+option(CURRENTCONTROL_AVAHI "Find services on the network by avahi, where it is installed" ON)
+if(CURRENTCONTROL_AVAHI)
+  pkg_check_modules(avahi IMPORTED_TARGET avahi-client)
+endif()
 
 # gRPC's target asks for the full protobuf runtime, which the library itself does not need: messages of the
 # `ipc` namespace are lite ones, so the whole process gets by with the lite runtime.

@@ -6,7 +6,7 @@ cd "$(dirname "$0")/.."
 
 packages=(
   libc6-dev libstdc++-12-dev libgrpc++-dev libprotobuf-dev libjsoncpp-dev libwolfssl-dev libasio-dev
-  libspdlog-dev libfmt-dev libboost1.74-dev libgtest-dev libgmock-dev googletest
+  libspdlog-dev libfmt-dev libboost1.74-dev libcurl4-openssl-dev libmodbus-dev libavahi-client-dev libmicrohttpd-dev libgtest-dev libgmock-dev googletest
 )
 sysroot=build/arm-sysroot
 recipe=$(sha256sum < scripts/make-arm-sysroot.sh)

@@ -22,10 +22,10 @@ constexpr std::string_view kSolarParametersKey = "SolarChargingSourceParameters"
 constexpr std::string_view kHouseholdSourceKey = "UserDefinedHouseholdPowerLimitSource";
 constexpr std::string_view kHouseholdParametersKey = "UserDefinedHouseholdPowerLimitSourceParameters";
 
-constexpr std::string_view kHomeWizard = "homewizard";
-constexpr std::string_view kModbusTcp = "modbustcp";
-constexpr std::array<std::string_view, 4> kPowerSources = {kHomeWizard, "p1extender", kModbusTcp,
-                                                           "modbusrtu"};
+using SettingsKeys::kHomeWizard;
+using SettingsKeys::kModbusTcp;
+constexpr std::array kPowerSources = {kHomeWizard, SettingsKeys::kP1Extender, kModbusTcp,
+                                      SettingsKeys::kModbusRtu};
 
 constexpr auto kAddress = "address";
 

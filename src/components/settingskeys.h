@@ -11,7 +11,11 @@ inline constexpr std::string_view kHouseholdPowerLimitEnable = "UserDefinedHouse
 /// In the hardware description.
 inline constexpr std::string_view kOneOrThreePhase = "HwOneOrThreePhase";
 
-/// The source that is no meter: the station's own current transformers.
+/// Types of meters: the station's own current transformers, and those that somebody else made.
 inline constexpr std::string_view kCurrentTransformers = "ct";
+inline constexpr std::string_view kP1Extender = "p1extender";
+inline constexpr std::string_view kHomeWizard = "homewizard";
+inline constexpr std::string_view kModbusTcp = "modbustcp";
+inline constexpr std::string_view kModbusRtu = "modbusrtu";
 
 }  // namespace SettingsKeys

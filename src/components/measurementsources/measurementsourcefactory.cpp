@@ -16,8 +16,9 @@ namespace {
 
 constexpr auto kClassName = "CMeasurementSourceFactory";
 
-constexpr std::array<std::string_view, 5> kKnownTypes{SettingsKeys::kCurrentTransformers, "p1extender",
-                                                      "homewizard", "modbustcp", "modbusrtu"};
+constexpr std::array kKnownTypes{SettingsKeys::kCurrentTransformers, SettingsKeys::kP1Extender,
+                                 SettingsKeys::kHomeWizard, SettingsKeys::kModbusTcp,
+                                 SettingsKeys::kModbusRtu};
 
 bool IsIntegral(const Json::Value& number) {
   return number.isInt64() || number.isUInt64();
