@@ -101,6 +101,11 @@ bool CCurrentControlConfig::HasRs485() const {
   return mHwinfo->GetBool("HwHasRs485", false);
 }
 
+bool CCurrentControlConfig::HasRs485AutoDirection() const {
+  LOG_ENTRY(kClassName);
+  return mHwinfo->GetBool("HwRs485AutoDirection", false);
+}
+
 bool CCurrentControlConfig::HasCtConnector() const {
   LOG_ENTRY(kClassName);
   return mHwinfo->GetBool("HwHasBop", false);

@@ -42,6 +42,7 @@ class CCurrentControlConfig {
   std::vector<std::int32_t> GetBopCalIGains() const;
   std::vector<std::int32_t> GetBopCalIRmsOffsets() const;
   bool HasRs485() const;
+  bool HasRs485AutoDirection() const;  ///< the line switches between sending and receiving by itself
   bool HasCtConnector() const;
   bool HasDigitalInputs() const;
 

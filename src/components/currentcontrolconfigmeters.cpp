@@ -16,16 +16,8 @@ namespace {
 
 constexpr auto kClassName = "CCurrentControlConfig";
 
-constexpr std::string_view kBopParametersKey = "BopSourceParameters";
-constexpr std::string_view kSolarSourceKey = "SolarChargingSource";
-constexpr std::string_view kSolarParametersKey = "SolarChargingSourceParameters";
-constexpr std::string_view kHouseholdSourceKey = "UserDefinedHouseholdPowerLimitSource";
-constexpr std::string_view kHouseholdParametersKey = "UserDefinedHouseholdPowerLimitSourceParameters";
-
-using SettingsKeys::kHomeWizard;
-using SettingsKeys::kModbusTcp;
-constexpr std::array kPowerSources = {kHomeWizard, SettingsKeys::kP1Extender, kModbusTcp,
-                                      SettingsKeys::kModbusRtu};
+using namespace SettingsKeys;
+constexpr std::array kPowerSources = {kHomeWizard, kP1Extender, kModbusTcp, kModbusRtu};
 
 constexpr auto kAddress = "address";
 
@@ -33,40 +25,40 @@ constexpr auto kAddress = "address";
 
 Json::Value CCurrentControlConfig::GetBopSourceParameters() const {
   LOG_ENTRY(kClassName);
-  const std::string text = mSettings->GetString(kBopParametersKey, "");
-  if (Text::ToLowerCase(GetBopSource()) == SettingsKeys::kCurrentTransformers) {
+  const std::string text = mSettings->GetString(kBopSourceParameters, "");
+  if (Text::ToLowerCase(GetBopSource()) == kCurrentTransformers) {
     Json::Value params(Json::objectValue);
     params["type"] = GetBopCtType();
     return params;
   }
-  return SourceParameters::Parse(kBopParametersKey, text);
+  return SourceParameters::Parse(kBopSourceParameters, text);
 }
 
 std::string CCurrentControlConfig::GetSolarChargingSource() {
   LOG_ENTRY(kClassName);
-  std::string source = mSettings->GetString(kSolarSourceKey, "");
+  std::string source = mSettings->GetString(kSolarSource, "");
   if (!source.empty()) return source;
-  return UpdateSourceConfig(GetBopSource(), SettingsKeys::kBopSource, kSolarSourceKey, kSolarParametersKey);
+  return UpdateSourceConfig(GetBopSource(), kBopSource, kSolarSource, kSolarSourceParameters);
 }
 
 Json::Value CCurrentControlConfig::GetSolarChargingSourceParameters() {
   LOG_ENTRY(kClassName);
   // The text first: parameters that the source's migration stores count from the next call on.
-  const std::string text = mSettings->GetString(kSolarParametersKey, "");
-  return ParametersOf(GetSolarChargingSource(), kSolarParametersKey, text);
+  const std::string text = mSettings->GetString(kSolarSourceParameters, "");
+  return ParametersOf(GetSolarChargingSource(), kSolarSourceParameters, text);
 }
 
 std::string CCurrentControlConfig::GetUserDefinedHouseholdPowerLimitSource() {
   LOG_ENTRY(kClassName);
-  std::string source = mSettings->GetString(kHouseholdSourceKey, "");
+  std::string source = mSettings->GetString(kHouseholdSource, "");
   if (!source.empty()) return source;
   return UpdateHouseholdPowerLimitSourceConfig();
 }
 
 Json::Value CCurrentControlConfig::GetUserDefinedHouseholdPowerLimitSourceParameters() {
   LOG_ENTRY(kClassName);
-  const std::string text = mSettings->GetString(kHouseholdParametersKey, "");
-  return ParametersOf(GetUserDefinedHouseholdPowerLimitSource(), kHouseholdParametersKey, text);
+  const std::string text = mSettings->GetString(kHouseholdSourceParameters, "");
+  return ParametersOf(GetUserDefinedHouseholdPowerLimitSource(), kHouseholdSourceParameters, text);
 }
 
 Json::Value CCurrentControlConfig::ParametersOf(std::string_view source, std::string_view key,
@@ -81,17 +73,17 @@ Json::Value CCurrentControlConfig::ParametersOf(std::string_view source, std::st
 
 void CCurrentControlConfig::SetBopSourceParameters(const Json::Value& params) {
   LOG_ENTRY_AT(Log::ELogLevel::Debug, kClassName);
-  WriteParameters(kBopParametersKey, params);
+  WriteParameters(kBopSourceParameters, params);
 }
 
 void CCurrentControlConfig::SetSolarChargingSourceParameters(const Json::Value& params) {
   LOG_ENTRY_AT(Log::ELogLevel::Debug, kClassName);
-  WriteParameters(kSolarParametersKey, params);
+  WriteParameters(kSolarSourceParameters, params);
 }
 
 void CCurrentControlConfig::SetUserDefinedHouseholdPowerLimitSourceParameters(const Json::Value& params) {
   LOG_ENTRY_AT(Log::ELogLevel::Debug, kClassName);
-  WriteParameters(kHouseholdParametersKey, params);
+  WriteParameters(kHouseholdSourceParameters, params);
 }
 
 void CCurrentControlConfig::WriteParameters(std::string_view key, const Json::Value& params) {
@@ -102,8 +94,8 @@ void CCurrentControlConfig::WriteParameters(std::string_view key, const Json::Va
 
 void CCurrentControlConfig::SetBopHomeWizardAddress(const std::string& address) {
   LOG_ENTRY_AT(Log::ELogLevel::Debug, kClassName);
-  mSettings->SetString(SettingsKeys::kBopHomeWizardAddress, address);
-  LOG_DEBUG("{} is set to :{}", SettingsKeys::kBopHomeWizardAddress, Text::InOneLine(address));
+  mSettings->SetString(kBopHomeWizardAddress, address);
+  LOG_DEBUG("{} is set to :{}", kBopHomeWizardAddress, Text::InOneLine(address));
 }
 
 bool CCurrentControlConfig::IsValidPowerSource(std::string_view type, const Json::Value& params) const {
@@ -120,7 +112,7 @@ std::string CCurrentControlConfig::UpdateSourceConfig(const std::string& source,
                                                       std::string_view toParametersKey) {
   LOG_ENTRY_AT(Log::ELogLevel::Debug, kClassName);
   const Json::Value params =
-      fromKey == kSolarSourceKey ? GetSolarChargingSourceParameters() : GetBopSourceParameters();
+      fromKey == kSolarSource ? GetSolarChargingSourceParameters() : GetBopSourceParameters();
   if (!IsValidPowerSource(source, params)) return {};
   mSettings->SetString(toKey, source);
   mSettings->SetString(toParametersKey, JsonText::ToLine(params));
@@ -129,13 +121,12 @@ std::string CCurrentControlConfig::UpdateSourceConfig(const std::string& source,
 
 std::string CCurrentControlConfig::UpdateHouseholdPowerLimitSourceConfig() {
   LOG_ENTRY_AT(Log::ELogLevel::Debug, kClassName);
-  std::string source = UpdateSourceConfig(GetSolarChargingSource(), kSolarSourceKey, kHouseholdSourceKey,
-                                          kHouseholdParametersKey);
+  std::string source = UpdateSourceConfig(GetSolarChargingSource(), kSolarSource, kHouseholdSource,
+                                          kHouseholdSourceParameters);
   if (source.empty()) {
-    source = UpdateSourceConfig(GetBopSource(), SettingsKeys::kBopSource, kHouseholdSourceKey,
-                                kHouseholdParametersKey);
+    source = UpdateSourceConfig(GetBopSource(), kBopSource, kHouseholdSource, kHouseholdSourceParameters);
   }
-  if (!source.empty()) mSettings->SetBool(SettingsKeys::kHouseholdPowerLimitEnable, true);
+  if (!source.empty()) mSettings->SetBool(kHouseholdPowerLimitEnable, true);
   return source;
 }
 
@@ -144,7 +135,8 @@ void CCurrentControlConfig::UpdateBopHomewizardParameters() {
   if (GetBopSource() != kHomeWizard) return;
   Json::Value params(Json::objectValue);
   // Text that is broken may still be mended by hand: it is not written over.
-  if (!SourceParameters::TryParse(kBopParametersKey, mSettings->GetString(kBopParametersKey, ""), params))
+  if (!SourceParameters::TryParse(kBopSourceParameters, mSettings->GetString(kBopSourceParameters, ""),
+                                  params))
     return;
   const std::string legacy = GetHomeWizardAddress();
   if (!SourceParameters::TextOf(params, kAddress).empty() || legacy.empty()) return;

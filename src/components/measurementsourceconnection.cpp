@@ -1,7 +1,6 @@
 #include "src/components/measurementsourceconnection.h"
 
 #include <algorithm>
-#include <array>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -12,6 +11,7 @@
 #include "platform/utility/jsontext.h"
 #include "platform/utility/text.h"
 #include "src/components/currentcontrolconfig.h"
+#include "src/components/meterfeatures.h"
 #include "src/components/settingskeys.h"
 
 namespace {
@@ -21,30 +21,6 @@ using JsonText::ToLog;
 constexpr auto kClassName = "CMeasurementSourceConnection";
 /// In bytes; far beyond any meter's, and of no weight in the settings file.
 constexpr std::size_t kLongestParameters = 4096;
-
-/// A feature that measures with a meter of its own choice.
-struct SFeature {
-  std::string_view name;
-  std::string (*source)(CCurrentControlConfig&);
-  Json::Value (*parameters)(CCurrentControlConfig&);
-  void (*store)(CCurrentControlConfig&, const Json::Value&);
-};
-using Config = CCurrentControlConfig;
-constexpr std::array<SFeature, 3> kFeatures{{
-    {"blackout protection", [](Config& config) { return config.GetBopSource(); },
-     [](Config& config) { return config.GetBopSourceParameters(); },
-     [](Config& config, const Json::Value& parameters) { config.SetBopSourceParameters(parameters); }},
-    {"solar charging", [](Config& config) { return config.GetSolarChargingSource(); },
-     [](Config& config) { return config.GetSolarChargingSourceParameters(); },
-     [](Config& config, const Json::Value& parameters) {
-       config.SetSolarChargingSourceParameters(parameters);
-     }},
-    {"household power limit", [](Config& config) { return config.GetUserDefinedHouseholdPowerLimitSource(); },
-     [](Config& config) { return config.GetUserDefinedHouseholdPowerLimitSourceParameters(); },
-     [](Config& config, const Json::Value& parameters) {
-       config.SetUserDefinedHouseholdPowerLimitSourceParameters(parameters);
-     }},
-}};
 
 /// Answers an empty text or what is wrong.
 std::string ReadParameters(const std::string& text, Json::Value& parameters) {
@@ -84,7 +60,7 @@ void CMeasurementSourceConnection::Set(const ipc::MMeasurementSource& connection
   }
 
   bool isUsed = false;
-  for (const SFeature& feature : kFeatures) {
+  for (const SMeterFeature& feature : MeterFeatures()) {
     if (feature.source(*mConfig) != connection.type()) continue;
     isUsed = true;
     feature.store(*mConfig, parameters);
@@ -95,7 +71,7 @@ void CMeasurementSourceConnection::Set(const ipc::MMeasurementSource& connection
 
 void CMeasurementSourceConnection::Clear() {
   LOG_ENTRY(kClassName);
-  for (const SFeature& feature : kFeatures) {
+  for (const SMeterFeature& feature : MeterFeatures()) {
     if (Text::ToLowerCase(feature.source(*mConfig)) == SettingsKeys::kCurrentTransformers) continue;
     if (!HasContent(feature.parameters(*mConfig))) continue;
     feature.store(*mConfig, Json::objectValue);

@@ -6,6 +6,12 @@
 namespace SettingsKeys {
 
 inline constexpr std::string_view kBopSource = "BopSource";
+inline constexpr std::string_view kBopSourceParameters = "BopSourceParameters";
+inline constexpr std::string_view kSolarSource = "SolarChargingSource";
+inline constexpr std::string_view kSolarSourceParameters = "SolarChargingSourceParameters";
+inline constexpr std::string_view kHouseholdSource = "UserDefinedHouseholdPowerLimitSource";
+inline constexpr std::string_view kHouseholdSourceParameters =
+    "UserDefinedHouseholdPowerLimitSourceParameters";
 inline constexpr std::string_view kBopHomeWizardAddress = "BopHomeWizardAddress";
 inline constexpr std::string_view kHouseholdPowerLimitEnable = "UserDefinedHouseholdPowerLimitEnable";
 /// In the hardware description.

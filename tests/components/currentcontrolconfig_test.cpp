@@ -58,6 +58,7 @@ TEST_F(CConfigTest, GettersFollowTheirKeysDefaultsAndUnits) {
   } kCases[] = {
       {"HwHasMeter", Get<&C::HasMeter>},
       {"HwHasRs485", Get<&C::HasRs485>},
+      {"HwRs485AutoDirection", Get<&C::HasRs485AutoDirection>},
       {"HwHasBop", Get<&C::HasCtConnector>},
       {"HwHasDigitalInputs", Get<&C::HasDigitalInputs>},
       {"CurrentCtrlBopEnable", Get<&C::GetBopEnable>},
