@@ -157,9 +157,16 @@ SScenario::Action ReadMeteringChip(const CNode& node) {
   return SScenario::SMeteringChip{kFates[node.Choice(NamesIn(kFates))].second};
 }
 
+SScenario::Action ReadMeter(const CNode& node) {
+  using EFate = CHouseMeter::EFate;
+  constexpr std::array<std::pair<std::string_view, EFate>, 3> kFates{
+      {{"vanish", EFate::Away}, {"return", EFate::Good}, {"garble", EFate::Garbled}}};
+  return SScenario::SMeter{kFates[node.Choice(NamesIn(kFates))].second};
+}
+
 SScenario::Action ReadAction(const CNode& event) {
   using Reader = SScenario::Action (*)(const CNode&);
-  constexpr std::array<std::pair<std::string_view, Reader>, 9> kReaders{
+  constexpr std::array<std::pair<std::string_view, Reader>, 10> kReaders{
       {{"set-limit", ReadSetLimit},
        {"clear-limit", ReadClearLimit},
        {"vehicle", ReadVehicle},
@@ -168,7 +175,8 @@ SScenario::Action ReadAction(const CNode& event) {
        {"charge-control", ReadChargeControl},
        {"supervisor", ReadSupervisor},
        {"house", ReadHouse},
-       {"metering-chip", ReadMeteringChip}}};
+       {"metering-chip", ReadMeteringChip},
+       {"meter", ReadMeter}}};
   std::vector<std::string_view> keys = NamesIn(kReaders);
   keys.insert(keys.begin(), "at");
   event.AllowKeys(keys);

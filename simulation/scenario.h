@@ -14,6 +14,7 @@
 
 #include "platform/utility/files.h"
 #include "platform/worker/scheduler.h"
+#include "simulation/housemeter.h"
 #include "simulation/vehicle.h"
 
 /// What happens around current control, and when. The file's form is described in docs/scenarios.md.
@@ -56,8 +57,12 @@ struct SScenario {
   struct SMeteringChip {
     enum class EFate { Reset, Vanish, Return } fate;
   };
+  /// The meter at the house connection.
+  struct SMeter {
+    CHouseMeter::EFate fate;
+  };
   using Action = std::variant<SSetLimit, SClearLimit, SVehicleChange, SPpState, STemperatures, SChargeControl,
-                              SSupervisor, SHouseChange, SMeteringChip>;
+                              SSupervisor, SHouseChange, SMeteringChip, SMeter>;
 
   struct SEvent {
     Milliseconds at;

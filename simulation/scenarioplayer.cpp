@@ -90,3 +90,7 @@ void CScenarioPlayer::Do(const SScenario::SMeteringChip& action) {
   if (action.fate == EFate::Vanish) mStation.Chip().Vanish();
   if (action.fate == EFate::Return) mStation.Chip().Return();
 }
+
+void CScenarioPlayer::Do(const SScenario::SMeter& action) {
+  mStation.Meter().SetFate(action.fate);
+}

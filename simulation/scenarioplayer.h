@@ -30,6 +30,7 @@ class CScenarioPlayer {
   void Do(const SScenario::SSupervisor& action);
   void Do(const SScenario::SHouseChange& change);
   void Do(const SScenario::SMeteringChip& action);
+  void Do(const SScenario::SMeter& action);
 
   CStation& mStation;
   CSupervisor& mSupervisor;

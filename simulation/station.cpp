@@ -4,6 +4,7 @@ CStation::CStation(IScheduler& scheduler, Rpc::ICommunicationHost& host)
     : mChargePoint(scheduler),
       mHouse(scheduler, mChargePoint),
       mChip([this] { return mHouse.AtTheConnection(); }),
+      mHouseMeter(scheduler, mHouse),
       mBasicCharge(std::make_shared<CSimulatedBasicCharge>(scheduler, mChargePoint)),
       mWorker(scheduler, "Station") {
   host.RegisterService("Adac", ipc::CreateService(std::shared_ptr<ipc::IAdac>(mAdac)));

@@ -7,6 +7,7 @@
 #include "platform/worker/worker.h"
 #include "simulation/chargepoint.h"
 #include "simulation/house.h"
+#include "simulation/housemeter.h"
 #include "simulation/meteringchip.h"
 #include "simulation/simulatedadac.h"
 #include "simulation/simulatedbasiccharge.h"
@@ -32,6 +33,8 @@ class CStation {
   CChargePoint& ChargePoint() { return mChargePoint; }
   CHouse& House() { return mHouse; }
   CMeteringChip& Chip() { return mChip; }
+  /// The one at the house connection, whoever reads it and how.
+  CHouseMeter& Meter() { return mHouseMeter; }
   CSimulatedAdac& Adac() { return *mAdac; }
   CSimulatedNetM& NetM() { return *mNetM; }
   CSimulatedSafetyMcuComm& SafetyMcuComm() { return *mSafetyMcuComm; }
@@ -44,6 +47,7 @@ class CStation {
   CChargePoint mChargePoint;
   CHouse mHouse;
   CMeteringChip mChip;
+  CHouseMeter mHouseMeter;
   const std::shared_ptr<CSimulatedAdac> mAdac = std::make_shared<CSimulatedAdac>();
   const std::shared_ptr<CSimulatedNetM> mNetM = std::make_shared<CSimulatedNetM>();
   const std::shared_ptr<CSimulatedSafetyMcuComm> mSafetyMcuComm = std::make_shared<CSimulatedSafetyMcuComm>();

@@ -58,6 +58,7 @@ TEST(Scenario, TellsPlaceKeyAndWhatIsAllowed) {
       {event(R"("house": {"l4-milliampere": 1})"),
        R"(1:42: "l4-milliampere" is not a key that is known here; allowed: "l1-milliampere", "l2-milliampere", )"
        R"("l3-milliampere", "fuse-ampere")"},
+      {event(R"("meter": "gone")"), R"(1:32: "meter" must be "vanish", "return" or "garble")"},
       {event(R"("house": {"fuse-ampere": 0})"),
        R"(1:42: "fuse-ampere" must be a whole number from 1 to 125)"}};
   for (const auto& [text, error] : kCases) EXPECT_EQ(ErrorOf(text), "s.json:" + error);
@@ -67,6 +68,8 @@ TEST(Scenario, TellsPlaceKeyAndWhatIsAllowed) {
 TEST(Scenario, ThoseAtHandAreRight) {
   CPosixFiles files;
   EXPECT_EQ(LoadScenario(files, SCENARIOS "/demo.json").repeat, 1min);
+  const auto fates = LoadScenario(files, SCENARIOS "/meter-lost.json").events;
+  EXPECT_EQ(std::get<SScenario::SMeter>(fates.at(3).action).fate, CHouseMeter::EFate::Away);
   EXPECT_EQ(LoadScenario(files, SCENARIOS "/evening.json").events.back().at, 9h + 1s);
   EXPECT_THAT(
       [&] { LoadScenario(files, "/none.json"); },
