@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 
 #include "platform/log/logcapture.h"
+#include "src/components/meterfeatures.h"
 #include "support/memoryconfig.h"
 
 namespace {
@@ -229,6 +230,23 @@ TEST_F(CConfigTest, ModbusTcpNeedsAModelThatHasTcp) {
   EXPECT_TRUE(config.IsValidPowerSource("modbusrtu", Json::arrayValue));
   EXPECT_FALSE(config.IsValidPowerSource("ct", {}));
   EXPECT_FALSE(config.IsValidPowerSource("HomeWizard", {}));
+}
+
+TEST_F(CConfigTest, AFoundHomeWizardIsStoredForWhomeverKnewItByItsFormerAddress) {
+  mSettings->Set("BopSource", "homewizard");
+  mSettings->Set("BopSourceParameters", R"({"address":"10.0.0.5","note":1})");
+  mSettings->Set("SolarChargingSource", "homewizard");
+  mSettings->Set("SolarChargingSourceParameters", R"({"address":"10.0.0.6"})");
+  mSettings->Set("UserDefinedHouseholdPowerLimitSource", "homewizard");
+  mSettings->Set("UserDefinedHouseholdPowerLimitSourceParameters", R"({"address":"10.0.0.5",)");
+  Json::Value found;
+  found["address"] = "10.0.0.7";
+  found["serial"] = "5c2faf334455";
+  StoreFoundHomeWizard(Create(), "10.0.0.5", found);
+  EXPECT_EQ(Text("BopSourceParameters"), R"({"address":"10.0.0.7","note":1,"serial":"5c2faf334455"})");
+  EXPECT_EQ(Text("SolarChargingSourceParameters"), R"({"address":"10.0.0.6"})");
+  // Broken text may still be mended by hand.
+  EXPECT_EQ(Text("UserDefinedHouseholdPowerLimitSourceParameters"), R"({"address":"10.0.0.5",)");
 }
 
 TEST_F(CConfigTest, HostileParameterTextIsOneErrorLineAndAnEmptyObject) {
