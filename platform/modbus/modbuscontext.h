@@ -1,0 +1,37 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+#include "platform/modbus/modbusclient.h"
+
+struct _modbus;  // libmodbus' own name of what it calls modbus_t
+
+/// A libmodbus context: what all ways to units have in common. One thread at a time.
+class CModbusContext {
+ public:
+  /// Owns what libmodbus has created; null when it has not, and errno says why.
+  explicit CModbusContext(_modbus* context);
+  ~CModbusContext();
+  CModbusContext(const CModbusContext&) = delete;
+  CModbusContext& operator=(const CModbusContext&) = delete;
+
+  /// Waits as long at most.
+  SModbusResult Connect(Milliseconds longest);
+  SModbusResult Read(EModbusTable table, std::uint8_t unit, std::uint16_t address,
+                     std::span<std::uint16_t> registers);
+  /// Null when there is none.
+  _modbus* Get() const { return mContext; }
+
+ private:
+  _modbus* const mContext;
+  const int mCreationError;
+};
+
+namespace ModbusError {
+
+/// The text of an error of libmodbus or of the system.
+SModbusResult Lost(std::string_view operation, int error);
+
+}  // namespace ModbusError
