@@ -40,4 +40,7 @@ inline constexpr std::array<CSignalDefinition, 3> kImplausibleCt{
      {30201, "CurrentControl implausible CT at phase 2", EKind::Boolean},
      {30202, "CurrentControl implausible CT at phase 3", EKind::Boolean}}};
 
+// P1 extender: 30300 to 30399
+inline constexpr CSignalDefinition kP1Version{30300, "CurrentControl P1 extender P1 version", EKind::Text};
+
 }  // namespace DiagnosticsSignals

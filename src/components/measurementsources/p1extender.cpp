@@ -1,0 +1,102 @@
+#include "src/components/measurementsources/p1extender.h"
+
+#include <utility>
+#include <vector>
+
+#include "platform/log/log.h"
+
+namespace {
+
+constexpr auto kClassName = "CP1Extender";
+
+}  // namespace
+
+CP1Extender::CP1Extender(IScheduler& scheduler, std::shared_ptr<ICommunicationListener> line,
+                         std::unique_ptr<IP1Parser> parser, std::string label, const SPeriods& periods)
+    : CMeterSource(scheduler, kClassName, std::move(label), periods),
+      mLine(std::move(line)),
+      mParser(std::move(parser)),
+      mFraming([this](std::span<const std::uint8_t> telegram) { HandleTelegram(telegram); },
+               [this] { HandleEndlessTelegram(); }) {
+  LOG_ENTRY(kClassName);
+  mLine->SetDataReceivedHandler([this](const std::shared_ptr<ICommunicationListener::IEndpoint>& endpoint) {
+    Receive(endpoint->GetReceiveBuffer());
+  });
+  RegisterErrorHandler([this](bool error) {
+    if (error) DumpForError();
+  });
+}
+
+CP1Extender::~CP1Extender() {
+  LOG_ENTRY(kClassName);
+  CP1Extender::DeInit();
+  mLine->SetDataReceivedHandler({});
+}
+
+bool CP1Extender::Init() {
+  LOG_ENTRY(kClassName);
+  Worker().Start();
+  bool isStarted = false;
+  Worker().BlockingCall([this, &isStarted] {
+    Expect();
+    mBackOff.Reset();
+    isStarted = StartLine();
+  });
+  return isStarted;
+}
+
+void CP1Extender::DeInit() {
+  LOG_ENTRY(kClassName);
+  CMeterSource::DeInit();
+  mNextAttempt.Cancel();
+  mLine->Stop();
+  mFraming.Clear();
+}
+
+bool CP1Extender::StartLine() {
+  mNextAttempt.Cancel();
+  if (mLine->Start()) return true;
+  Fail("there is no serial line to it");
+  mNextAttempt = Worker().AddCall([this] { StartLine(); }, mBackOff.Next());
+  return false;
+}
+
+void CP1Extender::DumpForError() {
+  // After the other handlers, which must not wait for a file.
+  if (mHasReceived) Worker().NonBlockingCall([this] { DumpLastReceivedData(); });
+}
+
+void CP1Extender::DumpLastReceivedData() {
+  LOG_ENTRY(kClassName);
+  CMutexLock lock(mParserMutex);
+  mParser->DumpLastReceivedData();
+}
+
+void CP1Extender::Receive(std::vector<std::uint8_t>& data) {
+  mFraming.Feed(data);
+  data.clear();
+}
+
+void CP1Extender::HandleTelegram(std::span<const std::uint8_t> telegram) {
+  mIsEndlessTold = false;
+  mHasReceived = true;
+  SP1Output output;
+  {
+    CMutexLock lock(mParserMutex);
+    output = mParser->Parse(telegram.data(), telegram.size());
+  }
+  Worker().NonBlockingCall([this, output] {
+    if (output.success) {
+      Accept(output);
+    } else {
+      Reject("its telegrams are damaged");
+    }
+  });
+}
+
+void CP1Extender::HandleEndlessTelegram() {
+  if (!std::exchange(mIsEndlessTold, true)) {
+    LOG_WARNING("A telegram that does not end within {} bytes is dropped", CP1Framing::kLongestTelegram);
+  }
+  Worker().NonBlockingCall([this] { Reject("its telegrams do not end"); });
+}

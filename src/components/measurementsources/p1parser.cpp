@@ -1,0 +1,95 @@
+#include "src/components/measurementsources/p1parser.h"
+
+#include <iterator>
+#include <span>
+#include <string>
+#include <utility>
+
+#include <fmt/format.h>
+
+#include "platform/log/log.h"
+#include "src/components/measurementsources/p1output.h"
+
+namespace {
+
+constexpr auto kClassName = "CP1Parser";
+constexpr double kPerUnit = 1000.0;
+
+}  // namespace
+
+CP1Parser::CP1Parser(IFiles& files, std::filesystem::path dumpFile,
+                     std::shared_ptr<CDiagnosticsSignal> version)
+    : mFiles(files), mDumpFile(std::move(dumpFile)), mVersion(std::move(version)) {
+  LOG_ENTRY(kClassName);
+}
+
+CP1Parser::~CP1Parser() {
+  LOG_ENTRY(kClassName);
+  if (mVersion) mVersion->SendText("Unknown");
+}
+
+SP1Output CP1Parser::Parse(const std::uint8_t* data, std::size_t length) {
+  LOG_ENTRY(kClassName);
+  const P1::SResult result = P1::ParseTelegram(std::span(data, length), P1::EUnknownFields::Ignored, mRecord);
+  if (result.failure != P1::EFailure::None) {
+    TellFailure(result);
+    return {};
+  }
+  if (mVersion && mRecord.Has(P1::EField::Version)) mVersion->SendText(mRecord.Version());
+  SP1Output output = P1::ToOutput(mRecord);
+  if (output.activePower) {
+    NoteFaultless();
+  } else {
+    TellMissingPower();
+  }
+  return output;
+}
+
+void CP1Parser::TellFailure(const P1::SResult& result) {
+  const Log::ELogLevel level = IsNews(result.failure) ? Log::ELogLevel::Error : Log::ELogLevel::Debug;
+  LOG_AT(level, "{}", P1::ToText(result.failure));
+  LOG_DEBUG("The telegram cannot be parsed from byte {} on", result.position);
+}
+
+void CP1Parser::TellMissingPower() {
+  const Log::ELogLevel level = IsNews(P1::EFailure::None) ? Log::ELogLevel::Warning : Log::ELogLevel::Debug;
+  LOG_AT(level, "No active power data available from smart meter P1 port.");
+}
+
+bool CP1Parser::IsNews(P1::EFailure failure) {
+  const auto number = static_cast<std::size_t>(failure);
+  const bool isNews = !mTold[number];
+  mTold.set(number);
+  mFaultless = 0;
+  return isNews;
+}
+
+void CP1Parser::NoteFaultless() {
+  if (mFaultless < kGoodInARow && ++mFaultless == kGoodInARow) mTold.reset();
+}
+
+void CP1Parser::DumpLastReceivedData() {
+  LOG_ENTRY(kClassName);
+  if (const SFileError error = mFiles.Replace(mDumpFile, DumpText())) {
+    LOG_ERROR("Failed to open {} for writing.", mDumpFile.string());
+    LOG_DEBUG("{}", error.reason);
+    return;
+  }
+  LOG_INFO("Dumping last received P1extender P1 data in {}", mDumpFile.string());
+}
+
+std::string CP1Parser::DumpText() const {
+  std::string text;
+  for (std::size_t index = 0; index < P1::kFieldCount; ++index) {
+    const P1::SField& field = P1::kFields[index];
+    const auto value = mRecord.Thousandths(static_cast<P1::EField>(index));
+    if (!value) continue;
+    if (field.unit == P1::EUnit::None) {
+      fmt::format_to(std::back_inserter(text), "{}: {}\n", field.name, mRecord.Version());
+    } else {
+      fmt::format_to(std::back_inserter(text), "{}: {}{}\n", field.name, *value / kPerUnit,
+                     P1::ToText(field.unit));
+    }
+  }
+  return text;
+}
