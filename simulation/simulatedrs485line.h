@@ -1,0 +1,40 @@
+#pragma once
+
+#include <memory>
+
+#include "platform/worker/worker.h"
+#include "simulation/housemeter.h"
+#include "src/communication/endpoint.h"
+#include "src/communication/icommunicationlistener.h"
+
+/// The station's serial line with the house's meter at its end, for virtual time: a telegram per second, in
+/// the pieces in which a line brings them. What is sent to it goes nowhere.
+class CSimulatedRs485Line final : public ICommunicationListener {
+ public:
+  static constexpr Milliseconds kInterval{1000};
+
+  /// The meter must outlive the line.
+  CSimulatedRs485Line(IScheduler& scheduler, CHouseMeter& meter);
+  ~CSimulatedRs485Line() override;
+
+  /// Fails while the line cannot be had.
+  bool Start() override;
+  void Stop() override;
+  bool BroadcastData(std::span<const std::uint8_t> data) override;
+  Milliseconds GetResponseTime(bool extended) const override;
+  std::uint32_t GetCapacity() const override;
+  void SetDataReceivedHandler(DataReceivedHandler handler) override;
+
+  /// Whether the station has the line at all. In between of its calls only.
+  void SetPresent(bool isPresent) { mIsPresent = isPresent; }
+
+ private:
+  void SendTelegram();
+
+  CHouseMeter& mMeter;
+  const std::shared_ptr<CEndpoint> mEndpoint = std::make_shared<CEndpoint>();
+  DataReceivedHandler mHandler;
+  bool mIsPresent = true;
+  CCallHandle mSending;
+  CWorker mWorker;  // stops before the rest goes
+};
