@@ -1,17 +1,11 @@
 #include <algorithm>
-#include <sstream>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "platform/log/logcapture.h"
-#include "platform/rpc/appcommunicationhost.h"
-#include "platform/rpc/inprocessbackend.h"
-#include "platform/worker/virtualscheduler.h"
 #include "platform/worker/worker.h"
-#include "simulation/memoryfiles.h"
+#include "tools/ctltest.h"
 #include "tools/currentcontrolctl/amperes.h"
-#include "tools/currentcontrolctl/commands.h"
 #include "tools/currentcontrolctl/ctloptions.h"
 #include "tools/display/options.h"
 #include "tools/fakeservice.h"
@@ -31,14 +25,8 @@ TEST(Amperes, TakesPlainNumbersOnlyAndRounds) {
     EXPECT_EQ(ParseAmperes(text), milliAmpere) << "'" << text << "'";
 }
 
-class CtlTest : public testing::Test {
+class CtlTest : public CCtlTest {
  protected:
-  using CHost = Rpc::AppCommunicationHost<Rpc::InProcessBackend>;
-  struct SOutcome {
-    int exit;
-    std::string out, err;
-  };
-
   CtlTest() {
     auto& limits = mService->limits;
     Fill(limits.add_limits(), ipc::ECurrentControlHardwareLimit, 32000, 3)->set_unchanged_for_ms(3661000);
@@ -59,21 +47,6 @@ class CtlTest : public testing::Test {
     return limit;
   }
 
-  SOutcome Run(std::vector<std::string> words, bool json = false) {
-    std::ostringstream out;
-    std::ostringstream err;
-    CSession session({std::move(words), json, false}, mScheduler, mHost, *mStop, out, err);
-    const EExit exit = RunCommand(session);
-    return {static_cast<int>(exit), out.str(), err.str()};
-  }
-
-  CLogCapture mLog;
-  CVirtualScheduler mScheduler;
-  CMemoryFiles mFiles;
-  const std::shared_ptr<Rpc::CInProcessNetwork> mNetwork =
-      std::make_shared<Rpc::CInProcessNetwork>(mScheduler);
-  CHost mHost{Rpc::InProcessBackend(mNetwork), mFiles, "/"};
-  const std::unique_ptr<IEvent> mStop = mScheduler.CreateEvent();
   const std::shared_ptr<CFakeService> mService = std::make_shared<CFakeService>();
 };
 
@@ -176,6 +149,7 @@ TEST_F(CtlTest, WatchesOncePerSecondUntilStoppedAndThroughARestart) {
   CWorker other(mScheduler, "other");
   other.Start();
   const auto coming = other.AddCall([this] { CFakeService::Offer(mService, mHost); }, 1500ms);
+  mStop = mScheduler.CreateEvent();
   const auto stopping = other.AddCall([this] { mStop->Set(); }, 3500ms);
   const SOutcome outcome = Run({"watch"}, true);  // looks at 0, 1, 2 and 3 s
   EXPECT_EQ(outcome.exit, 0);
@@ -194,9 +168,12 @@ TEST(CtlOptions, MayStandAnywhereAndAreRefusedWhenUnknown) {
   EXPECT_EQ(options.root, "/x");
   EXPECT_TRUE(options.json);
   using Case = std::pair<std::vector<std::string>, const char*>;
-  for (const auto& test : {Case{{"ctl"}, "no command given; --help lists them"},
-                           {{"ctl", "set", "15", "-5"}, "unknown option '-5'"},
-                           {{"ctl", "get", "--root"}, "option '--root' needs an argument"}}) {
+  for (const auto& test :
+       {Case{{"ctl"}, "no command given; --help lists them"},
+        {{"ctl", "set", "15", "-5"}, "unknown option '-5'"},
+        {{"ctl", "get", "--list"}, "--list and --wait are for the command meter alone"},
+        {{"ctl", "meter", "ct", "-w", "0"}, "--wait takes a whole number from 1 to 3600, not '0'"},
+        {{"ctl", "get", "--root"}, "option '--root' needs an argument"}}) {
     EXPECT_THAT([&] { read(test.first); }, testing::ThrowsMessage<CUsageError>(test.second));
   }
   EXPECT_THAT(CtlHelp(), HasSubstr("  set SOURCE AMPERES [PHASES]   ask for a limit, on 1 or 3 phases "));

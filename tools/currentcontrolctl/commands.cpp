@@ -7,9 +7,11 @@
 
 #include "tools/currentcontrolctl/controlcommands.h"
 #include "tools/currentcontrolctl/limitcommands.h"
+#include "tools/currentcontrolctl/metercommand.h"
+#include "tools/currentcontrolctl/p1command.h"
 
 std::span<const SCommand> Commands() {
-  static constexpr std::array<SCommand, 14> kCommands{{
+  static constexpr std::array<SCommand, 16> kCommands{{
       {"get", "", "the setpoint in force", 0, 0, Get},
       {"limits", "", "every limit, who decides and who is next", 0, 0, Limits},
       {"watch", "", "the same once per second, until Ctrl-C", 0, 0, Watch},
@@ -25,6 +27,8 @@ std::span<const SCommand> Commands() {
       {"terminate", "", "let the service end", 0, 0, Terminate},
       {"alive", "", "whether it answers", 0, 0, Alive},
       {"log-level", "[LEVEL]", "show or set: trace, debug, info, warning, error, critical", 0, 1, LogLevel},
+      {"p1", "FILE", "decode P1 telegrams and explain what is wrong with them", 1, 1, P1Telegrams},
+      {"meter", "TYPE [PARAMS]", "read a meter once, without the service; --list tells which", 0, 2, Meter},
   }};
   return kCommands;
 }

@@ -9,6 +9,7 @@
 #include "platform/utility/posixfiles.h"
 #include "platform/utility/signalwatcher.h"
 #include "platform/worker/realscheduler.h"
+#include "src/components/measurementsources/ade7854.h"
 #include "tools/currentcontrolctl/commands.h"
 #include "tools/currentcontrolctl/ctloptions.h"
 #include "tools/display/options.h"
@@ -23,8 +24,24 @@ EExit Run(SCtlOptions options) {
   Log::Init("currentcontrolctl", Log::ELogLevel::Error);
   CPosixFiles files;
   Rpc::AppCommunicationHost<Rpc::GrpcBackend> host(Rpc::GrpcBackend(), files, options.root);
-  CSession session({std::move(options.words), options.json, isatty(STDOUT_FILENO) == 1}, scheduler, host,
-                   *stop, std::cout, std::cerr);
+  CSession session({.words = std::move(options.words),
+                    .json = options.json,
+                    .isTerminal = isatty(STDOUT_FILENO) == 1,
+                    .root = options.root,
+                    .list = options.list,
+                    .wait = options.wait},
+                   {.scheduler = scheduler,
+                    .host = host,
+                    .files = files,
+                    .stop = *stop,
+                    .in = std::cin,
+                    .out = std::cout,
+                    .err = std::cerr,
+                    .meters = [&] {
+                      SMeterAccess access;
+                      access.createCtMeter = Hal::CAde7854::Creator(options.root);
+                      return access;
+                    }});
   return RunCommand(session);
 }
 

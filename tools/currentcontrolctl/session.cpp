@@ -4,7 +4,7 @@
 #include <json/writer.h>
 
 EExit CSession::Fail(EExit exit, std::string_view text) {
-  mErr << "currentcontrolctl: " << text << std::endl;
+  Err() << "currentcontrolctl: " << text << std::endl;
   return exit;
 }
 
@@ -27,9 +27,9 @@ EExit CSession::AnswerResult(std::string_view service, const Rpc::SResult<ipc::M
 
 EExit CSession::Answer(const Json::Value& json, std::string_view text) {
   if (IsJson()) {
-    mOut << ToCompactText(json) << std::endl;
+    Out() << ToCompactText(json) << std::endl;
   } else {
-    mOut << text << std::endl;
+    Out() << text << std::endl;
   }
   return EExit::Success;
 }

@@ -1,0 +1,6 @@
+#pragma once
+
+#include "tools/currentcontrolctl/session.h"
+
+/// Reads a meter as the service would, without it.
+EExit Meter(CSession& session);

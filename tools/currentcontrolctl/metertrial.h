@@ -1,0 +1,56 @@
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <json/value.h>
+
+#include "platform/diagnostics/diagnosticscommclient.h"
+#include "platform/log/logcapture.h"
+#include "platform/worker/worker.h"
+#include "src/components/currentcontrolconfig.h"
+#include "src/components/measurementsources/measurementsourcefactory.h"
+#include "src/components/measurementsources/meterreading.h"
+#include "tools/currentcontrolctl/session.h"
+#include "tools/currentcontrolctl/trysettings.h"
+
+/// A meter read once in the way in which the service would read it, with the station's hardware description
+/// and no other settings than its own. Stores nothing. One thread.
+class CMeterTrial {
+ public:
+  /// `parameters` as the settings hold them.
+  CMeterTrial(CSession& session, std::string type, const Json::Value& parameters);
+
+  /// Waits for a reading, at most so long or until the session is told to stop. Sets the session's stop.
+  /// False: there is none.
+  bool Read(Milliseconds wait);
+
+  const SMeterReading& Reading() const { return mReading; }
+  /// The parameters with which it was read: with its address when the meter had to be looked for.
+  Json::Value Parameters() const;
+  /// What the log had to say about a meter that could not be read.
+  std::vector<std::string> Reasons() const;
+
+ private:
+  CMeasurementSourceFactory::SDependencies Dependencies();
+  void Look();
+  bool Take();
+
+  CSession& mSession;
+  const std::string mType;
+  CLogCapture mLog{Log::ELogLevel::Warning};
+  const std::shared_ptr<CTrySettings> mSettings;
+  const std::shared_ptr<CCurrentControlConfig> mConfig;
+  const std::shared_ptr<CDiagnosticsCommClient> mDiagnostics;  // never started: nobody is told
+  CMeasurementSourceFactory mFactory;
+  const std::shared_ptr<IMeasurementSource> mSource;
+  std::atomic<bool> mIsInError{false};
+  // Used on the worker, or while it stands still.
+  TimePoint mTrustedFrom;
+  bool mHasSeen = false;
+  SMeterReading mReading;
+  bool mIsRead = false;
+  CWorker mWorker;
+};

@@ -1,0 +1,31 @@
+#include "tools/currentcontrolctl/p1recording.h"
+
+#include <algorithm>
+
+namespace {
+
+/// Of what stands behind the "/": a telegram ends behind its checksum, and at the latest where the next
+/// begins.
+std::size_t LengthOf(std::string_view text) {
+  constexpr std::size_t kEndAndChecksum = 5;
+  const std::size_t next = std::min(text.find('/', 1), text.size());
+  const std::size_t end = text.find('!');
+  return end >= next ? next : std::min(end + kEndAndChecksum, next);
+}
+
+}  // namespace
+
+SP1Recording CutP1Recording(std::string_view text) {
+  SP1Recording recording;
+  for (std::size_t at = 0; at < text.size();) {
+    if (text[at] == '/') {
+      recording.telegrams.push_back({at, text.substr(at, LengthOf(text.substr(at)))});
+      at += recording.telegrams.back().text.size();
+    } else {
+      if (text[at] != '\r' && text[at] != '\n') ++recording.between;
+      ++at;
+    }
+  }
+  if (recording.telegrams.empty()) return {.telegrams = {{0, text}}, .between = 0};
+  return recording;
+}
