@@ -34,8 +34,8 @@ bool MakeRaw(int descriptor) {
 
 }  // namespace
 
-CP1Pty::CP1Pty(IScheduler& scheduler, CHouseMeter& meter, const fs::path& root)
-    : mMeter(meter), mLink(root / kDevice), mWorker(scheduler, "CP1Pty") {}
+CP1Pty::CP1Pty(IScheduler& scheduler, CHouseMeter& meter, const fs::path& root, Milliseconds interval)
+    : mMeter(meter), mLink(root / kDevice), mInterval(interval), mWorker(scheduler, "CP1Pty") {}
 
 CP1Pty::~CP1Pty() {
   Stop();
@@ -46,7 +46,7 @@ bool CP1Pty::Start() {
   bool isThere = false;
   mWorker.BlockingCall([this, &isThere] {
     isThere = Turn();
-    mTurns = mWorker.AddCall([this] { Turn(); }, kInterval, kInterval);
+    mTurns = mWorker.AddCall([this] { Turn(); }, mInterval, mInterval);
   });
   return isThere;
 }

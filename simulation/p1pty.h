@@ -19,10 +19,11 @@ class CP1Pty {
   static constexpr std::string_view kDevice = "dev/ttymxc4";
 
   /// The meter must outlive it. Tells nothing before `Start`.
-  CP1Pty(IScheduler& scheduler, CHouseMeter& meter, const std::filesystem::path& root);
+  CP1Pty(IScheduler& scheduler, CHouseMeter& meter, const std::filesystem::path& root,
+         Milliseconds interval = kInterval);
   ~CP1Pty();
 
-  /// False when the line cannot be made now; it is tried again each second.
+  /// False when the line cannot be made now; it is tried again each interval.
   bool Start();
   /// Removes the link.
   void Stop();
@@ -40,6 +41,7 @@ class CP1Pty {
 
   CHouseMeter& mMeter;
   const std::filesystem::path mLink;
+  const Milliseconds mInterval;
 
   // Used on the worker, or while it stands still.
   CFileDescriptor mMeterEnd;

@@ -34,8 +34,8 @@ bool CanBeSelected(int descriptor) {
 }  // namespace
 
 CCommunicationListener::CCommunicationListener(std::unique_ptr<ICommunicationHal> hal,
-                                               std::unique_ptr<CWorker> worker)
-    : mHal(std::move(hal)), mWorker(std::move(worker)) {
+                                               std::unique_ptr<CWorker> worker, const CBackOff& pauses)
+    : mHal(std::move(hal)), mBackOff(pauses), mWorker(std::move(worker)) {
   LOG_ENTRY(kClassName);
 }
 

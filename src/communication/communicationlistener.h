@@ -20,11 +20,11 @@
 class CCommunicationListener final : public ICommunicationListener {
  public:
   /// The pauses before a lost device is opened again.
-  static constexpr Milliseconds kFirstPause{1000};
-  static constexpr Milliseconds kLongestPause{30000};
+  static constexpr CBackOff kPauses{Milliseconds{1000}, Milliseconds{30000}};
 
   /// Nobody else may use the worker.
-  CCommunicationListener(std::unique_ptr<ICommunicationHal> hal, std::unique_ptr<CWorker> worker);
+  CCommunicationListener(std::unique_ptr<ICommunicationHal> hal, std::unique_ptr<CWorker> worker,
+                         const CBackOff& pauses = kPauses);
   ~CCommunicationListener() override;
 
   /// Starting a started one does nothing. Repeated failures are told once.
@@ -61,7 +61,7 @@ class CCommunicationListener final : public ICommunicationListener {
   // Used on the worker, or while it stands still.
   CFileDescriptor mEndEvent;
   DataReceivedHandler mHandler;
-  CBackOff mBackOff{kFirstPause, kLongestPause};
+  CBackOff mBackOff;
   CCallHandle mNextAttempt;
   bool mIsLost = false;  // and was not heard again since
   bool mIsMissingHandlerTold = false;

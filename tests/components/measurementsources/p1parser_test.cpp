@@ -1,0 +1,149 @@
+#include "src/components/measurementsources/p1parser.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include <gmock/gmock.h>
+
+#include "platform/log/logcapture.h"
+#include "simulation/memoryfiles.h"
+#include "src/diagnosticssignals/diagnosticssignals.h"
+#include "support/diagnosticsrecord.h"
+#include "support/p1text.h"
+
+namespace {
+
+using ::testing::ElementsAre;
+using Value = std::optional<ThreePhaseValue>;
+constexpr auto kNoPower = "No active power data available from smart meter P1 port.";
+
+class P1ParserTest : public ::testing::Test {
+ protected:
+  SP1Output Parse(std::string_view text) {
+    const auto bytes = Bytes(text);
+    return mParser->Parse(bytes.data(), bytes.size());
+  }
+  std::vector<std::string> Errors() const { return mLog.Texts(Log::ELogLevel::Error); }
+  std::string Dump() {
+    mParser->DumpLastReceivedData();
+    return mFiles.Content("/log/p1.log").value_or("none");
+  }
+
+  CLogCapture mLog{Log::ELogLevel::Debug};
+  CVirtualScheduler mScheduler;
+  CDiagnosticsRecord mDiagnostics{mScheduler};
+  CMemoryFiles mFiles;
+  std::optional<CP1Parser> mParser{std::in_place, mFiles, "/log/p1.log",
+                                   mDiagnostics.Signal(DiagnosticsSignals::kP1Version)};
+};
+
+struct SExpected {
+  std::string_view text;  ///< lines, or a file's name
+  Value current;
+  Value voltage;
+  Value power;
+  std::string_view failure = "";
+};
+
+TEST_F(P1ParserTest, DerivesWhatThePhasesCarry) {
+  constexpr ThreePhaseValue kNone{};
+  const SExpected kLines[] = {
+      {"1-0:21.7.0(1.5*kW)\r\n1-0:22.7.0(0*kW)\r\n1-0:32.7.0(230.0*V)", {{6521, 0, 0}}, {{230, 0, 0}}, {}},
+      {"1-0:41.7.0(0*kW)\r\n1-0:42.7.0(1.5*kW)\r\n1-0:51.7.0(6.5*A)", {{0, -6500, 0}}, {}, {}},
+      {"1-0:61.7.0(1*kW)\r\n1-0:62.7.0(1*kW)\r\n1-0:71.7.0(6.5*A)", {{0, 0, 6500}}, {}, {}},
+      {"1-0:61.7.0(1*kW)\r\n1-0:71.7.0(6.5*A)\r\n1-0:72.7.0(229.5*V)", {}, {{0, 0, 230}}, {}},
+      {"1-0:61.7.0(1*kW)\r\n1-0:62.7.0(0*kW)\r\n1-0:72.7.0(0.0*V)", {}, kNone, {}},
+      // No neutral: the second phase has current, but neither voltage nor power.
+      {"1-0:21.7.0(0.5*kW)\r\n1-0:22.7.0(0*kW)\r\n1-0:32.7.0(229.499*V)\r\n1-0:31.7.0(9*A)\r\n"
+       "1-0:41.7.0(0*kW)\r\n1-0:42.7.0(0*kW)\r\n1-0:52.7.0(000.0*V)\r\n1-0:51.7.0(001.66*A)",
+       {{2178, 1660, 0}},
+       {{229, 0, 0}},
+       {}},
+      {"1-0:21.7.0(2147483.647*kW)\r\n1-0:22.7.0(0*kW)\r\n1-0:32.7.0(0.001*V)\r\n"
+       "1-0:41.7.0(0*kW)\r\n1-0:42.7.0(2147483.647*kW)\r\n1-0:52.7.0(0.5*V)\r\n"
+       "1-0:72.7.0(2147483.647*V)\r\n1-0:1.7.0(0.1*kW)\r\n1-0:2.7.0(2147483.647*kW)",
+       {{2147483647, -2147483648, 0}},
+       {{0, 1, 2147484}},
+       {{-2147483547, 0, 0}}},
+  };
+  for (const SExpected& expected : kLines) {
+    const SP1Output output = Parse(Telegram(expected.text));
+    EXPECT_TRUE(output.success) << expected.text;
+    EXPECT_EQ(output.current, expected.current) << expected.text;
+    EXPECT_EQ(output.voltage, expected.voltage) << expected.text;
+    EXPECT_EQ(output.activePower, expected.power) << expected.text;
+  }
+  EXPECT_THAT(mLog.Texts(Log::ELogLevel::Warning), ElementsAre(kNoPower)) << "six did";
+}
+
+TEST_F(P1ParserTest, ReadsTelegramsOfRealMeters) {
+  const char* const named = std::getenv("P1_TELEGRAMS");
+  const std::filesystem::path folder = named != nullptr ? named : P1_TELEGRAMS;
+  if (!std::filesystem::is_directory(folder)) {
+    GTEST_SKIP() << "real telegrams are not tested: P1_TELEGRAMS names no folder: " << folder;
+  }
+  const SExpected kFiles[] = {
+      {"dsmr22_isk5_mt382_1004", {}, {}, {}, "No checksum found"},
+      {"dsmr40_xmx_1ph_real", {}, {}, {{0, 0, 0}}},
+      {"dsmr42_kfm5_3ph_export", {{-3000, -3000, -2000}}, {}, {{-1869, 0, 0}}},
+      {"dsmr42_kfm5_3ph_import", {{1000, 0, 0}}, {}, {{335, 0, 0}}},
+      {"dsmr502_spec_example.published", {}, {}, {}, "Checksum mismatch"},
+      {"dsmr502_spec_example.recomputed", {{-15143, -15136, -15129}}, {{220, 220, 220}}, {{1193, 0, 0}}},
+      {"dsmr5_isk5_3ph_wide_fields", {{304, 139, 620}}, {{230, 230, 229}}, {{244, 0, 0}}},
+      {"emucs_flu5_3ph_real", {{201, 784, 486}}, {{233, 228, 228}}, {{338, 0, 0}}},
+      {"esmr5_ene5_t211_3ph", {{373, 377, 1386}}, {{233, 233, 233}}, {{499, 0, 0}}},
+      {"esmr5_isk5_1ph_real", {{817, 0, 0}}, {{236, 0, 0}}, {{193, 0, 0}}},
+      {"esmr5_isk5_3ph_export_L1", {{-2864, 141, 561}}, {{236, 233, 235}}, {{-498, 0, 0}}},
+  };
+  for (const SExpected& expected : kFiles) {
+    std::ifstream file(folder / (std::string(expected.text) + ".txt"), std::ios::binary);
+    ASSERT_TRUE(file) << expected.text;
+    mLog.Clear();
+    const SP1Output output = Parse(std::string(std::istreambuf_iterator<char>(file), {}));
+    EXPECT_EQ(output.current, expected.current) << expected.text;
+    EXPECT_EQ(output.voltage, expected.voltage) << expected.text;
+    EXPECT_EQ(output.activePower, expected.power) << expected.text;
+    EXPECT_EQ(output.success, expected.failure.empty()) << expected.text;
+    EXPECT_EQ(mLog.Count(expected.failure), output.success ? 0 : 1) << expected.text;
+  }
+}
+
+TEST_F(P1ParserTest, TellsEachFaultOnceUntilTheLineIsGoodForAWhile) {
+  const std::string good = Telegram("1-0:1.7.0(1*kW)\r\n1-0:2.7.0(0*kW)");
+  for (int time = 0; time < 3; ++time) {
+    Parse("noise");
+    Parse("/noise");
+    for (int telegram = 0; telegram < 59; ++telegram) Parse(good);
+  }
+  EXPECT_THAT(Errors(), ElementsAre("Data should start with /", "No checksum found"));
+  EXPECT_EQ(mLog.Count("No checksum found"), 3) << "all of them, for debugging";
+  Parse(good);
+  Parse("/noise");
+  EXPECT_EQ(Errors().size(), 3U);
+}
+
+TEST_F(P1ParserTest, ReportsTheVersionAndDumpsWhatWasThere) {
+  EXPECT_EQ(Dump(), "");
+  Parse(
+      Telegram("1-0:2.7.0(00.000*kW)\r\n1-0:1.7.0(01.193*kW)\r\n1-0:72.7.0(230.10*V)\r\n"
+               "1-0:51.7.0(002*A)\r\n1-0:22.7.0(0012.345*kW)\r\n1-3:0.2.8(50)"));
+  EXPECT_THAT(mDiagnostics.Take()[30300], ElementsAre("50"));
+  EXPECT_EQ(Dump(),
+            "p1_version: 50\npower_returned_l1: 12.345kW\ncurrent_l2: 2A\nvoltage_l3: 230.1V\n"
+            "power_delivered: 1.193kW\npower_returned: 0kW\n");
+  EXPECT_EQ(mLog.Count("Dumping last received P1extender P1 data in /log/p1.log"), 2);
+  Parse(Telegram("1-0:51.7.0(002*A)\r\n1-3:0.2.8(5)"));
+  EXPECT_EQ(Dump(), "current_l2: 2A\n") << "what stood before the fault";
+  mFiles.FailReplacements("No space left on device");
+  Dump();
+  EXPECT_THAT(Errors(), ElementsAre("Invalid string length", "Failed to open /log/p1.log for writing."));
+  mParser.reset();
+  EXPECT_THAT(mDiagnostics.Take()[30300], ElementsAre("Unknown"));
+}
+
+}  // namespace
