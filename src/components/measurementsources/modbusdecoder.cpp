@@ -31,8 +31,11 @@ std::string Missing(std::string_view quantity, std::size_t phase) {
                      phase == 0 ? "" : "; \"phases\": 1 is for L1 alone");
 }
 
-std::string Implausible(double value, std::string_view unit, std::size_t phase) {
-  return fmt::format("{:.6g} {} on L{} cannot be: the \"type\" may be wrong", value, unit, phase + 1);
+/// To one digit: a reason that reads the same each time is told once.
+std::string Implausible(double value, std::string_view quantity) {
+  const double unit = value == 0 ? 1 : std::pow(10, std::floor(std::log10(std::abs(value))));
+  return fmt::format("about {:g} {} cannot be: the \"type\" may be wrong", std::round(value / unit) * unit,
+                     quantity);
 }
 
 std::int32_t Rounded(double value) {
@@ -93,21 +96,24 @@ std::string CModbusDecoder::WhatIsImplausible(const SValues& values, EScrutiny s
   const bool isStrict = scrutiny == EScrutiny::Strict;
   bool hasVoltage = !mMap.voltage;
   for (std::size_t phase = 0; phase < mPhases; ++phase) {
+    const auto on = [phase](std::string_view quantity) {
+      return fmt::format("{} on L{}", quantity, phase + 1);
+    };
     const double volt = values.voltage[phase].value_or(0);
     const double ampere = std::abs(values.current[phase].value_or(0));
     const double watt = values.power[phase].value_or(0);
     const bool isUsual = volt == 0 || (volt >= kLeastUsualVolt && volt <= kMostUsualVolt);
-    if (volt < 0 || volt >= kMostVolt || (isStrict && !isUsual)) return Implausible(volt, "V", phase);
-    if (ampere >= kMostAmpere) return Implausible(ampere, "A", phase);
-    const bool isBelieved = !isStrict || !mMap.voltage || !mMap.current ||
-                            std::abs(watt) <= kMostPowerFactor * volt * ampere + kPowerLeewayWatt;
-    if (std::abs(watt) >= kMostWatt || !isBelieved)
-      return Implausible(watt, fmt::format("W at {:.6g} V and {:.6g} A", volt, ampere), phase);
+    if (volt < 0 || volt >= kMostVolt || (isStrict && !isUsual)) return Implausible(volt, on("V"));
+    if (ampere >= kMostAmpere) return Implausible(ampere, on("A"));
+    if (std::abs(watt) >= kMostWatt) return Implausible(watt, on("W"));
+    const bool isMade = std::abs(watt) <= kMostPowerFactor * volt * ampere + kPowerLeewayWatt;
+    if (isStrict && mMap.voltage && mMap.current && !isMade)
+      return Implausible(watt, on("W") + ", with its voltage and current,");
     hasVoltage = hasVoltage || volt > 0;
   }
   if (isStrict && !hasVoltage) return "no phase has a voltage: the \"type\" may be wrong";
-  if (std::abs(values.totalPower.value_or(0)) < kMostWatt * static_cast<double>(mPhases)) return {};
-  return fmt::format("{:.6g} W in total cannot be: the \"type\" may be wrong", *values.totalPower);
+  const double total = values.totalPower.value_or(0);
+  return std::abs(total) < kMostWatt * static_cast<double>(mPhases) ? "" : Implausible(total, "W in total");
 }
 
 SMeterReading CModbusDecoder::Reading(const SValues& values) const {

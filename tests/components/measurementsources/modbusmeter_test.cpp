@@ -177,18 +177,18 @@ TEST(ModbusMeterTest, ValuesAreDoubtedMostAtFirst) {
       {{{2, kNaN}}, "no voltage on L2; \"phases\": 1 is for L1 alone", "no voltage on L2"},
       {{{6, kNaN}}, "no current on L1", "no current on L1"},
       {{{16, kNaN}}, "no power on L3; \"phases\": 1", "no power on L3"},
-      {{{0, 0x43c8}}, "400.8 V on L1 cannot be: the \"type\" may be wrong", ""},
-      {{{4, 0x42c8}}, "100.3 V on L3", ""},
-      {{{4, 0x447a}}, "1002.4 V on L3", "1002.4 V on L3"},
-      {{{4, 0xc366}}, "-230.6 V on L3", "-230.6 V on L3"},
+      {{{0, 0x43c8}}, "about 400 V on L1 cannot be: the \"type\" may be wrong", ""},
+      {{{4, 0x42c8}}, "about 100 V on L3", ""},
+      {{{4, 0x447a}}, "about 1000 V on L3", "about 1000 V on L3"},
+      {{{4, 0xc366}}, "about -200 V on L3", "about -200 V on L3"},
       {{{2, 0}, {3, 0}, {8, 0}, {9, 0}, {14, 0}, {15, 0}}, "", ""},  // two phases only
       {{{0, 0}, {1, 0}, {2, 0}, {3, 0}, {4, 0}, {5, 0}, {12, 0}, {13, 0}, {14, 0}, {15, 0}, {16, 0}},
        "no phase has a voltage",
        ""},
-      {{{8, 0x447a}}, "A on L2 cannot be", "A on L2 cannot be"},
-      {{{12, 0x457a}}, "4009 W at 231.4 V and 6.01 A on L1 cannot be", ""},
+      {{{8, 0x447a}}, "about 1000 A on L2 cannot be", "about 1000 A on L2 cannot be"},
+      {{{12, 0x457a}}, "about 4000 W on L1, with its voltage and current, cannot be", ""},
       {{{12, 0x44fa}}, "", ""},  // 2002 W: something was switched on just now
-      {{{12, 0x4a80}}, "W at", "4.2"},
+      {{{12, 0x4a80}}, "about 4e+06 W on L1 cannot be", "about 4e+06 W"},
   };
   const auto& map = FindModbusMeterModel("eastron_sdm630")->map;
   const CModbusDecoder decoder(map, 3, false);
