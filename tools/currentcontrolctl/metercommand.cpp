@@ -51,7 +51,8 @@ EExit TellFailure(CSession& session, const SMeterType& type, const CMeterTrial& 
 }
 
 EExit ReadMeter(CSession& session, const SMeterType& type, const Json::Value& parameters) {
-  if (!type.exclusiveWay.empty() && IsServiceThere(session)) {
+  // A line of its own is not the station's.
+  if (!type.exclusiveWay.empty() && !parameters.isMember("device") && IsServiceThere(session)) {
     return session.Fail(EExit::Refused,
                         fmt::format("the service that runs below {} may be using {}; let it end first",
                                     session.Root().string(), type.exclusiveWay));
