@@ -28,6 +28,8 @@ class CPolledMeter : public CMeterSource {
   virtual std::string Prepare() = 0;
   /// Asks the meter. Takes a few seconds at most.
   virtual Answer Poll() = 0;
+  /// Asks after this pause, and then once per period. What `Poll` itself asks for is overruled by a failure.
+  void PollAfter(Milliseconds pause);
 
   // While the worker stands still.
 
@@ -36,7 +38,6 @@ class CPolledMeter : public CMeterSource {
 
  private:
   void Turn();
-  void PollAfter(Milliseconds pause);
 
   const Milliseconds mPeriod;
   CBackOff mBackOff;
