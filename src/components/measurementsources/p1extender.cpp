@@ -78,13 +78,13 @@ void CP1Extender::Receive(std::vector<std::uint8_t>& data) {
 }
 
 void CP1Extender::HandleTelegram(std::span<const std::uint8_t> telegram) {
-  mIsEndlessTold = false;
   mHasReceived = true;
   SP1Output output;
   {
     CMutexLock lock(mParserMutex);
     output = mParser->Parse(telegram.data(), telegram.size());
   }
+  if (output.success) mIsEndlessTold = false;
   Worker().NonBlockingCall([this, output] {
     if (output.success) {
       Accept(output);

@@ -53,7 +53,7 @@ class CP1Extender final : public CMeterSource {
 
   // Used on the line's thread, or while the line is stopped.
   CP1Framing mFraming;
-  bool mIsEndlessTold = false;  // since the newest telegram that ended
+  bool mIsEndlessTold = false;  // since the newest good telegram
 
   // Used on the worker, or while it stands still.
   CBackOff mBackOff{kFirstPause, kLongestPause};

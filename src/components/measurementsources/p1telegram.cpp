@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cstring>
 #include <limits>
+#include <tuple>
 #include <utility>
 
 #include "platform/utility/crc16.h"
@@ -15,7 +17,7 @@ constexpr char kStart = '/';
 constexpr char kEnd = '!';
 constexpr std::size_t kChecksumLength = 4;
 constexpr int kDecimals = 3;
-constexpr int kBase = 10;
+constexpr std::uint8_t kBase = 10;
 
 constexpr std::array<std::string_view, kFailureCount> kFailureTexts{"",
                                                                     "Data should start with /",
@@ -53,25 +55,39 @@ constexpr bool IsDigit(char character) {
   return character >= '0' && character <= '9';
 }
 
-EFailure ParseObisId(SCursor& cursor, ObisId& id) {
+/// Identifiers as numbers, which are compared at once.
+constexpr std::uint64_t Key(const ObisId& id) {
+  std::uint64_t key = 0;
+  for (const std::uint8_t group : id) key = key << 8U | group;
+  return key;
+}
+constexpr auto kKeys = [] {
+  std::array<std::uint64_t, kFieldCount> keys{};
+  std::ranges::transform(kFields, keys.begin(), Key, &SField::id);
+  return keys;
+}();
+
+EFailure ParseObisId(SCursor& cursor, std::uint64_t& key) {
   /// What ends each group; the last one ends where the identifier does.
   constexpr std::string_view separators = "-:...";
   const char* const start = cursor.at;
-  id = {};
   std::size_t group = 0;
+  std::uint32_t number = 0;
+  key = 0;
   for (; cursor.at != cursor.end; ++cursor.at) {
     if (IsDigit(*cursor.at)) {
-      const int number = id[group] * kBase + (*cursor.at - '0');
+      number = number * kBase + static_cast<std::uint32_t>(*cursor.at - '0');
       if (number > std::numeric_limits<std::uint8_t>::max()) return EFailure::IdOver255;
-      id[group] = static_cast<std::uint8_t>(number);
     } else if (group < separators.size() && *cursor.at == separators[group]) {
+      key = key << 8U | std::exchange(number, 0);
       ++group;
     } else {
       break;
     }
   }
   if (cursor.at == start) return EFailure::EmptyId;
-  while (++group < id.size()) id[group] = kNotWritten;
+  key = key << 8U | number;
+  while (++group < std::tuple_size_v<ObisId>) key = key << 8U | kNotWritten;
   return EFailure::None;
 }
 
@@ -100,11 +116,18 @@ class CNumber {
   std::int64_t mValue = 0;
 };
 
-/// Digits up to one of the characters that end them.
-EFailure ParseDigits(SCursor& cursor, std::string_view ends, int most, CNumber& number, int& count) {
+enum class EPoint { EndsDigits, IsNoDigit };
+
+/// Digits, up to `most` of them, up to what follows a number.
+EFailure ParseDigits(SCursor& cursor, EPoint point, int most, CNumber& number, int& count) {
   for (count = 0; count < most && cursor.at != cursor.end; ++count, ++cursor.at) {
-    if (ends.find(*cursor.at) != std::string_view::npos) break;
-    if (!IsDigit(*cursor.at) || !number.Append(*cursor.at - '0')) return EFailure::InvalidNumber;
+    const char character = *cursor.at;
+    if (!IsDigit(character)) {
+      const bool isEnd =
+          character == '*' || character == ')' || (character == '.' && point == EPoint::EndsDigits);
+      return isEnd ? EFailure::None : EFailure::InvalidNumber;
+    }
+    if (!number.Append(character - '0')) return EFailure::InvalidNumber;
   }
   return EFailure::None;
 }
@@ -112,10 +135,10 @@ EFailure ParseDigits(SCursor& cursor, std::string_view ends, int most, CNumber& 
 EFailure ParseThousandths(SCursor& cursor, std::int32_t& thousandths) {
   CNumber number;
   int count = 0;
-  EFailure failure = ParseDigits(cursor, "*.)", std::numeric_limits<int>::max(), number, count);
+  EFailure failure = ParseDigits(cursor, EPoint::EndsDigits, std::numeric_limits<int>::max(), number, count);
   if (failure != EFailure::None) return failure;
   count = 0;
-  if (cursor.Skip('.')) failure = ParseDigits(cursor, "*)", kDecimals, number, count);
+  if (cursor.Skip('.')) failure = ParseDigits(cursor, EPoint::IsNoDigit, kDecimals, number, count);
   for (; failure == EFailure::None && count < kDecimals; ++count) {
     if (!number.Append(0)) failure = EFailure::InvalidNumber;
   }
@@ -143,23 +166,35 @@ EFailure ParseNumber(SCursor& cursor, EField field, std::string_view unit, CReco
 }
 
 EFailure ParseDataLine(SCursor& cursor, EUnknownFields unknownFields, CRecord& record) {
-  ObisId id{};
-  if (const EFailure failure = ParseObisId(cursor, id); failure != EFailure::None) return failure;
-  const auto* known = std::ranges::find(kFields, id, &SField::id);
-  if (known == kFields.end()) {
+  std::uint64_t key = 0;
+  if (const EFailure failure = ParseObisId(cursor, key); failure != EFailure::None) return failure;
+  const auto* known = std::ranges::find(kKeys, key);
+  if (known == kKeys.end()) {
     return unknownFields == EUnknownFields::AreErrors ? EFailure::UnknownField : EFailure::None;
   }
-  const auto field = static_cast<EField>(known - kFields.begin());
+  const auto index = static_cast<std::size_t>(known - kKeys.begin());
+  const auto field = static_cast<EField>(index);
   if (record.Has(field)) return EFailure::DuplicateField;
-  const EFailure failure = known->unit == EUnit::None
-                               ? ParseVersion(cursor, record)
-                               : ParseNumber(cursor, field, ToText(known->unit), record);
+  const EUnit unit = kFields[index].unit;
+  const EFailure failure =
+      unit == EUnit::None ? ParseVersion(cursor, record) : ParseNumber(cursor, field, ToText(unit), record);
   if (failure != EFailure::None) return failure;
   return cursor.at == cursor.end ? EFailure::None : EFailure::TrailingCharacters;
 }
 
+constexpr bool EndsLine(char character) {
+  return character == '\r' || character == '\n';
+}
+
+/// Most of a telegram is passed over in search of line ends, so eight characters are looked at together.
 const char* EndOfLine(const char* at, const char* end) {
-  return std::find_if(at, end, [](char character) { return character == '\r' || character == '\n'; });
+  constexpr std::uint64_t kEach = 0x0101010101010101;
+  constexpr std::uint64_t kAboveLineEnds = '\r' + 1;
+  for (std::uint64_t eight = 0; end - at >= std::ptrdiff_t{sizeof eight}; at += sizeof eight) {
+    std::memcpy(&eight, at, sizeof eight);
+    if (((eight - kEach * kAboveLineEnds) & ~eight & kEach << 7U) != 0) break;  // one of them is below
+  }
+  return std::find_if(at, end, EndsLine);
 }
 
 /// Moves the cursor on to the end, or to where parsing stopped.
