@@ -4,6 +4,7 @@
 #include <filesystem>
 
 #include "simulation/simulatedctmeter.h"
+#include "simulation/simulatedrs485line.h"
 
 namespace {
 
@@ -20,6 +21,8 @@ CVirtualStation::CVirtualStation(const SFiles& files)
       mAddresses(mFiles, kRoot),
       mPeerHost(Rpc::InProcessBackend(mNetwork), mFiles, kRoot),
       mStation(mScheduler, mPeerHost),
+      mModbusUnit(mStation.Meter(), *FindModbusMeterModel(kModbusModel)),
+      mHomeWizard(std::make_shared<CSimulatedHomeWizard>(mScheduler)),
       mSupervisor(mScheduler, mPeerHost),
       mPlayer(mScheduler, mPeerHost, mStation, mSupervisor),
       mServiceHost(Rpc::InProcessBackend(mNetwork), mFiles, kRoot),
@@ -27,12 +30,22 @@ CVirtualStation::CVirtualStation(const SFiles& files)
   Write(mFiles, "hwinfo.json", files.hwinfo);
   Write(mFiles, "settings.json", files.settings);
   Write(mFiles, "secrets.json", files.secrets);
+  mHomeWizard->Place({.address = kMeterAddress}, mStation.Meter());
   mService = std::make_unique<CCurrentcontrol>(
       kRoot.string(),
       CCurrentcontrol::SEnvironment{
-          .scheduler = mScheduler, .files = mFiles, .host = mServiceHost, .createCtMeter = [this] {
-            return std::make_unique<CSimulatedCtMeter>(mStation.Chip());
-          }});
+          .scheduler = mScheduler, .files = mFiles, .host = mServiceHost, .meters = Meters()});
+}
+
+SMeterAccess CVirtualStation::Meters() {
+  return {.createCtMeter = [this] { return std::make_unique<CSimulatedCtMeter>(mStation.Chip()); },
+          .createRs485 =
+              [this](const SRs485Line&) {
+                return std::make_shared<CSimulatedRs485Line>(mScheduler, mStation.Meter());
+              },
+          .createHttpClient = mHomeWizard->Clients(),
+          .discovery = mHomeWizard,
+          .modbus = mModbus};
 }
 
 CVirtualStation::~CVirtualStation() {

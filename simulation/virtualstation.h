@@ -7,8 +7,11 @@
 #include "platform/rpc/inprocessbackend.h"
 #include "platform/worker/virtualscheduler.h"
 #include "simulation/memoryfiles.h"
+#include "simulation/modbusunit.h"
 #include "simulation/scenario.h"
 #include "simulation/scenarioplayer.h"
+#include "simulation/simulatedhomewizard.h"
+#include "simulation/simulatedmodbus.h"
 #include "simulation/station.h"
 #include "simulation/supervisor.h"
 #include "src/currentcontrol/currentcontrol.h"
@@ -46,6 +49,7 @@ class CVirtualStation {
   CStation& Peers() { return mStation; }
   CHouse& House() { return mStation.House(); }
   CMeteringChip& Chip() { return mStation.Chip(); }
+  CHouseMeter& Meter() { return mStation.Meter(); }
   CMemoryFiles& Files() { return mFiles; }
   /// What a client of the station's services would use.
   Rpc::ICommunicationHost& Clients() { return mPeerHost; }
@@ -53,8 +57,13 @@ class CVirtualStation {
   void SetFault(const std::string& service, Rpc::CInProcessNetwork::EFault fault);
 
   static std::string SettingsPath();
+  /// The model that the house's meter is for those who read it over Modbus, and its address on the network.
+  static constexpr auto kModbusModel = "siemens_pac2200";
+  static constexpr auto kMeterAddress = "192.168.1.20";
 
  private:
+  SMeterAccess Meters();
+
   CVirtualScheduler mScheduler;
   CMemoryFiles mFiles;
   const std::shared_ptr<Rpc::CInProcessNetwork> mNetwork;
@@ -62,6 +71,10 @@ class CVirtualStation {
 
   Rpc::AppCommunicationHost<Rpc::InProcessBackend> mPeerHost;
   CStation mStation;
+  // The house's meter, wherever the service looks for it.
+  CModbusUnit mModbusUnit;
+  const std::shared_ptr<CSimulatedModbus> mModbus = std::make_shared<CSimulatedModbus>(mModbusUnit);
+  const std::shared_ptr<CSimulatedHomeWizard> mHomeWizard;
   CSupervisor mSupervisor;
   CScenarioPlayer mPlayer;
 

@@ -1,7 +1,6 @@
 #include "src/currentcontrol/currentcontrol.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <utility>
 
 #include "ipc/logconfig.service.h"
@@ -10,6 +9,7 @@
 #include "platform/log/log.h"
 #include "src/components/blackoutprotection/blackoutprotection.h"
 #include "src/components/blackoutprotection/blackoutprotectiondglb.h"
+#include "src/components/meterfeatures.h"
 #include "src/diagnosticssignals/diagnosticssignals.h"
 #include "src/limitationsources/limits.h"
 #include "src/rpc/clients/temperaturelinks.h"
@@ -35,12 +35,10 @@ ipc::MResult Posted() {
 
 CCurrentcontrol::CCurrentcontrol(const std::string& root, SEnvironment environment)
     : mEnvironment(environment),
-      mSettings(KoConfig::Create(environment.scheduler, environment.files,
-                                 std::filesystem::path(root) / Files::kSettings)),
-      mHwinfo(KoConfig::CreateReadOnly(environment.scheduler, environment.files,
-                                       std::filesystem::path(root) / Files::kHwinfo)),
-      mSecrets(KoConfig::CreateReadOnly(environment.scheduler, environment.files,
-                                        std::filesystem::path(root) / Files::kSecrets,
+      mRoot(root),
+      mSettings(KoConfig::Create(environment.scheduler, environment.files, mRoot / Files::kSettings)),
+      mHwinfo(KoConfig::CreateReadOnly(environment.scheduler, environment.files, mRoot / Files::kHwinfo)),
+      mSecrets(KoConfig::CreateReadOnly(environment.scheduler, environment.files, mRoot / Files::kSecrets,
                                         KoConfig::EContents::Secret)),
       mConfig(std::make_shared<CCurrentControlConfig>(mSettings, mHwinfo)),
       mDiagnostics(std::make_shared<CDiagnosticsCommClient>(environment.scheduler,
@@ -167,11 +165,18 @@ CMeasurementSourceFactory::SDependencies CCurrentcontrol::SourceDependencies() {
     const auto newest = meter->Newest();
     return newest ? newest->values : ipc::MMeterData();
   };
-  CMeasurementSourceFactory::SDependencies dependencies{.scheduler = mEnvironment.scheduler,
-                                                        .config = mConfig,
-                                                        .createCtMeter = mEnvironment.createCtMeter,
-                                                        .meterData = std::move(newestMeterData),
-                                                        .implausibleCt = {}};
+  CMeasurementSourceFactory::SDependencies dependencies{
+      .scheduler = mEnvironment.scheduler,
+      .files = mEnvironment.files,
+      .root = mRoot,
+      .config = mConfig,
+      .access = mEnvironment.meters,
+      .meterData = std::move(newestMeterData),
+      .implausibleCt = {},
+      .p1Version = Signal(DiagnosticsSignals::kP1Version),
+      .storeHomeWizard = [config = mConfig](const std::string& formerAddress, const Json::Value& found) {
+        StoreFoundHomeWizard(*config, formerAddress, found);
+      }};
   std::ranges::transform(DiagnosticsSignals::kImplausibleCt, dependencies.implausibleCt.begin(),
                          [this](const CSignalDefinition& definition) { return Signal(definition); });
   return dependencies;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
@@ -16,8 +17,8 @@
 #include "src/components/currentcontrolconfig.h"
 #include "src/components/currentlimiter.h"
 #include "src/components/limiter.h"
-#include "src/components/measurementsources/ctmeter.h"
 #include "src/components/measurementsources/measurementsourcefactory.h"
+#include "src/components/measurementsources/meteraccess.h"
 #include "src/components/processactionhandler.h"
 #include "src/components/temperaturereport.h"
 #include "src/rpc/clients/chargecontrolservice.h"
@@ -36,7 +37,7 @@ class CCurrentcontrol {
     IScheduler& scheduler;
     IFiles& files;
     Rpc::ICommunicationHost& host;
-    CtMeterCreator createCtMeter = NoCtMeter;
+    SMeterAccess meters = {};
   };
 
   /// `root` is the folder below which every configuration and data path lies.
@@ -78,6 +79,7 @@ class CCurrentcontrol {
   void Stop();
 
   const SEnvironment mEnvironment;
+  const std::filesystem::path mRoot;
 
   std::shared_ptr<KoConfig::IConfig> mSettings;
   std::shared_ptr<KoConfig::IReadOnlyConfig> mHwinfo;

@@ -9,7 +9,7 @@
 #include "platform/utility/posixfiles.h"
 #include "platform/utility/signalwatcher.h"
 #include "platform/worker/realscheduler.h"
-#include "src/components/measurementsources/ade7854.h"
+#include "src/components/measurementsources/realmeteraccess.h"
 #include "src/currentcontrol/currentcontrol.h"
 #include "src/main/commandline.h"
 #include "src/main/terminatehandler.h"
@@ -27,11 +27,10 @@ int main(int argc, char* argv[]) {
   CPosixFiles files;
   Rpc::AppCommunicationHost<Rpc::GrpcBackend> host(Rpc::GrpcBackend(), files, commandLine->root);
   {
-    CCurrentcontrol application(commandLine->root,
-                                {.scheduler = scheduler,
-                                 .files = files,
-                                 .host = host,
-                                 .createCtMeter = Hal::CAde7854::Creator(commandLine->root)});
+    CCurrentcontrol application(commandLine->root, {.scheduler = scheduler,
+                                                    .files = files,
+                                                    .host = host,
+                                                    .meters = RealMeterAccess(scheduler, commandLine->root)});
     const CSignalWatcher signals([&application](int) { application.RequestTermination(); });
     application.Run();
   }

@@ -9,7 +9,7 @@
 #include "platform/utility/posixfiles.h"
 #include "platform/utility/signalwatcher.h"
 #include "platform/worker/realscheduler.h"
-#include "src/components/measurementsources/ade7854.h"
+#include "src/components/measurementsources/realmeteraccess.h"
 #include "tools/currentcontrolctl/commands.h"
 #include "tools/currentcontrolctl/ctloptions.h"
 #include "tools/display/options.h"
@@ -37,11 +37,7 @@ EExit Run(SCtlOptions options) {
                     .in = std::cin,
                     .out = std::cout,
                     .err = std::cerr,
-                    .meters = [&] {
-                      SMeterAccess access;
-                      access.createCtMeter = Hal::CAde7854::Creator(options.root);
-                      return access;
-                    }});
+                    .meters = [&] { return RealMeterAccess(scheduler, options.root); }});
   return RunCommand(session);
 }
 

@@ -5,11 +5,11 @@
 
 #include "platform/diagnostics/diagnosticssignal.h"
 #include "platform/koconfig/koconfig.h"
-#include "platform/utility/jsontext.h"
 #include "src/components/measurementsources/ct.h"
+#include "src/components/meterfeatures.h"
 #include "src/components/settingskeys.h"
-#include "src/components/sourceparameters.h"
 #include "src/diagnosticssignals/diagnosticssignals.h"
+#include "tools/currentcontrolctl/unwrittensettings.h"
 
 namespace {
 
@@ -17,37 +17,45 @@ constexpr Milliseconds kLookPeriod{100};
 /// A metering chip that was just set up shows what is left of the time before.
 constexpr Milliseconds kChipSettles = CCt::SPeriods{}.settling + kSamplingPeriod;
 
-CTrySettings::Texts SettingsOf(const std::string& type, const Json::Value& parameters) {
-  return {{std::string(SettingsKeys::kBopSource), type},
-          {std::string(SettingsKeys::kBopSourceParameters), JsonText::ToLine(parameters)}};
+std::shared_ptr<KoConfig::IReadOnlyConfig> Open(CSession& session, const char* file) {
+  return KoConfig::CreateReadOnly(session.Scheduler(), session.Files(), session.Root() / "etc" / file);
 }
 
 }  // namespace
 
-CMeterTrial::CMeterTrial(CSession& session, std::string type, const Json::Value& parameters)
+CMeterTrial::CMeterTrial(CSession& session, std::string type, Json::Value parameters)
     : mSession(session),
       mType(std::move(type)),
-      mSettings(std::make_shared<CTrySettings>(SettingsOf(mType, parameters))),
+      mParameters(std::move(parameters)),
       mConfig(std::make_shared<CCurrentControlConfig>(
-          mSettings, KoConfig::CreateReadOnly(session.Scheduler(), session.Files(),
-                                              session.Root() / "etc" / "hwinfo.json"))),
+          std::make_shared<CUnwrittenSettings>(Open(session, "settings.json")),
+          Open(session, "hwinfo.json"))),
       mDiagnostics(
           std::make_shared<CDiagnosticsCommClient>(session.Scheduler(), session.CreateClient("Diagnostics"))),
       mFactory(Dependencies()),
-      mSource(mFactory.Create(mType, parameters)),
+      mSource(mFactory.Create(mType, mParameters)),
       mWorker(session.Scheduler(), "Reading") {}
 
 CMeasurementSourceFactory::SDependencies CMeterTrial::Dependencies() {
-  CMeasurementSourceFactory::SDependencies dependencies{.scheduler = mSession.Scheduler(),
-                                                        .config = mConfig,
-                                                        .createCtMeter = mSession.Meters().createCtMeter,
-                                                        .meterData = [] { return ipc::MMeterData(); },
-                                                        .implausibleCt = {}};
-  std::ranges::transform(DiagnosticsSignals::kImplausibleCt, dependencies.implausibleCt.begin(),
-                         [this](const CSignalDefinition& definition) {
-                           return std::make_shared<CDiagnosticsSignal>(definition, mDiagnostics);
-                         });
+  const auto signal = [this](const CSignalDefinition& definition) {
+    return std::make_shared<CDiagnosticsSignal>(definition, mDiagnostics);
+  };
+  CMeasurementSourceFactory::SDependencies dependencies{
+      .scheduler = mSession.Scheduler(),
+      .files = mSession.Files(),
+      .root = mSession.Root(),
+      .config = mConfig,
+      .access = mSession.Meters(),
+      .meterData = [] { return ipc::MMeterData(); },
+      .implausibleCt = {},
+      .p1Version = signal(DiagnosticsSignals::kP1Version),
+      .storeHomeWizard = [this](const std::string&, const Json::Value& found) { Know(found); }};
+  std::ranges::transform(DiagnosticsSignals::kImplausibleCt, dependencies.implausibleCt.begin(), signal);
   return dependencies;
+}
+
+void CMeterTrial::Know(const Json::Value& found) {
+  for (const std::string& name : found.getMemberNames()) mParameters[name] = found[name];
 }
 
 bool CMeterTrial::Read(Milliseconds wait) {
@@ -81,11 +89,6 @@ bool CMeterTrial::Take() {
               .voltage = read(EMeasureType::Voltage),
               .activePower = read(EMeasureType::ActivePower)};
   return mReading != SMeterReading{};
-}
-
-Json::Value CMeterTrial::Parameters() const {
-  return SourceParameters::Parse(SettingsKeys::kBopSourceParameters,
-                                 mSettings->GetString(SettingsKeys::kBopSourceParameters, ""));
 }
 
 std::vector<std::string> CMeterTrial::Reasons() const {

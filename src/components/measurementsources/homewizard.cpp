@@ -191,7 +191,8 @@ bool CHomeWizard::StandsStill(const Json::Value& data) {
 void CHomeWizard::Remember(const std::string& target) {
   const bool hasMoved = mAddress.empty() || WithPort(mAddress) != target;
   if (!hasMoved && mSerial == mCheckedSerial) return;
-  const std::string former = std::exchange(mAddress, hasMoved ? target : mAddress);
+  const std::string former = mAddress;
+  if (hasMoved) mAddress = target;
   Know(mCheckedSerial);
   if (hasMoved) LOG_INFO("{} was found at {}", Label(), mAddress);
   Json::Value found(Json::objectValue);

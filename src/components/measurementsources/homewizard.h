@@ -36,13 +36,15 @@ class CHomeWizard final : public CPolledMeter {
   /// A smart meter tells something new every 10 s at least. When nothing changes its cable is out.
   static constexpr Milliseconds kLongestStandstill{60000};
 
+  /// Told on the worker of a meter that was read: the "address" that the parameters had until now, and those
+  /// that they ought to have.
+  using StoreHandler = std::function<void(const std::string& formerAddress, const Json::Value& parameters)>;
+
   struct SDependencies {
     HttpClientCreator createHttpClient;
     std::shared_ptr<IServiceDiscovery> discovery;
     std::function<std::uint16_t()> defaultPort;
-    /// Told on the worker of a meter that was read: the "address" that the parameters had until now, and
-    /// those that they ought to have.
-    std::function<void(const std::string& formerAddress, const Json::Value& parameters)> store;
+    StoreHandler store;
     IFiles& files;
     std::filesystem::path dumpFile;
   };

@@ -8,13 +8,22 @@
 
 #include "platform/log/log.h"
 #include "platform/utility/text.h"
+#include "src/components/currentcontrolconfig.h"
 #include "src/components/measurementsources/ct.h"
 #include "src/components/measurementsources/deferredctmeter.h"
+#include "src/components/measurementsources/modbusmeasurementsource.h"
+#include "src/components/measurementsources/p1extender.h"
+#include "src/components/measurementsources/p1parser.h"
 #include "src/components/settingskeys.h"
 
 namespace {
 
 constexpr auto kClassName = "CMeasurementSourceFactory";
+
+// Below the root.
+constexpr auto kRs485Device = "dev/ttymxc4";
+constexpr auto kP1Dump = "data/log/p1extender_p1_dump.log";
+constexpr auto kHomeWizardDump = "data/log/homewizard_dump.log";
 
 constexpr std::array kKnownTypes{SettingsKeys::kCurrentTransformers, SettingsKeys::kP1Extender,
                                  SettingsKeys::kHomeWizard, SettingsKeys::kModbusTcp,
@@ -50,10 +59,11 @@ std::shared_ptr<IMeasurementSource> CMeasurementSourceFactory::Create(std::strin
                                                                       const Json::Value& parameters) {
   LOG_ENTRY(kClassName);
   const std::string lowerCaseType = Text::ToLowerCase(std::string(type));
-  if (auto source = Find(lowerCaseType, parameters)) return source;
-  auto source = Make(lowerCaseType, parameters);
+  const Json::Value identity = Identity(lowerCaseType, parameters);
+  if (auto source = Find(lowerCaseType, identity)) return source;
+  auto source = Make(lowerCaseType, identity);
   std::erase_if(mMade, [](const SMade& made) { return made.source.expired(); });
-  if (source) mMade.push_back({lowerCaseType, parameters, source});
+  if (source) mMade.push_back({lowerCaseType, identity, source});
   return source;
 }
 
@@ -82,17 +92,62 @@ std::shared_ptr<IMeasurementSource> CMeasurementSourceFactory::Find(std::string_
 
 std::shared_ptr<IMeasurementSource> CMeasurementSourceFactory::Make(const std::string& type,
                                                                     const Json::Value& parameters) const {
-  if (type == SettingsKeys::kCurrentTransformers) {
-    return std::make_shared<CCt>(mDependencies.scheduler,
-                                 std::make_unique<CDeferredCtMeter>(mDependencies.createCtMeter),
-                                 mDependencies.config, parameters, CCt::SPeriods{}, mDependencies.meterData,
-                                 mDependencies.implausibleCt);
-  }
-  if (std::ranges::find(kKnownTypes, type) != kKnownTypes.end()) {
-    LOG_ERROR("Measurement source type \"{}\" is not supported by this version", type);
-  } else {
-    LOG_ERROR("Measurement source type \"{}\" is unknown, known are: {}", Text::InOneLine(type),
-              fmt::join(kKnownTypes, ", "));
-  }
+  if (type == SettingsKeys::kCurrentTransformers) return MakeCt(parameters);
+  if (type == SettingsKeys::kP1Extender) return MakeP1Extender();
+  if (type == SettingsKeys::kHomeWizard) return MakeHomeWizard(parameters);
+  if (type == SettingsKeys::kModbusTcp) return MakeModbus(EModbusConnectionKind::Tcp, parameters);
+  if (type == SettingsKeys::kModbusRtu) return MakeModbus(EModbusConnectionKind::Rtu, parameters);
+  LOG_ERROR("Measurement source type \"{}\" is unknown, known are: {}", Text::InOneLine(type),
+            fmt::join(kKnownTypes, ", "));
   return nullptr;
+}
+
+std::shared_ptr<IMeasurementSource> CMeasurementSourceFactory::MakeCt(const Json::Value& parameters) const {
+  return std::make_shared<CCt>(mDependencies.scheduler,
+                               std::make_unique<CDeferredCtMeter>(mDependencies.access.createCtMeter),
+                               mDependencies.config, parameters, CCt::SPeriods{}, mDependencies.meterData,
+                               mDependencies.implausibleCt);
+}
+
+std::shared_ptr<IMeasurementSource> CMeasurementSourceFactory::MakeP1Extender() const {
+  const std::filesystem::path device = mDependencies.root / kRs485Device;
+  return std::make_shared<CP1Extender>(
+      mDependencies.scheduler,
+      mDependencies.access.createRs485(
+          {.path = device.string(), .autoDirection = mDependencies.config->HasRs485AutoDirection()}),
+      std::make_unique<CP1Parser>(mDependencies.files, mDependencies.root / kP1Dump, mDependencies.p1Version),
+      fmt::format("The P1 extender at {}", device.string()),
+      CP1Extender::SPeriods{.silence = CP1Extender::kSilence});
+}
+
+std::shared_ptr<IMeasurementSource> CMeasurementSourceFactory::MakeHomeWizard(
+    const Json::Value& parameters) const {
+  return std::make_shared<CHomeWizard>(
+      mDependencies.scheduler,
+      CHomeWizard::SDependencies{
+          .createHttpClient = mDependencies.access.createHttpClient,
+          .discovery = mDependencies.access.discovery,
+          .defaultPort = [config = mDependencies.config] { return config->GetHomeWizardAddressPort(); },
+          .store = mDependencies.storeHomeWizard,
+          .files = mDependencies.files,
+          .dumpFile = mDependencies.root / kHomeWizardDump},
+      parameters, CHomeWizard::SPeriods{});
+}
+
+std::shared_ptr<IMeasurementSource> CMeasurementSourceFactory::MakeModbus(
+    EModbusConnectionKind kind, const Json::Value& parameters) const {
+  return std::make_shared<CModbusMeasurementSource>(
+      mDependencies.scheduler, mDependencies.access.modbus, kind, parameters,
+      SModbusRtuLine{.device = (mDependencies.root / kRs485Device).string(),
+                     .autoDirection = mDependencies.config->HasRs485AutoDirection()},
+      CModbusMeasurementSource::SPeriods{});
+}
+
+Json::Value CMeasurementSourceFactory::Identity(const std::string& type, const Json::Value& parameters) {
+  // There is one line, whatever else somebody wrote down.
+  if (type == SettingsKeys::kP1Extender) return Json::objectValue;
+  Json::Value identity = parameters.isObject() ? parameters : Json::Value(Json::objectValue);
+  // No address and an empty one both mean: the meter that can be found.
+  if (type == SettingsKeys::kHomeWizard && !identity.isMember("address")) identity["address"] = "";
+  return identity;
 }

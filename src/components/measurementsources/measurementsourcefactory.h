@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -7,22 +8,30 @@
 
 #include <json/value.h>
 
+#include "platform/utility/files.h"
 #include "platform/worker/scheduler.h"
-#include "src/components/measurementsources/ctmeter.h"
 #include "src/components/measurementsources/ctplausibility.h"
+#include "src/components/measurementsources/homewizard.h"
 #include "src/components/measurementsources/measurement.h"
+#include "src/components/measurementsources/meteraccess.h"
+#include "src/components/measurementsources/modbusmetermodels.h"
 
 class CCurrentControlConfig;
+class CDiagnosticsSignal;
 
 /// Makes measurement sources, one for all who ask for the same. One thread at a time.
 class CMeasurementSourceFactory {
  public:
   struct SDependencies {
     IScheduler& scheduler;
+    IFiles& files;
+    std::filesystem::path root;  ///< of the station's devices and dumps
     std::shared_ptr<CCurrentControlConfig> config;
-    CtMeterCreator createCtMeter;
+    SMeterAccess access;
     CCtPlausibility::MeterDataProvider meterData;  ///< of the station's own meter
     CCtPlausibility::Signals implausibleCt;
+    std::shared_ptr<CDiagnosticsSignal> p1Version;
+    CHomeWizard::StoreHandler storeHomeWizard;
   };
 
   explicit CMeasurementSourceFactory(SDependencies dependencies);
@@ -44,6 +53,13 @@ class CMeasurementSourceFactory {
 
   std::shared_ptr<IMeasurementSource> Find(std::string_view type, const Json::Value& parameters) const;
   std::shared_ptr<IMeasurementSource> Make(const std::string& type, const Json::Value& parameters) const;
+  std::shared_ptr<IMeasurementSource> MakeCt(const Json::Value& parameters) const;
+  std::shared_ptr<IMeasurementSource> MakeP1Extender() const;
+  std::shared_ptr<IMeasurementSource> MakeHomeWizard(const Json::Value& parameters) const;
+  std::shared_ptr<IMeasurementSource> MakeModbus(EModbusConnectionKind kind,
+                                                 const Json::Value& parameters) const;
+  /// The parameters as far as they tell one source from another.
+  static Json::Value Identity(const std::string& type, const Json::Value& parameters);
 
   const SDependencies mDependencies;
   std::vector<SMade> mMade;

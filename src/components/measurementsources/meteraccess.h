@@ -6,13 +6,15 @@
 #include "platform/mdns/servicediscovery.h"
 #include "platform/modbus/modbusclient.h"
 #include "src/communication/icommunicationlistener.h"
+#include "src/communication/nocommunicationlistener.h"
 #include "src/components/measurementsources/ctmeter.h"
 
-/// The ways to meters, real or modelled. One that is empty makes the meters behind it unusable, nothing else.
+/// The ways to meters, real or modelled. One that is not given makes the meters behind it unusable, nothing
+/// else.
 struct SMeterAccess {
   CtMeterCreator createCtMeter = NoCtMeter;
-  Rs485Creator createRs485;
-  HttpClientCreator createHttpClient;
+  Rs485Creator createRs485 = [](const SRs485Line&) { return std::make_shared<CNoCommunicationListener>(); };
+  HttpClientCreator createHttpClient = {};
   std::shared_ptr<IServiceDiscovery> discovery = std::make_shared<CNoServiceDiscovery>();
-  std::shared_ptr<IModbusConnector> modbus;
+  std::shared_ptr<IModbusConnector> modbus = {};
 };

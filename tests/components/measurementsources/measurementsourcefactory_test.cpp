@@ -8,6 +8,7 @@
 #include "platform/log/logcapture.h"
 #include "platform/utility/jsontext.h"
 #include "platform/worker/virtualscheduler.h"
+#include "simulation/memoryfiles.h"
 #include "src/components/currentcontrolconfig.h"
 #include "support/memoryconfig.h"
 #include "support/scriptedchip.h"
@@ -15,7 +16,7 @@
 namespace {
 
 using ::testing::ElementsAre;
-using ::testing::EndsWith;
+using ::testing::HasSubstr;
 
 Json::Value Parsed(std::string_view text) {
   Json::Value value;
@@ -26,19 +27,25 @@ Json::Value Parsed(std::string_view text) {
 class CMeasurementSourceFactoryTest : public ::testing::Test {
  protected:
   CVirtualScheduler mScheduler;
+  CMemoryFiles mFiles;
   SChipScript mChip;
   std::string mFault;  // why no chip can be made; empty: it can
   CLogCapture mLog{Log::ELogLevel::Info};
   CMeasurementSourceFactory mFactory{
-      {mScheduler,
-       std::make_shared<CCurrentControlConfig>(std::make_shared<CMemoryConfig>(),
-                                               std::make_shared<CMemoryConfig>()),
-       [this] {
-         if (!mFault.empty()) throw Hal::MeterException(mFault);
-         return std::make_unique<CScriptedChip>(mChip);
-       },
-       {},
-       {}}};
+      {.scheduler = mScheduler,
+       .files = mFiles,
+       .root = "/",
+       .config = std::make_shared<CCurrentControlConfig>(std::make_shared<CMemoryConfig>(),
+                                                         std::make_shared<CMemoryConfig>()),
+       .access = {.createCtMeter =
+                      [this] {
+                        if (!mFault.empty()) throw Hal::MeterException(mFault);
+                        return std::make_unique<CScriptedChip>(mChip);
+                      }},
+       .meterData = {},
+       .implausibleCt = {},
+       .p1Version = {},
+       .storeHomeWizard = {}}};
 };
 
 TEST_F(CMeasurementSourceFactoryTest, HandsTheSameSourceOutForTheSameJson) {
@@ -57,16 +64,29 @@ TEST_F(CMeasurementSourceFactoryTest, HandsTheSameSourceOutForTheSameJson) {
   EXPECT_NE(mFactory.Create("ct", Parsed(R"({"n": -1})")), largest);
 }
 
-TEST_F(CMeasurementSourceFactoryTest, SaysWhatItCannotMake) {
-  for (const auto* type : {"P1Extender", "homewizard", "modbustcp", "modbusrtu"}) {
-    mLog.Clear();
-    EXPECT_EQ(mFactory.Create(type, {}), nullptr);
-    EXPECT_THAT(mLog.Texts(Log::ELogLevel::Error), ElementsAre(EndsWith("is not supported by this version")));
-  }
+/// One line, and one meter to be found, whatever else is written down.
+TEST_F(CMeasurementSourceFactoryTest, TellsNoMetersApartThatAreOne) {
+  EXPECT_EQ(mFactory.Create("P1Extender", Parsed(R"({"note": 1})")), mFactory.Create("p1extender", {}));
+  const auto found = mFactory.Create("homewizard", {});
+  EXPECT_EQ(mFactory.Create("HomeWizard", Parsed(R"({"address": ""})")), found);
+  EXPECT_NE(mFactory.Create("homewizard", Parsed(R"({"address": "10.0.0.5"})")), found);
+}
+
+TEST_F(CMeasurementSourceFactoryTest, SaysWhatItCannotMakeOrReach) {
   EXPECT_EQ(mFactory.Create("C\nT", {}), nullptr);
   EXPECT_EQ(mLog.Count("Measurement source type \"c t\" is unknown, known are: ct, p1extender, homewizard, "
                        "modbustcp, modbusrtu"),
             1);
+  mLog.Clear();
+  const auto parameters = Parsed(R"({"type": "janitza_umg", "address": "10.0.0.5"})");
+  for (const auto* type : {"p1extender", "homewizard", "modbustcp", "modbusrtu"}) {
+    const auto source = mFactory.Create(type, parameters);
+    ASSERT_NE(source, nullptr) << type;
+    EXPECT_FALSE(source->Init()) << type;
+  }
+  EXPECT_THAT(mLog.Texts(Log::ELogLevel::Error),
+              ElementsAre("The P1 extender at /dev/ttymxc4 cannot be read: there is no serial line to it",
+                          HasSubstr("HTTP"), HasSubstr("Modbus"), HasSubstr("Modbus")));
 }
 
 TEST_F(CMeasurementSourceFactoryTest, InitializesWhatIsHeldWithAChipThatMayAppearLate) {
