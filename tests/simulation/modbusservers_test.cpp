@@ -1,4 +1,3 @@
-#include <array>
 #include <atomic>
 #include <filesystem>
 #include <functional>
@@ -32,10 +31,9 @@ bool Comes(const std::function<bool()>& condition) {
 
 class CModbusServersTest : public testing::Test {
  protected:
-  CModbusServersTest() { mHouse.SetLoads({8000, 0, 3000}); }
-
   /// Reads the meter with what ships, takes it away and brings it back.
   void Measure(EModbusConnectionKind kind, const std::string& parameters) {
+    mHouse.SetLoads({8000, 0, 3000});
     Json::Value json;
     ASSERT_EQ(JsonText::ParseObject(parameters, json), "");
     std::atomic<bool> isInError = false;
@@ -54,7 +52,6 @@ class CModbusServersTest : public testing::Test {
       mMeter.SetFate(EFate::Good);
       EXPECT_TRUE(Comes(measures));
     }
-    source->DeInit();
   }
 
   CLogCapture mLog;
@@ -82,24 +79,6 @@ TEST_F(CModbusServersTest, ServeTheSourceOverALine) {
   Measure(EModbusConnectionKind::Rtu, fmt::format(R"({{"type":"cg_em340","device":"{}"}})", link.string()));
   server.Stop();
   EXPECT_FALSE(std::filesystem::is_symlink(link));
-}
-
-TEST_F(CModbusServersTest, AnswerSeveralClientsInTurnsAndRefuseWhatIsNotThere) {
-  CModbusUnit unit(mMeter, *FindModbusMeterModel("siemens_pac2200"));
-  CModbusServer server(unit);
-  ASSERT_TRUE(server.Start());
-  CModbusConnector connector;
-  const auto first = connector.CreateTcpClient({"127.0.0.1", server.Port()});
-  const auto second = connector.CreateTcpClient({"127.0.0.1", server.Port()});
-  ASSERT_TRUE(first->Connect());
-  ASSERT_TRUE(second->Connect());
-  std::array<std::uint16_t, 2> registers{};
-  for (const auto* client : {&first, &second, &first}) {
-    ASSERT_TRUE((*client)->Read(EModbusTable::Holding, 126, 13, registers));
-    EXPECT_THAT(registers, testing::ElementsAre(0x4100, 0x0000)) << "8 A";
-    EXPECT_EQ((*client)->Read(EModbusTable::Holding, 126, 18, registers).reason, "Illegal data address");
-    EXPECT_EQ((*client)->Read(EModbusTable::Input, 126, 13, registers).reason, "Illegal function");
-  }
 }
 
 }  // namespace
