@@ -2,6 +2,9 @@
 #include <gtest/gtest.h>
 
 #include "simulation/simulatedctmeter.h"
+#include "simulation/simulatedhomewizard.h"
+#include "simulation/simulatedmodbus.h"
+#include "simulation/simulatedrs485line.h"
 #include "tools/ctltest.h"
 #include "tools/fakeservice.h"
 
@@ -132,6 +135,46 @@ TEST_F(MetersTest, ReadsTheTransformersUnlessTheServiceHasThem) {
             "currentcontrolctl: the service that runs below /root may be using the metering chip; let it end "
             "first\n");
   EXPECT_EQ(chip.Configuration()->run, 0U);
+}
+
+TEST_F(MetersTest, ReadsAMeterInTheWayOfItsTypeAndStoresNothing) {
+  CChargePoint chargePoint(mScheduler);
+  CHouse house(mScheduler, chargePoint);
+  CHouseMeter meter(mScheduler, house);
+  house.SetLoads({10000, 5000, 0});
+  mMeters.createRs485 = [&](const SRs485Line& line) {
+    EXPECT_EQ(line.path, "/root/dev/ttymxc4");
+    return std::make_shared<CSimulatedRs485Line>(mScheduler, meter);
+  };
+  CModbusUnit unit(meter, *FindModbusMeterModel("siemens_pac2200"));
+  mMeters.modbus = std::make_shared<CSimulatedModbus>(unit);
+  CSimulatedHomeWizard network(mScheduler);
+  network.Place({.address = "10.0.0.7"}, meter);
+  mMeters.createHttpClient = network.Clients();
+  mMeters.discovery = {std::shared_ptr<void>(), &network};
+  const std::string settings = R"({"BopSource": "homewizard", "BopSourceParameters": "{\"address\": \"\"}"})";
+  mFiles.Write("/root/etc/settings.json", settings);
+
+  const std::vector<std::string> kMeters[] = {{"meter", "p1extender"},
+                                              {"meter", "homewizard", R"({"address": ""})"},
+                                              {"meter", "modbusrtu", R"({"type": "siemens_pac2200"})"}};
+  for (const auto& words : kMeters) {
+    const SOutcome outcome = Run(words);
+    EXPECT_EQ(outcome.exit, 0) << outcome.err;
+    EXPECT_THAT(outcome.out,
+                testing::ContainsRegex("\ncurrent +(10.0|9.9).. A +(5.0|4.9).. A +0.000 A\nvoltage +23. V"));
+  }
+  EXPECT_THAT(Run(kMeters[1], true).out,
+              HasSubstr(R"("parameters":{"address":"10.0.0.7:80","serial":"3c39e7001122"})"));
+  EXPECT_EQ(mFiles.Content("/root/etc/settings.json"), settings);
+
+  meter.SetFate(CHouseMeter::EFate::Away);
+  const TimePoint begin = mScheduler.Now();
+  EXPECT_EQ(Run(kMeters[0]).err,
+            "currentcontrolctl: p1extender cannot be read: nothing was heard of it in 15 s\n");
+  EXPECT_EQ(mScheduler.Now() - begin, std::chrono::seconds(15));
+  EXPECT_THAT(Run(kMeters[2]).err,
+              HasSubstr("siemens_pac2200 on /root/dev/ttymxc4, unit 126 cannot be read: "));
 }
 
 }  // namespace

@@ -29,14 +29,14 @@ std::string Seconds(Milliseconds span) {
 
 EExit TellReading(CSession& session, const SMeterType& type, const CMeterTrial& trial,
                   const Json::Value& given) {
-  const Json::Value parameters = trial.Parameters();
+  const Json::Value& parameters = trial.Parameters();
   Json::Value json;
   json["type"] = std::string(type.name);
   json["parameters"] = parameters;
   json["reading"] = ReadingToJson(trial.Reading());
   std::string text =
       fmt::format("{} {}\n{}", type.name, JsonText::ToLine(parameters), FormatReading(trial.Reading()));
-  if (parameters != given) text += "found on the network; nothing was stored\n";
+  if (parameters != given) text += "found out by asking it; nothing was stored\n";
   return session.Answer(json, text + "in settings.json: " + FormatSettings(type.name, parameters));
 }
 

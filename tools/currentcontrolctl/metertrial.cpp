@@ -73,7 +73,16 @@ bool CMeterTrial::Read(Milliseconds wait) {
   return mIsRead;
 }
 
+void CMeterTrial::ShowNewReasons() {
+  if (!mSession.IsTerminal()) return;
+  for (const std::string& reason : Reasons()) {
+    mSession.Err() << "  " << reason << std::endl;
+    ++mShown;
+  }
+}
+
 void CMeterTrial::Look() {
+  ShowNewReasons();
   if (mIsInError || mSession.Scheduler().Now() < mTrustedFrom || !Take()) return;
   // A reading's quantities are offered one after the other: at the second look all of them are there.
   if (!std::exchange(mHasSeen, true)) return;
@@ -94,5 +103,6 @@ bool CMeterTrial::Take() {
 std::vector<std::string> CMeterTrial::Reasons() const {
   std::vector<std::string> reasons;
   for (const auto& line : mLog.Lines()) reasons.push_back(line.text);
+  reasons.erase(reasons.begin(), reasons.begin() + static_cast<std::ptrdiff_t>(mShown));
   return reasons;
 }

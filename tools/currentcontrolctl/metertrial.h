@@ -14,34 +14,35 @@
 #include "src/components/measurementsources/measurementsourcefactory.h"
 #include "src/components/measurementsources/meterreading.h"
 #include "tools/currentcontrolctl/session.h"
-#include "tools/currentcontrolctl/trysettings.h"
 
-/// A meter read once in the way in which the service would read it, with the station's hardware description
-/// and no other settings than its own. Stores nothing. One thread.
+/// A meter read once in the way in which the service below that root would read it. Stores no setting. One
+/// thread.
 class CMeterTrial {
  public:
   /// `parameters` as the settings hold them.
-  CMeterTrial(CSession& session, std::string type, const Json::Value& parameters);
+  CMeterTrial(CSession& session, std::string type, Json::Value parameters);
 
   /// Waits for a reading, at most so long or until the session is told to stop. Sets the session's stop.
   /// False: there is none.
   bool Read(Milliseconds wait);
 
   const SMeterReading& Reading() const { return mReading; }
-  /// The parameters with which it was read: with its address when the meter had to be looked for.
-  Json::Value Parameters() const;
-  /// What the log had to say about a meter that could not be read.
+  /// The ones with which it was read: with its address when the meter had to be looked for.
+  const Json::Value& Parameters() const { return mParameters; }
+  /// What the log had to say about a meter that could not be read; on a terminal that was shown already.
   std::vector<std::string> Reasons() const;
 
  private:
   CMeasurementSourceFactory::SDependencies Dependencies();
+  void Know(const Json::Value& found);
   void Look();
+  void ShowNewReasons();
   bool Take();
 
   CSession& mSession;
   const std::string mType;
+  Json::Value mParameters;  // used on the source's worker, or while it stands still
   CLogCapture mLog{Log::ELogLevel::Warning};
-  const std::shared_ptr<CTrySettings> mSettings;
   const std::shared_ptr<CCurrentControlConfig> mConfig;
   const std::shared_ptr<CDiagnosticsCommClient> mDiagnostics;  // never started: nobody is told
   CMeasurementSourceFactory mFactory;
@@ -50,6 +51,7 @@ class CMeterTrial {
   // Used on the worker, or while it stands still.
   TimePoint mTrustedFrom;
   bool mHasSeen = false;
+  std::size_t mShown = 0;  // of the log's lines
   SMeterReading mReading;
   bool mIsRead = false;
   CWorker mWorker;
