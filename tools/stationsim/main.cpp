@@ -32,7 +32,8 @@ void Run(const SStationOptions& options) {
   CPosixFiles files;
   CStationSimulator::SSettings settings;
   if (!options.scenario.empty()) settings.scenario = LoadScenario(files, options.scenario);
-  settings.chipRoot = options.root;
+  settings.root = options.root;
+  settings.meters = options.meters;
   settings.fuseMilliAmpere = options.fuseAmpere * std::uint32_t{kMilliAmperePerAmpere};
   settings.runFor = options.runFor;
   settings.table = options.table;

@@ -9,6 +9,7 @@
 #include "platform/worker/scheduler.h"
 #include "simulation/house.h"
 #include "src/limitationsources/limits.h"
+#include "tools/stationsim/offeredmeters.h"
 
 /// The command line of stationsim.
 struct SStationOptions {
@@ -16,6 +17,7 @@ struct SStationOptions {
   std::filesystem::path scenario;      ///< empty: nothing happens by itself
   std::optional<Milliseconds> runFor;  ///< none: until told to end
   std::uint32_t fuseAmpere = CHouse::kUsualFuseMilliAmpere / kMilliAmperePerAmpere;
+  SMeterChoice meters;
   bool table = false;
   bool help = false;
 };

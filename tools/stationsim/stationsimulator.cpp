@@ -32,7 +32,11 @@ CStationSimulator::CStationSimulator(SSettings settings, IScheduler& scheduler, 
       mWorker(scheduler, "Display") {
   mPeer->ExpectAbsence(true);  // the table says so itself
   mStation.House().FitFuse(mSettings.fuseMilliAmpere);
-  if (!mSettings.chipRoot.empty()) mChipTree.emplace(scheduler, mStation.Chip(), mSettings.chipRoot);
+  if (!mSettings.root.empty()) {
+    if (mSettings.meters.Has(SettingsKeys::kCurrentTransformers))
+      mChipTree.emplace(scheduler, mStation.Chip(), mSettings.root);
+    mMeters.emplace(scheduler, mStation.Meter(), mSettings.meters, mSettings.root);
+  }
   // The table of a terminal shows it, and a line of its own would stand in the middle of it.
   if (mSettings.table && mSettings.isTerminal) return;
   mStation.BasicCharge().OnArrival([this](const CSimulatedBasicCharge::SArrival& arrival) {
@@ -50,12 +54,14 @@ void CStationSimulator::Run(IEvent& end) {
   showing.Cancel();
   LetCurrentControlEnd();
   if (mChipTree) mChipTree->Stop();
+  if (mMeters) mMeters->Stop();
   mStation.Stop();
   mHost.Stop();
   mWorker.Stop();
 }
 
 void CStationSimulator::Start() {
+  if (mMeters) mMeters->Start();  // first, since it may be impossible
   mHost.Start();
   mWorker.Start();
   mStation.Start();
@@ -81,7 +87,11 @@ void CStationSimulator::ShowTable() {
                     .arrivalAge = {},
                     .vehicle = mStation.ChargePoint().View().state,
                     .house = mStation.House().View(),
-                    .chip = mStation.Chip().Configuration()};
+                    .hasTransformers = mSettings.meters.Has(SettingsKeys::kCurrentTransformers),
+                    .chip = mStation.Chip().Configuration(),
+                    .offers = {},
+                    .fate = mStation.Meter().Fate()};
+  if (mMeters) view.offers = mMeters->Offers();
   if (limits.IsOk()) view.limits = std::move(limits.value);
   if (view.arrival) view.arrivalAge = Between(view.arrival->when, now);
   mTable.Show(FormatStation(view) + "\n");

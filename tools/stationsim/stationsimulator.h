@@ -16,6 +16,7 @@
 #include "simulation/station.h"
 #include "simulation/supervisor.h"
 #include "tools/display/liveview.h"
+#include "tools/stationsim/offeredmeters.h"
 
 /// A station that runs current control, from bringing it up to letting it end.
 class CStationSimulator {
@@ -24,7 +25,8 @@ class CStationSimulator {
   static constexpr Milliseconds kFarewell{3000};
 
   struct SSettings {
-    std::filesystem::path chipRoot{};  ///< shows the metering chip's attributes below it; empty: nowhere
+    std::filesystem::path root{};  ///< shows the meters below it; empty: nowhere
+    SMeterChoice meters{};
     std::uint32_t fuseMilliAmpere = CHouse::kUsualFuseMilliAmpere;
     std::optional<SScenario> scenario;
     std::optional<Milliseconds> runFor;
@@ -51,6 +53,7 @@ class CStationSimulator {
   CLiveView mTable;
   CStation mStation;
   std::optional<CChipTree> mChipTree;
+  std::optional<COfferedMeters> mMeters;
   CSupervisor mSupervisor;
   CScenarioPlayer mPlayer;
   const std::shared_ptr<Rpc::CClient> mPeer;

@@ -25,6 +25,18 @@ std::string_view ToText(CVehicle::EState state) {
   return "full";
 }
 
+std::string_view ToText(CHouseMeter::EFate fate) {
+  switch (fate) {
+    case CHouseMeter::EFate::Good:
+      return "good";
+    case CHouseMeter::EFate::Away:
+      return "away";
+    case CHouseMeter::EFate::Garbled:
+      break;
+  }
+  return "sends what is damaged";
+}
+
 std::string FormatArrival(const SStationView& view) {
   if (!view.arrival) return "nothing has arrived yet";
   return fmt::format("{} mA on {} phase{}, {} {} ago", view.arrival->milliAmpere, view.arrival->phases,
@@ -79,6 +91,8 @@ std::string FormatStation(const SStationView& view) {
   text += fmt::format("charge control  {}\n", FormatArrival(view));
   text += fmt::format("vehicle    {}\n", ToText(view.vehicle));
   text += FormatHouse(view.house);
-  text += fmt::format("metering chip  {}\n", FormatChip(view.chip));
+  if (view.hasTransformers) text += fmt::format("metering chip  {}\n", FormatChip(view.chip));
+  for (const auto& offer : view.offers)
+    text += fmt::format("meter      {} {}: {}\n", offer.type, offer.place, ToText(view.fate));
   return text;
 }

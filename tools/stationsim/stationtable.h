@@ -2,12 +2,14 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "ipc/currentcontrol.pb.h"
 
 #include "simulation/house.h"
 #include "simulation/meteringchip.h"
 #include "simulation/simulatedbasiccharge.h"
+#include "tools/stationsim/offeredmeters.h"
 
 /// What the live table shows, all from about one moment.
 struct SStationView {
@@ -17,7 +19,10 @@ struct SStationView {
   Milliseconds arrivalAge;
   CVehicle::EState vehicle;
   CHouse::SView house;
+  bool hasTransformers;                               ///< behind the metering chip
   std::optional<CMeteringChip::SConfiguration> chip;  ///< none: it is away
+  std::vector<COfferedMeters::SOffer> offers;
+  CHouseMeter::EFate fate;  ///< of all that are offered
 };
 
 /// A block of lines; ends with a line end.
