@@ -59,16 +59,21 @@ void SetUp(CURL* handle) {
   curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, TakeBody);
 }
 
-std::string TimeoutText(CURL* handle) {
-  curl_off_t connected = 0;  // stays 0 without a connection
-  curl_easy_getinfo(handle, CURLINFO_CONNECT_TIME_T, &connected);
-  if (connected == 0) return fmt::format("no connection within {} ms", IHttpClient::kConnectTimeout.count());
-  return fmt::format("no complete answer within {} ms", IHttpClient::kTimeout.count());
+bool HasAsked(CURL* handle) {
+  curl_off_t sinceBegin = 0;  // stays 0 without a connection
+  curl_easy_getinfo(handle, CURLINFO_PRETRANSFER_TIME_T, &sinceBegin);
+  return sinceBegin != 0;
+}
+
+std::string TimeoutText(bool hasAsked) {
+  return hasAsked ? fmt::format("no complete answer within {} ms", IHttpClient::kTimeout.count())
+                  : fmt::format("no connection within {} ms", IHttpClient::kConnectTimeout.count());
 }
 
 std::string FailureText(CURL* handle, CURLcode code, const SSink& sink) {
   if (!sink.refusal.empty()) return sink.refusal;
-  if (code == CURLE_OPERATION_TIMEDOUT) return TimeoutText(handle);
+  if (code == CURLE_OPERATION_TIMEDOUT) return TimeoutText(HasAsked(handle));
+  if (code == CURLE_UNSUPPORTED_PROTOCOL && HasAsked(handle)) return "the answer is not HTTP/1";
   long systemError = 0;
   curl_easy_getinfo(handle, CURLINFO_OS_ERRNO, &systemError);
   if (code == CURLE_COULDNT_CONNECT && systemError != 0) {
