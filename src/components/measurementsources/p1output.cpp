@@ -31,7 +31,7 @@ std::optional<std::int32_t> Current(const CRecord& record, std::size_t phase) {
       Net(record, OfPhase(EField::PowerDeliveredL1, phase), OfPhase(EField::PowerReturnedL1, phase));
   if (!watt) return std::nullopt;
   const std::int32_t milliVolt = record.Thousandths(OfPhase(EField::VoltageL1, phase)).value_or(0);
-  if (milliVolt >= 0) {
+  if (milliVolt != 0) {
     const float volt = static_cast<float>(milliVolt) / static_cast<float>(kThousand);
     return Truncated(static_cast<float>(*watt) / volt * static_cast<float>(kThousand));
   }
