@@ -1,21 +1,28 @@
 #!/usr/bin/env bash
 # Runs the daemon with a simulated station and shows what happens, live. Ctrl-C ends it.
 #
-# usage: demo.sh [--scenario NAME|FILE] [--seconds N] [--root PATH]
-#   --scenario NAME|FILE   what happens: evening-cooking (else), demo, evening, or a file of your own
+# usage: demo.sh [--meter TYPE] [--scenario NAME|FILE] [--seconds N] [--root PATH]
+#   --meter TYPE           what measures the house: ct (else), p1extender, homewizard, modbustcp or modbusrtu; homewizard-mdns
+#                          has to be found on the network, by the avahi daemon
+#   --scenario NAME|FILE   what happens: evening-cooking (else), demo, evening, meter-lost, or a file of your own
 #   --seconds N            end after N seconds
 #   --root PATH            keep settings, sockets and the log below PATH, and leave them there (else: a temporary folder)
 set -euo pipefail
 
-usage() { sed -n 's/^# usage: /usage: /p; s/^#   --/  --/p' "$0"; }
+usage() { sed -n 's/^# usage: /usage: /p; s/^#   \( *[-a-z]\)/  \1/p' "$0"; }
 seconds=()
 root=""
 scenario=evening-cooking
+meter=""
 while [ $# -gt 0 ]; do
   case "$1" in
-    --scenario | --seconds | --root) [ $# -ge 2 ] || { echo "demo: $1 needs a value" >&2; exit 2; } ;;&
+    --meter | --scenario | --seconds | --root) [ $# -ge 2 ] || { echo "demo: $1 needs a value" >&2; exit 2; } ;;&
     --seconds) [[ "$2" =~ ^[1-9][0-9]{0,5}$ ]] || { echo "demo: --seconds takes a whole number from 1, not '$2'" >&2; exit 2; }
       seconds=(--seconds "$2"); shift 2 ;;
+    --meter) case "$2" in
+        ct | p1extender | homewizard | homewizard-mdns | modbustcp | modbusrtu) meter=$2; shift 2 ;;
+        *) echo "demo: '$2' is no meter that a demonstration has" >&2; usage >&2; exit 2 ;;
+      esac ;;
     --scenario) scenario=$2; shift 2 ;;
     --root) root=$(realpath --canonicalize-missing "$2"); shift 2 ;;
     -h | --help) usage; exit 0 ;;
@@ -26,6 +33,11 @@ atHand=$(dirname "$0")/../simulation/scenarios/$scenario.json
 if [ -f "$atHand" ]; then scenario=$atHand; fi
 [ -f "$scenario" ] || { echo "demo: '$scenario' is neither a scenario at hand nor a file" >&2; exit 2; }
 scenario=$(realpath "$scenario")
+if [ -n "$meter" ] && [ -n "$root" ] && [ -e "$root/etc/settings.json" ]; then
+  echo "demo: --meter is for a root without settings; $root/etc/settings.json is there already" >&2
+  exit 2
+fi
+meter=${meter:-ct}
 cd "$(dirname "$0")/.."
 
 scripts/install-dependencies.sh
@@ -72,17 +84,38 @@ fi
 mkdir -p "$root/etc"
 log=$root/currentcontrol.log
 
-# A three-phase station for 32 A with a meter and a socket, at an installation that allows 25 A, in a house with a main
-# fuse of 25 A and current transformers behind it.
+# A port on which nobody listens.
+freePort() {
+  local port
+  while port=$((20000 + RANDOM % 12000)) && (exec 3<> "/dev/tcp/127.0.0.1/$port") 2> /dev/null; do :; done
+  echo "$port"
+}
+
+# The settings hold a meter's parameters as text.
+source=${meter%-mdns}
+offer=(--meter "$source")
+port=""
+case "$meter" in
+  homewizard | modbustcp) port=$(freePort); offer+=(--meter-port "$port") ;;&
+  homewizard) parameters="{\\\"address\\\": \\\"127.0.0.1:$port\\\"}" ;;
+  modbustcp) parameters="{\\\"type\\\": \\\"siemens_pac2200\\\", \\\"address\\\": \\\"127.0.0.1:$port\\\"}" ;;
+  modbusrtu) parameters='{\"type\": \"siemens_pac2200\"}' ;;
+  *) parameters="" ;;
+esac
+
+# A three-phase station for 32 A with a meter, a socket and a serial line, at an installation that allows 25 A, in a
+# house with a main fuse of 25 A and a meter behind it.
 [ -e "$root/etc/hwinfo.json" ] || cat > "$root/etc/hwinfo.json" << 'END'
 {
   "HwMaxCurrent": 32,
   "HwOneOrThreePhase": 3,
   "HwHasSocket": true,
-  "HwHasMeter": true
+  "HwHasMeter": true,
+  "HwHasRs485": true,
+  "HwRs485AutoDirection": true
 }
 END
-[ -e "$root/etc/settings.json" ] || cat > "$root/etc/settings.json" << 'END'
+[ -e "$root/etc/settings.json" ] || cat > "$root/etc/settings.json" << END
 {
   "CurrentCtrlFixedChargeCurrentLimit": 25,
   "ConnectedPhases": 0,
@@ -90,7 +123,8 @@ END
   "UserDefinedChargeLimitCurrent": 32,
   "CurrentCtrlBopEnable": true,
   "CurrentCtrlBopFuseRating": 25,
-  "BopSource": "ct",
+  "BopSource": "$source",
+  "BopSourceParameters": "$parameters",
   "CurrentCtrlBopCtType": "C-CT-16"
 }
 END
@@ -99,7 +133,7 @@ END
 set -m
 "$bin/currentcontrol" --root="$root" > "$log" 2>&1 < /dev/null &
 daemon=$!
-"$bin/stationsim" --root "$root" --scenario "$scenario" --table "${seconds[@]}" < /dev/null &
+"$bin/stationsim" --root "$root" --scenario "$scenario" "${offer[@]}" --table "${seconds[@]}" < /dev/null &
 station=$!
 set +m
 

@@ -36,7 +36,7 @@ EExit TellReading(CSession& session, const SMeterType& type, const CMeterTrial& 
   json["reading"] = ReadingToJson(trial.Reading());
   std::string text =
       fmt::format("{} {}\n{}", type.name, JsonText::ToLine(parameters), FormatReading(trial.Reading()));
-  if (parameters != given) text += "found out by asking it; nothing was stored\n";
+  if (parameters != given) text += "what was not given was found out by asking; nothing was stored\n";
   return session.Answer(json, text + "in settings.json: " + FormatSettings(type.name, parameters));
 }
 
