@@ -1,10 +1,15 @@
 #include "simulation/blackoutevening.h"
 
 #include <algorithm>
+#include <array>
+#include <stdexcept>
+#include <string_view>
 #include <utility>
 
 #include <fmt/format.h>
 
+#include "src/components/measurementsources/measurement.h"
+#include "src/components/settingskeys.h"
 #include "src/limitationsources/limits.h"
 
 namespace {
@@ -23,12 +28,43 @@ constexpr std::uint32_t kTolerance = 300;
 /// How far the fuse is used, in percent of its rating.
 constexpr std::uint32_t kUsedPercent = 85;
 
+/// A kind of meter: how the settings name it, and what their parameters must hold.
+struct SMeterKind {
+  std::string_view type;
+  std::string parameters;  ///< JSON within a JSON text
+  Milliseconds noticed;    ///< at the latest, from the last measurement on
+};
+
+/// How old a reading gets before it is no longer used, a look at that, and what it takes blackout protection
+/// to be sure: three of its own looks and one to act.
+constexpr Milliseconds kMeterNoticed = Milliseconds{5000} + 5 * kSamplingPeriod;
+
+const SMeterKind& MeterKind(const std::string& type) {
+  static const std::array<SMeterKind, 5> kinds{{
+      {"ct", "", kNoticed},
+      {"p1extender", "", kMeterNoticed},
+      {"homewizard", fmt::format(R"({{\"address\": \"{}\"}})", CVirtualStation::kMeterAddress),
+       kMeterNoticed},
+      {"modbustcp",
+       fmt::format(R"({{\"type\": \"{}\", \"address\": \"{}\"}})", CVirtualStation::kModbusModel,
+                   CVirtualStation::kMeterAddress),
+       kMeterNoticed},
+      {"modbusrtu", fmt::format(R"({{\"type\": \"{}\"}})", CVirtualStation::kModbusModel), kMeterNoticed},
+  }};
+  const auto found = std::ranges::find(kinds, type, &SMeterKind::type);
+  if (found == kinds.end())
+    throw std::invalid_argument(fmt::format("there is no kind of meter \"{}\"", type));
+  return *found;
+}
+
 CVirtualStation::SFiles Files(const SEveningPlan& plan) {
   return {.hwinfo = fmt::format(R"({{"HwMaxCurrent": {}, "HwOneOrThreePhase": {}}})", kHardwareAmpere,
                                 plan.stationPhases),
           .settings = fmt::format(R"({{"CurrentCtrlFixedChargeCurrentLimit": {}, "CurrentCtrlBopEnable": {},
-                                       "CurrentCtrlBopFuseRating": {}, "CurrentCtrlBopCtType": "C-CT-16"}})",
-                                  plan.installationAmpere, plan.isProtected, plan.fuseAmpere),
+                                       "CurrentCtrlBopFuseRating": {}, "CurrentCtrlBopCtType": "C-CT-16",
+                                       "BopSource": "{}", "BopSourceParameters": "{}"}})",
+                                  plan.installationAmpere, plan.isProtected, plan.fuseAmpere, plan.meter,
+                                  MeterKind(plan.meter).parameters),
           .secrets = ""};
 }
 
@@ -69,6 +105,23 @@ void CBlackoutEvening::Happen() {
 }
 
 void CBlackoutEvening::Suffer(SEveningPlan::ETrouble trouble) {
+  return HasTransformers() ? SufferChip(trouble) : SufferMeter(trouble);
+}
+
+void CBlackoutEvening::SufferMeter(SEveningPlan::ETrouble trouble) {
+  CHouseMeter& meter = mStation.Meter();
+  switch (trouble) {
+    case SEveningPlan::ETrouble::Reset:
+      return meter.SetFate(CHouseMeter::EFate::Garbled);
+    case SEveningPlan::ETrouble::ResetAndRefuse:
+    case SEveningPlan::ETrouble::Vanish:
+      return meter.SetFate(CHouseMeter::EFate::Away);
+    case SEveningPlan::ETrouble::Recover:
+      return meter.SetFate(CHouseMeter::EFate::Good);
+  }
+}
+
+void CBlackoutEvening::SufferChip(SEveningPlan::ETrouble trouble) {
   CMeteringChip& chip = mStation.Chip();
   switch (trouble) {
     case SEveningPlan::ETrouble::Reset:
@@ -91,7 +144,7 @@ void CBlackoutEvening::Watch() {
     Violation(fmt::format("the fuse tripped on phase {}", *moment.house.fuse.TrippedPhase()));
   }
   if (moment.measured || !mPlan.isProtected) mMeasuredLast = moment.at;
-  if (moment.at - mMeasuredLast > kNoticed && mSetpoint >= kFallback + kForwarded) {
+  if (moment.at - mMeasuredLast > MeterKind(mPlan.meter).noticed && mSetpoint >= kFallback + kForwarded) {
     Violation(fmt::format("a setpoint of {} mA without measuring", mSetpoint));
   }
   const bool charges = mStation.Peers().ChargePoint().View().state == CVehicle::EState::Charging;
@@ -122,7 +175,12 @@ void CBlackoutEvening::OnSetpoint(std::uint32_t milliAmpere) {
   mSetpoint = milliAmpere;
 }
 
+bool CBlackoutEvening::HasTransformers() const {
+  return mPlan.meter == SettingsKeys::kCurrentTransformers;
+}
+
 bool CBlackoutEvening::IsMeasured() {
+  if (!HasTransformers()) return mStation.Meter().Fate() == CHouseMeter::EFate::Good;
   const auto configuration = mStation.Chip().Configuration();
   return configuration && configuration->run == 1;
 }

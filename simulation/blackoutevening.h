@@ -32,10 +32,11 @@ class CBlackoutEvening {
     Milliseconds at;
     CHouse::SView house;
     std::uint32_t setpoint;  ///< mA
-    bool measured;           ///< the chip runs
+    bool measured;           ///< the meter can be read
   };
   using Observer = std::function<void(const SMoment&)>;
 
+  /// Throws std::invalid_argument when there is no such meter.
   explicit CBlackoutEvening(SEveningPlan plan, Observer observer = {});
 
   SOutcome Play();
@@ -43,9 +44,12 @@ class CBlackoutEvening {
  private:
   void Happen();
   void Suffer(SEveningPlan::ETrouble trouble);
+  void SufferChip(SEveningPlan::ETrouble trouble);
+  void SufferMeter(SEveningPlan::ETrouble trouble);
   void Watch();
   void WatchReturn(const SMoment& moment);
   void OnSetpoint(std::uint32_t milliAmpere);
+  bool HasTransformers() const;
   bool IsMeasured();
   void Violation(const std::string& what);
 
@@ -56,7 +60,7 @@ class CBlackoutEvening {
   std::size_t mNextTrouble = 0;
   std::size_t mNextPlug = 0;
   std::uint32_t mSetpoint = 0;
-  Milliseconds mMeasuredLast{0};   ///< when the chip was last seen to run
+  Milliseconds mMeasuredLast{0};   ///< when the meter could last be read
   Milliseconds mChargingSince{0};  ///< reset while the vehicle does not charge
   SOutcome mOutcome;
 };

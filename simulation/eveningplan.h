@@ -8,8 +8,8 @@
 #include "simulation/vehicle.h"
 
 /// What happens in half an hour of a house and its station, made up from a seed: what is switched on where,
-/// what the vehicle is like, what the metering chip suffers. The household by itself always stays below the
-/// fuse. In the last minutes nothing but the base load is on and the chip is well, so that the vehicle must
+/// what the vehicle is like, what the meter suffers. The household by itself always stays below the
+/// fuse. In the last minutes nothing but the base load is on and the meter is well, so that the vehicle must
 /// get its full current back.
 struct SEveningPlan {
   using Currents = CVehicle::Currents;
@@ -33,7 +33,8 @@ struct SEveningPlan {
     bool connected;
   };
 
-  bool isProtected = true;  ///< by blackout protection
+  bool isProtected = true;   ///< by blackout protection
+  std::string meter = "ct";  ///< the type of the one that measures the house
   std::uint32_t fuseAmpere = 25;
   std::uint32_t installationAmpere = 25;
   std::uint32_t stationPhases = 3;

@@ -16,6 +16,18 @@ TEST(BlackoutEvening, HoldsTheFuseAndGivesTheVehicleWhatThereIsWhateverHappens) 
   }
 }
 
+TEST(BlackoutEvening, HoldsTheFuseWithEveryOtherMeterToo) {
+  const CLogCapture silence(Log::ELogLevel::Critical);
+  for (const auto* meter : {"p1extender", "homewizard", "modbustcp", "modbusrtu"}) {
+    for (std::uint64_t seed = 1; seed <= 10; ++seed) {
+      SEveningPlan plan = SEveningPlan::Make(seed);
+      plan.meter = meter;
+      EXPECT_THAT(CBlackoutEvening(plan).Play().violations, IsEmpty())
+          << "again: blackoutevenings --meter " << meter << " --seed " << seed << " --count 1";
+    }
+  }
+}
+
 /// The same evenings must be found dangerous when nobody protects the fuse.
 TEST(BlackoutEvening, NoticesAFuseThatIsNotProtected) {
   const CLogCapture silence(Log::ELogLevel::Critical);

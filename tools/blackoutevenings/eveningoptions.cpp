@@ -1,9 +1,11 @@
 #include "tools/blackoutevenings/eveningoptions.h"
 
+#include <algorithm>
 #include <array>
 
 #include <fmt/format.h>
 
+#include "src/components/settingskeys.h"
 #include "tools/display/options.h"
 
 namespace {
@@ -14,8 +16,9 @@ constexpr std::uint64_t kMost = 1000000000;
 }  // namespace
 
 SEveningOptions ReadEveningOptions(std::span<char* const> arguments) {
-  static constexpr std::array<option, 7> kOptions{{{"seed", required_argument, nullptr, 's'},
+  static constexpr std::array<option, 8> kOptions{{{"seed", required_argument, nullptr, 's'},
                                                    {"count", required_argument, nullptr, 'c'},
+                                                   {"meter", required_argument, nullptr, 'm'},
                                                    {"trace", no_argument, nullptr, 't'},
                                                    {"reaction", no_argument, nullptr, 'r'},
                                                    {"json", no_argument, nullptr, 'j'},
@@ -23,15 +26,21 @@ SEveningOptions ReadEveningOptions(std::span<char* const> arguments) {
                                                    {nullptr, 0, nullptr, 0}}};
   SEveningOptions options;
   const auto words =
-      ReadOptions(arguments, "s:c:trjh", kOptions.data(), [&](char letter, const std::string& argument) {
+      ReadOptions(arguments, "s:c:m:trjh", kOptions.data(), [&](char letter, const std::string& argument) {
         if (letter == 's') options.seed = ReadWholeNumber("seed", 0, kMost, argument);
         if (letter == 'c') options.count = ReadWholeNumber("count", 1, kMost, argument);
+        if (letter == 'm') options.meter = argument;
         if (letter == 't') options.trace = true;
         if (letter == 'r') options.reaction = true;
         if (letter == 'j') options.json = true;
         if (letter == 'h') options.help = true;
       });
   if (!words.empty()) throw CUsageError(fmt::format("'{}' is no option", words.front()));
+  constexpr std::array kMeters{SettingsKeys::kCurrentTransformers, SettingsKeys::kP1Extender,
+                               SettingsKeys::kHomeWizard, SettingsKeys::kModbusTcp, SettingsKeys::kModbusRtu};
+  if (std::ranges::find(kMeters, options.meter) == kMeters.end()) {
+    throw CUsageError(fmt::format("'{}' is no type of meter", options.meter));
+  }
   if (int{options.trace} + int{options.reaction} + int{options.json} > 1) {
     throw CUsageError("--trace, --reaction and --json exclude each other");
   }
@@ -44,6 +53,8 @@ std::string EveningHelp() {
          "the application that ships, and watches that the fuse holds and the vehicle gets what there is.\n\n"
          "  -s, --seed=N   the first evening (1); each next one has the next number\n"
          "  -c, --count=N  how many (100)\n"
+         "  -m, --meter=TYPE  what measures the house: ct (else), p1extender, homewizard, modbustcp, "
+         "modbusrtu\n"
          "  -t, --trace    print the first evening as CSV instead: a line for every 250 ms, currents in mA\n"
          "  -r, --reaction print the slowest reaction to an overload as CSV instead: a line for every 50 "
          "ms,\n"

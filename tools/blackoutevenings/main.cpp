@@ -28,15 +28,18 @@ struct STotals {
   Milliseconds longestReturn{0};
 };
 
-CBlackoutEvening::SOutcome PlayEvening(std::uint64_t seed, CBlackoutEvening::Observer observer = {}) {
+CBlackoutEvening::SOutcome PlayEvening(std::uint64_t seed, const std::string& meter,
+                                       CBlackoutEvening::Observer observer = {}) {
   const CLogCapture silence(Log::ELogLevel::Critical);
-  return CBlackoutEvening(SEveningPlan::Make(seed), std::move(observer)).Play();
+  SEveningPlan plan = SEveningPlan::Make(seed);
+  plan.meter = meter;
+  return CBlackoutEvening(std::move(plan), std::move(observer)).Play();
 }
 
-void Report(std::uint64_t seed, const CBlackoutEvening::SOutcome& outcome) {
+void Report(std::uint64_t seed, const std::string& meter, const CBlackoutEvening::SOutcome& outcome) {
   for (const std::string& violation : outcome.violations) {
-    fmt::print(std::cerr, "evening {}: {}\n  again: blackoutevenings --seed {} --count 1\n", seed, violation,
-               seed);
+    fmt::print(std::cerr, "evening {}: {}\n  again: blackoutevenings --meter {} --seed {} --count 1\n", seed,
+               violation, meter, seed);
   }
 }
 
@@ -68,15 +71,15 @@ void Print(const STotals& totals, bool json) {
   std::cout << JsonText::ToLine(result) << '\n';
 }
 
-EExit Trace(std::uint64_t seed) {
+EExit Trace(const SEveningOptions& options) {
   fmt::print("seconds,load1,load2,load3,total1,total2,total3,setpoint,heat,measured\n");
-  const auto outcome = PlayEvening(seed, [](const CBlackoutEvening::SMoment& moment) {
+  const auto outcome = PlayEvening(options.seed, options.meter, [](const CBlackoutEvening::SMoment& moment) {
     const auto& house = moment.house;
     fmt::print("{:.2f},{},{},{},{},{},{},{},{:.3f},{:d}\n", static_cast<double>(moment.at.count()) / 1000,
                house.load[0], house.load[1], house.load[2], house.total[0], house.total[1], house.total[2],
                moment.setpoint, house.fuse.Heat(), moment.measured);
   });
-  Report(seed, outcome);
+  Report(options.seed, options.meter, outcome);
   return outcome.violations.empty() ? kAllHeld : kViolated;
 }
 
@@ -93,8 +96,8 @@ EExit ShowReaction() {
 EExit PlayAll(const SEveningOptions& options) {
   STotals totals;
   for (std::uint64_t i = 0; i < options.count; ++i) {
-    const auto outcome = PlayEvening(options.seed + i);
-    Report(options.seed + i, outcome);
+    const auto outcome = PlayEvening(options.seed + i, options.meter);
+    Report(options.seed + i, options.meter, outcome);
     ++totals.evenings;
     if (!outcome.violations.empty()) ++totals.violated;
     totals.setpoints += outcome.setpoints;
@@ -119,7 +122,7 @@ int main(int argc, char* argv[]) {
       return kAllHeld;
     }
     if (options.reaction) return ShowReaction();
-    return options.trace ? Trace(options.seed) : PlayAll(options);
+    return options.trace ? Trace(options) : PlayAll(options);
   } catch (const CUsageError& error) {
     std::cerr << "blackoutevenings: " << error.what() << '\n';
     return kWrongUsage;

@@ -38,7 +38,8 @@ CMeterSource::CMeterSource(IScheduler& scheduler, const std::string& name, std::
       mSamplingPeriod(periods.sampling),
       mSilence(periods.silence),
       mLabel(std::move(label)),
-      mHeard(scheduler, periods.silence) {}
+      mHeard(scheduler, periods.silence),
+      mClock(scheduler) {}
 
 void CMeterSource::DeInit() {
   LOG_ENTRY(kClassName);
@@ -49,12 +50,17 @@ void CMeterSource::DeInit() {
 
 void CMeterSource::Expect() {
   Stop();
+  mIsOffering = false;
+  mAccepted.reset();
   mReason.clear();
   mHeard.Restart();
   mSilenceCheck = Worker().AddCall([this] { CheckSilence(); }, mSamplingPeriod, mSamplingPeriod);
 }
 
 void CMeterSource::Accept(const SMeterReading& reading) {
+  const TimePoint now = mClock.Now();
+  mInterval = mAccepted && !mIsInError ? now - *mAccepted : TimePoint::duration::zero();
+  mAccepted = now;
   mHeard.Restart();
   mReason.clear();
   mReasons.clear();
@@ -80,6 +86,7 @@ void CMeterSource::Offer(const SMeterReading& reading) {
     if (!HasMeasurement(type)) RegisterMeasurement(type, [this, type] { return Newest(type); });
   }
   Start();
+  mIsOffering = true;
   if (std::exchange(mOffered, offered) != offered)
     LOG_INFO("{} measures {}", mLabel, QuantitiesText(offered));
 }
@@ -103,14 +110,28 @@ void CMeterSource::Fail(const std::string& reason) {
 }
 
 void CMeterSource::CheckSilence() {
-  if (!mHeard.HasExpired() || mIsInError) return;
+  if (mIsInError) return;
+  if (!mHeard.HasExpired()) return IsFresh() ? void() : Withdraw();
   EnterError();
   if (mReason.empty()) mReason = fmt::format("nothing was heard of it for {} ms", mSilence.count());
   TellReason();
 }
 
+bool CMeterSource::IsFresh() const {
+  constexpr int kIntervals = 3;
+  if (!mIsOffering) return true;
+  return mClock.Now() - *mAccepted <= std::max<TimePoint::duration>(kLeastFresh, kIntervals * mInterval);
+}
+
+void CMeterSource::Withdraw() {
+  Stop();
+  mIsOffering = false;
+  LOG_WARNING("{} is not heard: its newest reading is too old to be used", mLabel);
+}
+
 void CMeterSource::EnterError() {
   Stop();
+  mIsOffering = false;
   if (!std::exchange(mIsInError, true)) NotifyErrorHandlers(true);
 }
 

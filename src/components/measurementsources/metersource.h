@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,10 +13,16 @@
 /// What the meters have in common that are read apart from sampling, over a line or a network. The newest
 /// reading is what is sampled, and the quantities that it carries are the ones that are offered.
 ///
-/// A meter is in error when it could not be read for longer than its silence; then nothing is offered until
-/// it can be read again. Both changes are told once, to the log and to the error handlers.
+/// A reading is used for three of the intervals in which the meter tells something, for `kLeastFresh` at
+/// least, so that a load that has come meanwhile is not overlooked for long. Then nothing is offered until
+/// there is a newer one.
+///
+/// A meter is in error when it could not be read for longer than its silence, and nothing is offered until it
+/// can be read again. Both changes are told once, to the log and to the error handlers.
 class CMeterSource : public CMeasurementSource {
  public:
+  static constexpr Milliseconds kLeastFresh{5000};
+
   /// The worker stands still when this returns. Being in error or not stays as it was.
   void DeInit() override;
 
@@ -47,6 +54,8 @@ class CMeterSource : public CMeasurementSource {
 
  private:
   void CheckSilence();
+  bool IsFresh() const;
+  void Withdraw();
   void EnterError();
   void TellReason();
   void Offer(const SMeterReading& reading);
@@ -61,6 +70,10 @@ class CMeterSource : public CMeasurementSource {
   // Used on the worker, or while it stands still.
   std::string mLabel;
   CDeadman mHeard;
+  const IClock& mClock;
+  std::optional<TimePoint> mAccepted;  // the newest reading
+  TimePoint::duration mInterval{};     // between the newest two; zero while there is one only
+  bool mIsOffering = false;
   bool mIsInError = false;
   std::string mReason;                // of the newest failure; empty: none since the newest reading
   std::vector<std::string> mReasons;  // that were told since the error began

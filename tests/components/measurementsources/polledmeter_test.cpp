@@ -14,8 +14,9 @@ using ::testing::SizeIs;
 
 class CScriptedMeter final : public CPolledMeter {
  public:
-  explicit CScriptedMeter(CVirtualScheduler& scheduler)
-      : CPolledMeter(scheduler, "Scripted", "The meter", SPeriods{}), mScheduler(scheduler) {}
+  explicit CScriptedMeter(CVirtualScheduler& scheduler, Milliseconds silence = Milliseconds{5000})
+      : CPolledMeter(scheduler, "Scripted", "The meter", SPeriods{.silence = silence}),
+        mScheduler(scheduler) {}
   ~CScriptedMeter() override { CScriptedMeter::DeInit(); }
 
   std::string mFault;
@@ -101,6 +102,31 @@ TEST_F(CPolledMeterTest, OffersWhatItsReadingsCarryAndNothingWhileInError) {
   mScheduler.RunFor(Milliseconds{30000});
   EXPECT_THAT(mMeter.GetMeasurementAverage(EMeasureType::Current, Milliseconds{30000}),
               ElementsAre(9000, 0, 0));
+}
+
+/// Long before it is in error.
+TEST_F(CPolledMeterTest, OffersNoReadingThatIsTooOldForTheMetersPace) {
+  const SMeterReading reading{.current = {{1000, 0, 0}}, .voltage = {}, .activePower = {}};
+  CScriptedMeter meter(mScheduler, Milliseconds{60000});
+  meter.RegisterErrorHandler([this](bool error) { mErrors.push_back(error); });
+  meter.mAnswer = reading;
+  meter.Init();
+  mScheduler.RunFor(Milliseconds{1250});
+  meter.mAnswer = "busy";
+  mScheduler.RunFor(Milliseconds{5000});
+  EXPECT_TRUE(meter.HasMeasurement(EMeasureType::Current));
+  mScheduler.RunFor(Milliseconds{1250});
+  EXPECT_FALSE(meter.HasMeasurement(EMeasureType::Current));
+  // Read again at 11250 ms, 10 s after the reading before: that may be the meter's pace.
+  meter.mAnswer = reading;
+  mScheduler.RunFor(Milliseconds{3750});
+  meter.mAnswer = "busy";
+  mScheduler.RunFor(Milliseconds{30000});
+  EXPECT_TRUE(meter.HasMeasurement(EMeasureType::Current));
+  mScheduler.RunFor(Milliseconds{1250});
+  EXPECT_FALSE(meter.HasMeasurement(EMeasureType::Current));
+  EXPECT_THAT(mErrors, ElementsAre());
+  EXPECT_EQ(mLog.Count("The meter is not heard: its newest reading is too old to be used"), 2);
 }
 
 TEST_F(CPolledMeterTest, IsInErrorAtOnceWhenItCannotBeUsedAtAllUntilItIsInitializedAnew) {
