@@ -9,7 +9,7 @@ import re
 import sys
 import tempfile
 
-CODE = ["platform", "statemachines", "src", "simulation", "tools", "bench", "tests"]
+CODE = ["platform", "statemachines", "src", "simulation", "tools", "bench", "fuzz", "tests"]
 COMPONENTS = "src/components/"
 # The arbiter is told limits by what the application root hands to each limiting component.
 ARBITER = "currentlimiter"
@@ -17,6 +17,8 @@ ARBITER = "currentlimiter"
 LINES = [  # (where, where not, what must not stand there, why)
     (CODE, ["platform/rpc", "bench/bareroundtrip_bench.cpp"], r'#\s*include\s*[<"]grpc',
      "only platform/rpc includes gRPC headers"),
+    (["statemachines", "src"], [], r'#\s*include\s*<(curl|modbus|avahi-)',
+     "only platform reaches meters: what is above it knows interfaces"),
     (["src", "statemachines"], [],
      r"_clock::now\b|\bsleep_(for|until)\b|\bu?sleep\(|\bnanosleep\b|\bclock_gettime\b|\bgettimeofday\b|\btime\((nullptr|NULL|0)\)",
      "time is handed in: only platform reads clocks and sleeps"),
@@ -92,6 +94,7 @@ def self_test():
         (1, "src/components/a.h", "#include <grpcpp/grpcpp.h>\n"),
         (1, "simulation/a.h", '#include "grpc/grpc.h"\n'),
         (0, "platform/rpc/a.h", "#include <grpcpp/grpcpp.h>\n"),
+        (1, "src/components/a.h", "#include <modbus/modbus.h>\n"),
         (2, "src/a.h", "auto a = std::chrono::steady_clock::now();\nvoid B() { std::this_thread::sleep_for(a); }\n"),
         (0, "platform/a.h", "auto a = std::chrono::steady_clock::now(); std::thread t;\n"),
         (1, "statemachines/a.h", "std::thread t;\n"),
