@@ -112,7 +112,7 @@ void CAvahiLoop::CThread::End() {
   bool hasEnded = false;
   {
     const CMutexLock lock(mMutex);
-    hasEnded = Await(EStage::Ended);
+    hasEnded = mStage != EStage::Begun && Await(EStage::Ended);  // or it has been waited for already
   }
   if (hasEnded) {
     mThread.join();

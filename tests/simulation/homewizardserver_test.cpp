@@ -20,8 +20,11 @@ using EFate = CHouseMeter::EFate;
 
 bool Eventually(const std::function<bool()>& condition) {
   const auto end = std::chrono::steady_clock::now() + 20s;
-  while (!condition() && std::chrono::steady_clock::now() < end) std::this_thread::sleep_for(10ms);
-  return condition();
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > end) return false;
+    std::this_thread::sleep_for(10ms);
+  }
+  return true;
 }
 
 TEST(HomeWizardServerTest, IsReadOverHttpAndFoundAgainAfterItsAbsence) {
