@@ -170,8 +170,7 @@ TEST_F(MetersTest, ReadsAMeterInTheWayOfItsTypeAndStoresNothing) {
 
   meter.SetFate(CHouseMeter::EFate::Away);
   const TimePoint begin = mScheduler.Now();
-  EXPECT_EQ(Run(kMeters[0]).err,
-            "currentcontrolctl: p1extender cannot be read: nothing was heard of it in 15 s\n");
+  EXPECT_EQ(Run(kMeters[0]).err, "currentcontrolctl: p1extender cannot be read: no reading within 15 s\n");
   EXPECT_EQ(mScheduler.Now() - begin, std::chrono::seconds(15));
   EXPECT_THAT(Run(kMeters[2]).err,
               HasSubstr("siemens_pac2200 on /root/dev/ttymxc4, unit 126 cannot be read: "));

@@ -46,8 +46,8 @@ EExit TellFailure(CSession& session, const SMeterType& type, const CMeterTrial& 
     return session.Fail(EExit::Refused,
                         fmt::format("{} cannot be read:\n  {}", type.name, fmt::join(reasons, "\n  ")));
   }
-  return session.Fail(EExit::Refused, fmt::format("{} cannot be read: nothing was heard of it in {}",
-                                                  type.name, Seconds(session.Wait())));
+  return session.Fail(EExit::Refused, fmt::format("{} cannot be read: no reading within {}", type.name,
+                                                  Seconds(session.Wait())));
 }
 
 EExit ReadMeter(CSession& session, const SMeterType& type, const Json::Value& parameters) {
