@@ -176,7 +176,7 @@ void ReadLine(CParameterReader& reader, const SModbusRtuLine& defaultLine, SModb
     line.device = device;
     line.autoDirection = true;
   }
-  if (!line.device.starts_with('/') || line.device.find('\0') != std::string::npos)
+  if (!device.empty() && (!device.starts_with('/') || device.find('\0') != std::string::npos))
     reader.Refuse("device", "the whole path of a serial device");
   reader.Number(
       "baudRate", line.baud,

@@ -22,9 +22,6 @@ CP1Extender::CP1Extender(IScheduler& scheduler, std::shared_ptr<ICommunicationLi
   mLine->SetDataReceivedHandler([this](const std::shared_ptr<ICommunicationListener::IEndpoint>& endpoint) {
     Receive(endpoint->GetReceiveBuffer());
   });
-  RegisterErrorHandler([this](bool error) {
-    if (error) DumpForError();
-  });
 }
 
 CP1Extender::~CP1Extender() {
@@ -61,11 +58,6 @@ bool CP1Extender::StartLine() {
   return false;
 }
 
-void CP1Extender::DumpForError() {
-  // After the other handlers, which must not wait for a file.
-  if (mHasReceived) Worker().NonBlockingCall([this] { DumpLastReceivedData(); });
-}
-
 void CP1Extender::DumpLastReceivedData() {
   LOG_ENTRY(kClassName);
   CMutexLock lock(mParserMutex);
@@ -78,7 +70,6 @@ void CP1Extender::Receive(std::vector<std::uint8_t>& data) {
 }
 
 void CP1Extender::HandleTelegram(std::span<const std::uint8_t> telegram) {
-  mHasReceived = true;
   SP1Output output;
   {
     CMutexLock lock(mParserMutex);

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <memory>
 #include <span>
 #include <string>
@@ -32,13 +31,12 @@ class CP1Extender final : public CMeterSource {
   /// False, and an error state, when there is no line now; it is tried again until `DeInit`.
   bool Init() override;
   void DeInit() override;
-  /// What the last telegram held. Also done by itself when the meter goes into error. Any thread.
+  /// What the last telegram held. Any thread.
   void DumpLastReceivedData() override EXCLUDES(mParserMutex);
 
  private:
   // On the worker.
   bool StartLine();
-  void DumpForError();
 
   // On the line's thread.
   void Receive(std::vector<std::uint8_t>& data);
@@ -49,7 +47,6 @@ class CP1Extender final : public CMeterSource {
 
   CMutex mParserMutex;
   const std::unique_ptr<IP1Parser> mParser GUARDED_BY(mParserMutex);
-  std::atomic<bool> mHasReceived{false};  // a telegram, ever
 
   // Used on the line's thread, or while the line is stopped.
   CP1Framing mFraming;
