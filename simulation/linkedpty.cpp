@@ -25,6 +25,13 @@ bool MakeRaw(int descriptor) {
   return ::tcsetattr(descriptor, TCSANOW, &settings) == 0;
 }
 
+/// One that a process left behind which was killed.
+void RemoveStaleLink(const fs::path& link) {
+  std::error_code error;
+  const fs::path target = fs::read_symlink(link, error);
+  if (!error && target.parent_path() == "/dev/pts" && !fs::exists(target, error)) fs::remove(link, error);
+}
+
 }  // namespace
 
 std::string CLinkedPty::Open(const fs::path& link) {
@@ -33,6 +40,7 @@ std::string CLinkedPty::Open(const fs::path& link) {
   if (failure.empty()) {
     std::error_code error;
     fs::create_directories(link.parent_path(), error);
+    RemoveStaleLink(link);
     if (!error) fs::create_symlink(mName, link, error);
     if (error)
       failure = error == std::errc::file_exists ? "there is something else already" : error.message();

@@ -6,7 +6,7 @@
 #include "platform/utility/filedescriptor.h"
 
 /// A pseudo-terminal in place of a serial device: a link leads to the end that programs open. Nothing of
-/// others is removed.
+/// others is removed, but a link to a pseudo-terminal that is gone.
 class CLinkedPty {
  public:
   /// What failed; empty: nothing. The link's folder is made if it is missing.
@@ -17,6 +17,8 @@ class CLinkedPty {
   bool IsOpen() const { return mFarEnd.IsOpen(); }
   /// The end that is not the device.
   int FarEnd() const { return mFarEnd.Get(); }
+  /// The device, which is open here too.
+  int NearEnd() const { return mNearEnd.Get(); }
 
   CLinkedPty() = default;
   ~CLinkedPty() { Close(); }

@@ -4,15 +4,15 @@
 #include <string>
 #include <string_view>
 
-#include "platform/utility/filedescriptor.h"
 #include "platform/worker/worker.h"
 #include "simulation/housemeter.h"
+#include "simulation/linkedpty.h"
 
 /// A serial line that programs can open, with the house's meter at its end: a pseudo-terminal to which
 /// `<root>/dev/ttymxc4` is a link, and a telegram per second. While the meter is away there is neither.
 ///
-/// Nothing of others is removed: where there is something in the link's place already, there is an error line
-/// and no meter, until that is gone.
+/// Where there is something of others in the link's place, there is an error line and no meter, until that is
+/// gone.
 class CP1Pty {
  public:
   static constexpr Milliseconds kInterval{1000};
@@ -34,9 +34,6 @@ class CP1Pty {
  private:
   bool Turn();
   bool Open();
-  std::string TryOpen();
-  std::string TryLink();
-  void Close();
   void Send(std::string_view telegram) const;
 
   CHouseMeter& mMeter;
@@ -44,10 +41,8 @@ class CP1Pty {
   const Milliseconds mInterval;
 
   // Used on the worker, or while it stands still.
-  CFileDescriptor mMeterEnd;
-  CFileDescriptor mStationEnd;  // held so that the line is there while nobody has it open
-  std::string mStationEndName;  // empty unless the link is there and ours
-  std::string mFailure;         // of the newest attempt; empty: none
+  CLinkedPty mPty;
+  std::string mFailure;  // of the newest attempt; empty: none
   CCallHandle mTurns;
 
   CWorker mWorker;  // stops before the rest goes
