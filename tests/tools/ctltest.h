@@ -27,7 +27,7 @@ class CCtlTest : public testing::Test {
     std::ostringstream out;
     std::ostringstream err;
     const std::unique_ptr<IEvent> stop = mScheduler.CreateEvent();
-    CSession session({.words = std::move(words), .json = json, .root = "/root", .list = list},
+    CSession session({.words = std::move(words), .json = json, .root = "/root", .list = list, .wait = mWait},
                      {.scheduler = mScheduler,
                       .host = mHost,
                       .files = mFiles,
@@ -44,6 +44,7 @@ class CCtlTest : public testing::Test {
   CVirtualScheduler mScheduler;
   CMemoryFiles mFiles;
   SMeterAccess mMeters;
+  Milliseconds mWait{15000};
   std::istringstream mIn;
   std::unique_ptr<IEvent> mStop;  ///< of all commands; otherwise each has its own
   const std::shared_ptr<Rpc::CInProcessNetwork> mNetwork =

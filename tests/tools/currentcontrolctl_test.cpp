@@ -58,7 +58,10 @@ TEST_F(CtlTest, RefusesWrongUsageInOneLineBeforeItAsksAnyone) {
       {{"set", "15", "16A"}, "'16A' is no current: give amperes such as 16 or 12.5, at most 999"},
       {{"set", "15", "16", "2"}, "'2' is no number of phases: give 1 or 3"},
       {{"clear", ""}, "'' is no source: give its number, enumerator or display name"},
-      {{"log-level", "6"}, "'6' is no level: give trace, debug, info, warning, error or critical"}};
+      {{"log-level", "6"}, "'6' is no level: give trace, debug, info, warning, error or critical"},
+      {{"meter"}, "usage: currentcontrolctl meter TYPE [PARAMS], or meter --list"},
+      {{"meter", "sun"}, "'sun' is no type of meter; meter --list lists them"},
+      {{"meter", "ct", "[]"}, "the parameters are no JSON object: Line 1, Column 1: it is no JSON object"}};
   for (const auto& [words, error] : kCases) {
     const SOutcome outcome = Run(words);
     EXPECT_EQ(outcome.exit, 2);

@@ -1,10 +1,15 @@
+#include <filesystem>
+
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include "simulation/simulatedctmeter.h"
 #include "simulation/simulatedhomewizard.h"
 #include "simulation/simulatedmodbus.h"
 #include "simulation/simulatedrs485line.h"
+#include "support/p1text.h"
 #include "tools/ctltest.h"
 #include "tools/fakeservice.h"
 
@@ -14,9 +19,10 @@ using testing::HasSubstr;
 using testing::StartsWith;
 
 const std::string kTelegram =
-    "/SYN5\\METER\r\n\r\n1-3:0.2.8(50)\r\n0-0:1.0.0(240115120000W)\r\n1-0:21.7.0(00.000*kW)\r\n"
-    "1-0:22.7.0(01.500*kW)\r\n1-0:32.7.0(230.0*V)\r\n1-0:1.7.0(00.000*kW)\r\n1-0:2.7.0(01.500*kW)\r\n!"
-    "502A\r\n";
+    Sealed(
+        "/SYN5\\METER\r\n\r\n1-3:0.2.8(50)\r\n0-0:1.0.0(240115120000W)\r\n1-0:21.7.0(00.000*kW)\r\n"
+        "1-0:22.7.0(01.500*kW)\r\n1-0:32.7.0(230.0*V)\r\n1-0:1.7.0(00.000*kW)\r\n1-0:2.7.0(01.500*kW)\r\n!") +
+    "\r\n";
 
 class MetersTest : public CCtlTest {
  protected:
@@ -46,7 +52,7 @@ TEST_F(MetersTest, ShowsATelegramsFieldsAndWhatTheServiceMakesOfThem) {
   EXPECT_THAT(Decode(kTelegram, true).out,
               HasSubstr(R"("reading":{"current_milliampere":[-6521,0,0],"total_power_watt":-1500,)"
                         R"("voltage_volt":[230,0,0]},"skipped_lines":1)"));
-  EXPECT_THAT(Decode("/S\r\n\r\n1-0:32.7.0(230.0*V)\r\n!A770").out,
+  EXPECT_THAT(Decode(Telegram("1-0:32.7.0(230.0*V)")).out,
               HasSubstr("no total power: 1-0:1.7.0 and 1-0:2.7.0 are needed"));
 }
 
@@ -65,7 +71,7 @@ TEST_F(MetersTest, ShowsWhereATelegramIsBadAndGuessesWhy) {
       {"/S\r\n!\r\n", "No checksum found, at byte 7 (line 3, column 1)\nhint: meters before DSMR 4 send no"},
       {"/S\r\n!1AG3\r\n",
        "Incomplete or malformed checksum, at byte 7 (line 2, column 4)\n  !1AG3\n     ^\n"},
-      {"/S\r\n\r\n1-0:32.7.0(230.0*kV)\r\n!1AD2",
+      {Telegram("1-0:32.7.0(230.0*kV)"),
        "Invalid unit, at byte 23 (line 3, column 18)\n  1-0:32.7.0(230.0*kV)\n                   ^\n"
        "hint: the checksum is right: the meter itself has sent this\n"},
       {changed, "): given is 502A, computed 151A\n  !502A\n   ^\nhint: a byte was changed"},
@@ -93,18 +99,16 @@ TEST_F(MetersTest, TakesEachTelegramOfARecording) {
   EXPECT_THAT(outcome.out, StartsWith("telegram at byte 12, /SYN5\\METER: good\n"));
   EXPECT_THAT(outcome.out, HasSubstr("telegram at byte 186, /SYN5\\METER: No checksum found, at byte 226"));
   EXPECT_THAT(outcome.out, testing::EndsWith("3 of 4 telegrams good; 9 bytes between them skipped\n"));
-}
 
-TEST_F(MetersTest, RefusesMetersThatThereAreNot) {
-  const std::pair<std::vector<std::string>, std::string> kCases[] = {
-      {{"meter"}, "usage: currentcontrolctl meter TYPE [PARAMS], or meter --list"},
-      {{"meter", "sun"}, "'sun' is no type of meter; meter --list lists them"},
-      {{"meter", "ct", "C-CT-16"}, "the parameters are no JSON object: "}};
-  for (const auto& [words, error] : kCases) {
-    const SOutcome outcome = Run(words);
-    EXPECT_EQ(outcome.exit, 2);
-    EXPECT_THAT(outcome.err + outcome.out, StartsWith("currentcontrolctl: " + error));
-  }
+  const std::string slashes(1U << 20U, '/');
+  EXPECT_THAT(
+      Decode("\n" + slashes + kTelegram).out,
+      testing::AllOf(HasSubstr("at byte 101 (line 2, column 101)"),
+                     HasSubstr("\n1048476 more bad telegrams are not shown\n1 of 1048577 telegrams good")));
+  EXPECT_THAT(Decode(slashes, true).out, HasSubstr("\"bad_left_out\":1048476,"));
+  EXPECT_THAT(
+      Decode(Telegram("1-0:1.0.0(" + std::string(9000, '0') + ")")).out,
+      StartsWith("telegram at byte 0, /X: good\nthe service drops it all the same: it has more than 8192"));
 }
 
 TEST_F(MetersTest, ReadsTheTransformersUnlessTheServiceHasThem) {
@@ -135,6 +139,25 @@ TEST_F(MetersTest, ReadsTheTransformersUnlessTheServiceHasThem) {
             "currentcontrolctl: the service that runs below /root may be using the metering chip; let it end "
             "first\n");
   EXPECT_EQ(chip.Configuration()->run, 0U);
+}
+
+TEST_F(MetersTest, LeavesTheStationsLineToTheService) {
+  CFakeService::Offer(std::make_shared<CFakeService>(), mHost);
+  const auto link = std::filesystem::temp_directory_path() / fmt::format("meters_test{}", ::getpid());
+  std::filesystem::create_directory_symlink("/", link);
+  const std::pair<std::string, bool> kDevices[] = {
+      {R"("stopBits": 1)", true},
+      {R"("device": "")", true},
+      {R"("Device": "/root/dev/../dev/ttymxc4")", true},
+      {R"("device": ")" + link.string() + R"(/root/dev/ttymxc4")", true},
+      {R"("DEVICE": "/dev/ttymxc4")", false},
+      {R"("device": "ttymxc4")", false}};
+  for (const auto& [device, isLeft] : kDevices) {
+    const SOutcome outcome = Run({"meter", "modbusrtu", R"({"type": "abb_b23", )" + device + "}"});
+    EXPECT_EQ(outcome.exit, 1);
+    EXPECT_EQ(outcome.err.find("may be using the serial line") != std::string::npos, isLeft) << outcome.err;
+  }
+  std::filesystem::remove(link);
 }
 
 TEST_F(MetersTest, ReadsAMeterInTheWayOfItsTypeAndStoresNothing) {
@@ -174,6 +197,10 @@ TEST_F(MetersTest, ReadsAMeterInTheWayOfItsTypeAndStoresNothing) {
   EXPECT_EQ(mScheduler.Now() - begin, std::chrono::seconds(15));
   EXPECT_THAT(Run(kMeters[2]).err,
               HasSubstr("siemens_pac2200 on /root/dev/ttymxc4, unit 126 cannot be read: "));
+  mWait = std::chrono::seconds(2);
+  EXPECT_THAT(Run(kMeters[2]).err,
+              HasSubstr("modbusrtu cannot be read: no reading within 2 s; Modbus meter siemens_pac2200 on "
+                        "/root/dev/ttymxc4, unit 126: "));
 }
 
 }  // namespace

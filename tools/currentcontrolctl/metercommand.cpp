@@ -1,8 +1,10 @@
 #include "tools/currentcontrolctl/metercommand.h"
 
-#include <optional>
+#include <filesystem>
 #include <string>
 #include <string_view>
+#include <system_error>
+#include <variant>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -10,6 +12,8 @@
 #include "ipc/genericcontrol.service.h"
 
 #include "platform/utility/jsontext.h"
+#include "src/components/measurementsources/measurementsourcefactory.h"
+#include "src/components/measurementsources/modbusmeterparameters.h"
 #include "src/components/settingskeys.h"
 #include "tools/currentcontrolctl/meterreport.h"
 #include "tools/currentcontrolctl/metertrial.h"
@@ -21,6 +25,22 @@ namespace {
 bool IsServiceThere(CSession& session) {
   return session.Call("CurrentControlGenCtrl", &ipc::CGenericControlClient::GetState).status !=
          Rpc::EStatus::Unreachable;
+}
+
+std::filesystem::path WithoutLinks(const std::filesystem::path& path) {
+  std::error_code error;
+  const auto canonical = std::filesystem::weakly_canonical(path, error);
+  return error ? path.lexically_normal() : canonical;
+}
+
+/// Not when it is on a line of its own, nor when its parameters are no good.
+bool NeedsWayOfService(CSession& session, const SMeterType& type, const Json::Value& parameters) {
+  if (type.name != SettingsKeys::kModbusRtu) return !type.exclusiveWay.empty();
+  const auto line = session.Root() / CMeasurementSourceFactory::kSerialLine;
+  const auto parsed =
+      ModbusMeterParameters::Parse(EModbusConnectionKind::Rtu, parameters, {.device = line.string()});
+  const auto* meter = std::get_if<SModbusMeterParameters>(&parsed);
+  return meter != nullptr && WithoutLinks(meter->line.device) == WithoutLinks(line);
 }
 
 std::string Seconds(Milliseconds span) {
@@ -46,13 +66,14 @@ EExit TellFailure(CSession& session, const SMeterType& type, const CMeterTrial& 
     return session.Fail(EExit::Refused,
                         fmt::format("{} cannot be read:\n  {}", type.name, fmt::join(reasons, "\n  ")));
   }
-  return session.Fail(EExit::Refused, fmt::format("{} cannot be read: no reading within {}", type.name,
-                                                  Seconds(session.Wait())));
+  const std::string newest = trial.NewestFailure();
+  return session.Fail(EExit::Refused,
+                      fmt::format("{} cannot be read: no reading within {}{}{}", type.name,
+                                  Seconds(session.Wait()), newest.empty() ? "" : "; ", newest));
 }
 
 EExit ReadMeter(CSession& session, const SMeterType& type, const Json::Value& parameters) {
-  // A line of its own is not the station's.
-  if (!type.exclusiveWay.empty() && !parameters.isMember("device") && IsServiceThere(session)) {
+  if (NeedsWayOfService(session, type, parameters) && IsServiceThere(session)) {
     return session.Fail(EExit::Refused,
                         fmt::format("the service that runs below {} may be using {}; let it end first",
                                     session.Root().string(), type.exclusiveWay));

@@ -1,6 +1,7 @@
 #include "tools/currentcontrolctl/metertrial.h"
 
 #include <algorithm>
+#include <string_view>
 #include <utility>
 
 #include "platform/diagnostics/diagnosticssignal.h"
@@ -16,6 +17,8 @@ namespace {
 constexpr Milliseconds kLookPeriod{100};
 /// A metering chip that was just set up shows what is left of the time before.
 constexpr Milliseconds kChipSettles = CCt::SPeriods{}.settling + kSamplingPeriod;
+/// Every kind of meter tells each failed attempt from there.
+constexpr std::string_view kWhereReadingsFail = "src/components/measurementsources/metersource:";
 
 std::shared_ptr<KoConfig::IReadOnlyConfig> Open(CSession& session, const char* file) {
   return KoConfig::CreateReadOnly(session.Scheduler(), session.Files(), session.Root() / "etc" / file);
@@ -102,7 +105,17 @@ bool CMeterTrial::Take() {
 
 std::vector<std::string> CMeterTrial::Reasons() const {
   std::vector<std::string> reasons;
-  for (const auto& line : mLog.Lines()) reasons.push_back(line.text);
+  for (const auto& line : mLog.Lines()) {
+    if (line.level >= Log::ELogLevel::Warning) reasons.push_back(line.text);
+  }
   reasons.erase(reasons.begin(), reasons.begin() + static_cast<std::ptrdiff_t>(mShown));
   return reasons;
+}
+
+std::string CMeterTrial::NewestFailure() const {
+  const auto lines = mLog.Lines();
+  const auto newest = std::find_if(lines.rbegin(), lines.rend(), [](const CLogCapture::SLine& line) {
+    return line.level == Log::ELogLevel::Debug && line.position.starts_with(kWhereReadingsFail);
+  });
+  return newest == lines.rend() ? std::string() : newest->text;
 }

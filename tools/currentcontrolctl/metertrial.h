@@ -31,6 +31,8 @@ class CMeterTrial {
   const Json::Value& Parameters() const { return mParameters; }
   /// What the log had to say about a meter that could not be read; on a terminal that was shown already.
   std::vector<std::string> Reasons() const;
+  /// Why the newest attempt to read it failed, which is no reason yet while the next may succeed. Or empty.
+  std::string NewestFailure() const;
 
  private:
   CMeasurementSourceFactory::SDependencies Dependencies();
@@ -42,7 +44,7 @@ class CMeterTrial {
   CSession& mSession;
   const std::string mType;
   Json::Value mParameters;  // used on the source's worker, or while it stands still
-  CLogCapture mLog{Log::ELogLevel::Warning};
+  CLogCapture mLog{Log::ELogLevel::Debug};
   const std::shared_ptr<CCurrentControlConfig> mConfig;
   const std::shared_ptr<CDiagnosticsCommClient> mDiagnostics;  // never started: nobody is told
   CMeasurementSourceFactory mFactory;

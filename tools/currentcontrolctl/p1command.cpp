@@ -3,15 +3,15 @@
 #include <algorithm>
 #include <cstdint>
 #include <iterator>
-#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
-#include <vector>
+#include <utility>
 
 #include <fmt/format.h>
 
 #include "platform/utility/text.h"
+#include "src/components/measurementsources/p1framing.h"
 #include "src/components/measurementsources/p1telegram.h"
 #include "tools/currentcontrolctl/p1fault.h"
 #include "tools/currentcontrolctl/p1recording.h"
@@ -31,40 +31,83 @@ std::string ReadRecording(CSession& session, std::string& text) {
   return error ? error.reason : std::string();
 }
 
-struct SDecoded {
-  SP1Recording::STelegram telegram;
-  P1::CRecord record;
-  std::optional<SP1Fault> fault;  ///< none: it is good
-};
+/// What is told of a recording. A bad line makes as many bad telegrams as it has slashes: the first ones say
+/// enough.
+class CReport {
+ public:
+  CReport(const CSession& session, std::string_view recording)
+      : mIsJson(session.IsJson()), mRecording(recording) {}
 
-std::vector<SDecoded> Decode(std::string_view text, const SP1Recording& recording) {
-  std::vector<SDecoded> decoded;
-  for (const SP1Recording::STelegram& telegram : recording.telegrams) {
-    SDecoded& one = decoded.emplace_back(SDecoded{telegram, {}, {}});
+  void Take(const SP1Recording::STelegram& telegram) {
+    P1::CRecord record;
     const auto* const bytes = reinterpret_cast<const std::uint8_t*>(telegram.text.data());
     const P1::SResult result =
-        P1::ParseTelegram(std::span(bytes, telegram.text.size()), P1::EUnknownFields::Ignored, one.record);
-    if (result.failure != P1::EFailure::None) one.fault = ExplainP1Fault(text, telegram, result);
+        P1::ParseTelegram(std::span(bytes, telegram.text.size()), P1::EUnknownFields::Ignored, record);
+    if (result.failure == P1::EFailure::None) {
+      ++mGood;
+      TellGood(telegram, record);
+    } else if (++mBad <= kMostBad) {
+      TellBad(telegram, result);
+    }
   }
-  return decoded;
-}
 
-std::string Format(const SDecoded& decoded) {
-  const std::string_view header =
-      decoded.telegram.text.substr(0, std::min<std::size_t>(decoded.telegram.text.find_first_of("\r\n"), 40));
-  const std::string title =
-      fmt::format("telegram at byte {}, {}: ", decoded.telegram.offset, Text::InOneLine(header));
-  if (decoded.fault) return title + FormatP1Fault(*decoded.fault);
-  return title + "good\n" + FormatP1Record(decoded.record, CountP1Lines(decoded.telegram.text));
-}
+  EExit Answer(CSession& session, std::size_t between) {
+    mJson["bytes_between"] = Json::UInt64{between};
+    mJson["bad_left_out"] = Json::UInt64{LeftOut()};
+    if (LeftOut() > 0) mText += fmt::format("{} more bad telegrams are not shown\n", LeftOut());
+    if (mGood + mBad > 1 || between > 0) {
+      mText += fmt::format("{} of {} telegrams good; {} bytes between them skipped\n", mGood, mGood + mBad,
+                           between);
+    }
+    session.Answer(mJson, std::string_view(mText).substr(0, mText.find_last_not_of('\n') + 1));
+    return mBad == 0 ? EExit::Success : EExit::Refused;
+  }
 
-Json::Value ToJson(const SDecoded& decoded) {
-  Json::Value json = decoded.fault ? P1FaultToJson(*decoded.fault)
-                                   : P1RecordToJson(decoded.record, CountP1Lines(decoded.telegram.text));
-  json["telegram_at"] = Json::UInt64{decoded.telegram.offset};
-  json["good"] = !decoded.fault;
-  return json;
-}
+ private:
+  static constexpr std::size_t kMostBad = 100;
+
+  static bool IsTooLong(const SP1Recording::STelegram& telegram) {
+    return telegram.text.size() > CP1Framing::kLongestTelegram;
+  }
+  std::size_t LeftOut() const { return mBad - std::min(mBad, kMostBad); }
+
+  void TellGood(const SP1Recording::STelegram& telegram, const P1::CRecord& record) {
+    const std::size_t lines = CountP1Lines(telegram.text);
+    if (mIsJson) return Append(telegram, P1RecordToJson(record, lines));
+    mText += Title(telegram) + "good\n";
+    if (IsTooLong(telegram)) {
+      mText += fmt::format("the service drops it all the same: it has more than {} bytes\n",
+                           CP1Framing::kLongestTelegram);
+    }
+    mText += FormatP1Record(record, lines);
+  }
+
+  void TellBad(const SP1Recording::STelegram& telegram, const P1::SResult& result) {
+    const SP1Fault fault = ExplainP1Fault(mRecording, telegram, result);
+    if (mIsJson) return Append(telegram, P1FaultToJson(fault));
+    mText += Title(telegram) + FormatP1Fault(fault);
+  }
+
+  void Append(const SP1Recording::STelegram& telegram, Json::Value json) {
+    json["telegram_at"] = Json::UInt64{telegram.begin.offset};
+    json["good"] = !json.isMember("failure");
+    json["too_long_for_service"] = IsTooLong(telegram);
+    mJson["telegrams"].append(std::move(json));
+  }
+
+  static std::string Title(const SP1Recording::STelegram& telegram) {
+    const std::string_view start = telegram.text.substr(0, 40);
+    return fmt::format("telegram at byte {}, {}: ", telegram.begin.offset,
+                       Text::InOneLine(start.substr(0, start.find_first_of("\r\n"))));
+  }
+
+  const bool mIsJson;
+  const std::string_view mRecording;
+  std::size_t mGood = 0;
+  std::size_t mBad = 0;
+  Json::Value mJson;
+  std::string mText;
+};
 
 }  // namespace
 
@@ -74,22 +117,7 @@ EExit P1Telegrams(CSession& session) {
   if (!reason.empty())
     return session.Fail(EExit::Usage, fmt::format("cannot read {}: {}", session.Word(1), reason));
   const SP1Recording recording = CutP1Recording(text);
-  const auto decoded = Decode(text, recording);
-  const auto good = std::ranges::count_if(decoded, [](const SDecoded& one) { return !one.fault; });
-  Json::Value json;
-  std::string report;
-  for (const SDecoded& one : decoded) {
-    if (session.IsJson()) {
-      json["telegrams"].append(ToJson(one));
-    } else {
-      report += Format(one);
-    }
-  }
-  json["bytes_between"] = Json::UInt64{recording.between};
-  if (decoded.size() > 1 || recording.between > 0) {
-    report += fmt::format("{} of {} telegrams good; {} bytes between them skipped\n", good, decoded.size(),
-                          recording.between);
-  }
-  session.Answer(json, std::string_view(report).substr(0, report.find_last_not_of('\n') + 1));
-  return static_cast<std::size_t>(good) == decoded.size() ? EExit::Success : EExit::Refused;
+  CReport report(session, text);
+  for (const SP1Recording::STelegram& telegram : recording.telegrams) report.Take(telegram);
+  return report.Answer(session, recording.between);
 }

@@ -12,8 +12,6 @@ namespace {
 
 using P1::EFailure;
 
-constexpr std::string_view kLineEnds = "\r\n";
-
 std::uint16_t ChecksumOf(std::string_view text) {
   return Crc16(std::span(reinterpret_cast<const std::uint8_t*>(text.data()), text.size()));
 }
@@ -68,28 +66,12 @@ std::string HintFor(const SP1Fault& fault, EFailure failure, std::string_view te
   }
 }
 
-/// Where the line that holds the byte begins.
-std::size_t BeginOfLine(std::string_view text, std::size_t byte) {
-  const std::size_t end = byte == 0 ? std::string_view::npos : text.find_last_of(kLineEnds, byte - 1);
-  return end == std::string_view::npos ? 0 : end + 1;
-}
-
-/// A CR LF ends one line, and so does each of the two alone.
-std::size_t CountLines(std::string_view text) {
-  std::size_t lines = 0;
-  for (std::size_t at = 0; at < text.size(); ++at) {
-    const bool isFirstOfTwo = text[at] == '\r' && at + 1 < text.size() && text[at + 1] == '\n';
-    if (kLineEnds.find(text[at]) != std::string_view::npos && !isFirstOfTwo) ++lines;
-  }
-  return lines;
-}
-
 void ShowLine(SP1Fault& fault, std::string_view recording, std::size_t begin) {
   constexpr std::size_t kBefore = 60;
   constexpr std::size_t kShown = 100;
   const std::size_t from = fault.byte - begin > kBefore ? fault.byte - kBefore : begin;
-  const std::size_t end = std::min(recording.find_first_of(kLineEnds, begin), recording.size());
-  fault.shownLine = recording.substr(from, std::min(end - from, kShown));
+  const std::string_view rest = recording.substr(from, kShown);
+  fault.shownLine = rest.substr(0, rest.find_first_of("\r\n"));
   std::ranges::replace_if(
       fault.shownLine, [](char c) { return c < ' ' || c > '~'; }, '?');
   fault.caret = fault.byte - from;
@@ -99,17 +81,17 @@ void ShowLine(SP1Fault& fault, std::string_view recording, std::size_t begin) {
 
 SP1Fault ExplainP1Fault(std::string_view recording, const SP1Recording::STelegram& telegram,
                         const P1::SResult& result) {
-  const std::size_t byte = telegram.offset + result.position;
-  const std::size_t begin = BeginOfLine(recording, byte);
+  STextPlace place = telegram.begin;
+  place.MoveTo(recording, place.offset + result.position);
   SP1Fault fault{.text = P1::ToText(result.failure),
-                 .byte = byte,
-                 .line = CountLines(recording.substr(0, begin)) + 1,
-                 .column = byte - begin + 1,
+                 .byte = place.offset,
+                 .line = place.line,
+                 .column = place.offset - place.lineBegin + 1,
                  .shownLine = {},
                  .caret = 0,
                  .checksum = {},
                  .hint = {}};
-  if (begin < recording.size()) ShowLine(fault, recording, begin);
+  if (place.lineBegin < recording.size()) ShowLine(fault, recording, place.lineBegin);
   if (result.failure == EFailure::ChecksumMismatch) fault.checksum = ReadChecksum(telegram.text);
   fault.hint = HintFor(fault, result.failure, telegram.text);
   return fault;

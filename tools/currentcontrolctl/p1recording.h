@@ -4,10 +4,20 @@
 #include <string_view>
 #include <vector>
 
+/// A byte of a text, and the line in which it is. A CR LF ends one line, and so does each of the two alone.
+struct STextPlace {
+  std::size_t offset = 0;
+  std::size_t line = 1;
+  std::size_t lineBegin = 0;  ///< offset
+
+  /// Forward, to the text's end at most.
+  void MoveTo(std::string_view text, std::size_t there);
+};
+
 /// What was recorded at a meter's P1 port, cut into telegrams.
 struct SP1Recording {
   struct STelegram {
-    std::size_t offset;     ///< in the recording, bytes
+    STextPlace begin;       ///< in the recording
     std::string_view text;  ///< from "/" to the checksum, or as much as there is of that
   };
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <utility>
+#include <vector>
 
 #include <fmt/ranges.h>
 
@@ -21,13 +22,47 @@ namespace {
 constexpr auto kClassName = "CMeasurementSourceFactory";
 
 // Below the root.
-constexpr auto kRs485Device = "dev/ttymxc4";
 constexpr auto kP1Dump = "data/log/p1extender_p1_dump.log";
 constexpr auto kHomeWizardDump = "data/log/homewizard_dump.log";
 
 constexpr std::array kKnownTypes{SettingsKeys::kCurrentTransformers, SettingsKeys::kP1Extender,
                                  SettingsKeys::kHomeWizard, SettingsKeys::kModbusTcp,
                                  SettingsKeys::kModbusRtu};
+
+/// The parameters of a type by their names.
+struct SKnownParameters {
+  std::string_view type;
+  bool isAnyCase;
+  std::vector<std::string> names;
+};
+
+const SKnownParameters& KnownParameters(std::string_view type) {
+  static const std::array<SKnownParameters, 5> known{{
+      {SettingsKeys::kCurrentTransformers, false, {"type"}},
+      {SettingsKeys::kP1Extender, false, {}},
+      {SettingsKeys::kHomeWizard, false, {"address", "serial"}},
+      {SettingsKeys::kModbusTcp, true, {"type", "address", "port", "unitId", "invert", "phases"}},
+      {SettingsKeys::kModbusRtu,
+       true,
+       {"type", "device", "baudRate", "parity", "stopBits", "unitId", "invert", "phases"}},
+  }};
+  return *std::ranges::find(known, type, &SKnownParameters::type);
+}
+
+/// One that was misspelt is as if it were not there.
+void TellUnknownParameters(std::string_view type, const Json::Value& parameters) {
+  if (!parameters.isObject()) return;
+  const auto& [knownType, isAnyCase, names] = KnownParameters(type);
+  for (const std::string& given : parameters.getMemberNames()) {
+    const bool isKnown = std::ranges::any_of(names, [&](const std::string& name) {
+      return isAnyCase ? Text::ToLowerCase(given) == Text::ToLowerCase(name) : given == name;
+    });
+    if (isKnown) continue;
+    LOG_WARNING("Parameter \"{}\" of a measurement source of type {} is unknown and ignored, known are: {}",
+                Text::InOneLine(given), type,
+                names.empty() ? "none" : fmt::format("{}", fmt::join(names, ", ")));
+  }
+}
 
 bool IsIntegral(const Json::Value& number) {
   return number.isInt64() || number.isUInt64();
@@ -63,7 +98,9 @@ std::shared_ptr<IMeasurementSource> CMeasurementSourceFactory::Create(std::strin
   if (auto source = Find(lowerCaseType, identity)) return source;
   auto source = Make(lowerCaseType, identity);
   std::erase_if(mMade, [](const SMade& made) { return made.source.expired(); });
-  if (source) mMade.push_back({lowerCaseType, identity, source});
+  if (!source) return source;
+  TellUnknownParameters(lowerCaseType, parameters);
+  mMade.push_back({lowerCaseType, identity, source});
   return source;
 }
 
@@ -110,7 +147,7 @@ std::shared_ptr<IMeasurementSource> CMeasurementSourceFactory::MakeCt(const Json
 }
 
 std::shared_ptr<IMeasurementSource> CMeasurementSourceFactory::MakeP1Extender() const {
-  const std::filesystem::path device = mDependencies.root / kRs485Device;
+  const std::filesystem::path device = mDependencies.root / kSerialLine;
   return std::make_shared<CP1Extender>(
       mDependencies.scheduler,
       mDependencies.access.createRs485(
@@ -138,7 +175,7 @@ std::shared_ptr<IMeasurementSource> CMeasurementSourceFactory::MakeModbus(
     EModbusConnectionKind kind, const Json::Value& parameters) const {
   return std::make_shared<CModbusMeasurementSource>(
       mDependencies.scheduler, mDependencies.access.modbus, kind, parameters,
-      SModbusRtuLine{.device = (mDependencies.root / kRs485Device).string(),
+      SModbusRtuLine{.device = (mDependencies.root / kSerialLine).string(),
                      .autoDirection = mDependencies.config->HasRs485AutoDirection()},
       CModbusMeasurementSource::SPeriods{});
 }

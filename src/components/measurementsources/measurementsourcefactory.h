@@ -22,6 +22,9 @@ class CDiagnosticsSignal;
 /// Makes measurement sources, one for all who ask for the same. One thread at a time.
 class CMeasurementSourceFactory {
  public:
+  /// The station's serial line, below the root.
+  static constexpr auto kSerialLine = "dev/ttymxc4";
+
   struct SDependencies {
     IScheduler& scheduler;
     IFiles& files;
