@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <optional>
 
 #include "src/components/measurementsources/measurement.h"
@@ -13,3 +15,16 @@ struct SMeterReading {
 
   bool operator==(const SMeterReading&) const = default;
 };
+
+/// What `ofPhase` tells of each phase, from 0; nothing where it tells nothing of all of them.
+template <class TOfPhase>
+std::optional<ThreePhaseValue> OfEachPhase(const TOfPhase& ofPhase) {
+  std::optional<ThreePhaseValue> values;
+  for (std::size_t phase = 0; phase < ThreePhaseValue().size(); ++phase) {
+    const std::optional<std::int32_t> value = ofPhase(phase);
+    if (!value) continue;
+    if (!values) values.emplace();
+    (*values)[phase] = *value;
+  }
+  return values;
+}

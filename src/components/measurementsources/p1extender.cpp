@@ -60,7 +60,6 @@ bool CP1Extender::StartLine() {
 
 void CP1Extender::DumpLastReceivedData() {
   LOG_ENTRY(kClassName);
-  CMutexLock lock(mParserMutex);
   mParser->DumpLastReceivedData();
 }
 
@@ -70,11 +69,7 @@ void CP1Extender::Receive(std::vector<std::uint8_t>& data) {
 }
 
 void CP1Extender::HandleTelegram(std::span<const std::uint8_t> telegram) {
-  SP1Output output;
-  {
-    CMutexLock lock(mParserMutex);
-    output = mParser->Parse(telegram.data(), telegram.size());
-  }
+  const SP1Output output = mParser->Parse(telegram.data(), telegram.size());
   if (output.success) mIsEndlessTold = false;
   Worker().NonBlockingCall([this, output] {
     if (output.success) {

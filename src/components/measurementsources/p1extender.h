@@ -1,11 +1,12 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "platform/utility/backoff.h"
-#include "platform/utility/mutex.h"
 #include "src/communication/icommunicationlistener.h"
 #include "src/components/measurementsources/ip1parser.h"
 #include "src/components/measurementsources/metersource.h"
@@ -32,7 +33,7 @@ class CP1Extender final : public CMeterSource {
   bool Init() override;
   void DeInit() override;
   /// What the last telegram held. Any thread.
-  void DumpLastReceivedData() override EXCLUDES(mParserMutex);
+  void DumpLastReceivedData() override;
 
  private:
   // On the worker.
@@ -40,13 +41,11 @@ class CP1Extender final : public CMeterSource {
 
   // On the line's thread.
   void Receive(std::vector<std::uint8_t>& data);
-  void HandleTelegram(std::span<const std::uint8_t> telegram) EXCLUDES(mParserMutex);
+  void HandleTelegram(std::span<const std::uint8_t> telegram);
   void HandleEndlessTelegram();
 
   const std::shared_ptr<ICommunicationListener> mLine;
-
-  CMutex mParserMutex;
-  const std::unique_ptr<IP1Parser> mParser GUARDED_BY(mParserMutex);
+  const std::unique_ptr<IP1Parser> mParser;
 
   // Used on the line's thread, or while the line is stopped.
   CP1Framing mFraming;

@@ -33,7 +33,7 @@ constexpr std::string_view ToText(EUnit unit) {
 using ObisId = std::array<std::uint8_t, 6>;
 inline constexpr std::uint8_t kNotWritten = 255;
 
-/// The names of everything that a telegram may carry.
+/// The names of everything that a telegram may carry: whatever is parsed is shown under one of them.
 inline constexpr std::array<std::string_view, 51> kFieldNames{"identification",
                                                               "p1_version",
                                                               "timestamp",

@@ -46,25 +46,12 @@ std::optional<std::int32_t> Voltage(const CRecord& record, std::size_t phase) {
   return *milliVolt / kThousand + (*milliVolt % kThousand >= kThousand / 2 ? 1 : 0);
 }
 
-/// Of all phases; nothing where no phase has it.
-template <class TOfPhase>
-std::optional<ThreePhaseValue> OfPhases(const CRecord& record, TOfPhase ofPhase) {
-  std::optional<ThreePhaseValue> values;
-  for (std::size_t phase = 0; phase < ThreePhaseValue().size(); ++phase) {
-    const std::optional<std::int32_t> value = ofPhase(record, phase);
-    if (!value) continue;
-    if (!values) values.emplace();
-    (*values)[phase] = *value;
-  }
-  return values;
-}
-
 }  // namespace
 
 SP1Output ToOutput(const CRecord& record) {
   SP1Output output;
-  output.current = OfPhases(record, Current);
-  output.voltage = OfPhases(record, Voltage);
+  output.current = OfEachPhase([&record](std::size_t phase) { return Current(record, phase); });
+  output.voltage = OfEachPhase([&record](std::size_t phase) { return Voltage(record, phase); });
   if (const auto watt = Net(record, EField::PowerDelivered, EField::PowerReturned)) {
     output.activePower = ThreePhaseValue{*watt, 0, 0};
   }

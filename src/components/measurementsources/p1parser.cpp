@@ -8,6 +8,7 @@
 #include <fmt/format.h>
 
 #include "platform/log/log.h"
+#include "src/components/measurementsources/dumpfile.h"
 #include "src/components/measurementsources/p1output.h"
 
 namespace {
@@ -30,13 +31,18 @@ CP1Parser::~CP1Parser() {
 
 SP1Output CP1Parser::Parse(const std::uint8_t* data, std::size_t length) {
   LOG_ENTRY(kClassName);
-  const P1::SResult result = P1::ParseTelegram(std::span(data, length), P1::EUnknownFields::Ignored, mRecord);
+  P1::CRecord record;
+  const P1::SResult result = P1::ParseTelegram(std::span(data, length), P1::EUnknownFields::Ignored, record);
+  {
+    CMutexLock lock(mRecordMutex);
+    mRecord = record;
+  }
   if (result.failure != P1::EFailure::None) {
     TellFailure(result);
     return {};
   }
-  if (mVersion && mRecord.Has(P1::EField::Version)) mVersion->SendText(mRecord.Version());
-  SP1Output output = P1::ToOutput(mRecord);
+  if (mVersion && record.Has(P1::EField::Version)) mVersion->SendText(record.Version());
+  SP1Output output = P1::ToOutput(record);
   if (output.activePower) {
     NoteFaultless();
   } else {
@@ -70,25 +76,24 @@ void CP1Parser::NoteFaultless() {
 
 void CP1Parser::DumpLastReceivedData() {
   LOG_ENTRY(kClassName);
-  if (const SFileError error = mFiles.Replace(mDumpFile, DumpText())) {
-    LOG_ERROR("Failed to open {} for writing.", mDumpFile.string());
-    LOG_DEBUG("{}", error.reason);
-    return;
-  }
-  LOG_INFO("Dumping last received P1extender P1 data in {}", mDumpFile.string());
+  DumpFile::Write(mFiles, mDumpFile, DumpText(), "P1extender P1");
 }
 
-std::string CP1Parser::DumpText() const {
+std::string CP1Parser::DumpText() {
+  P1::CRecord record;
+  {
+    CMutexLock lock(mRecordMutex);
+    record = mRecord;
+  }
   std::string text;
   for (std::size_t index = 0; index < P1::kFieldCount; ++index) {
     const P1::SField& field = P1::kFields[index];
-    const auto value = mRecord.Thousandths(static_cast<P1::EField>(index));
-    if (!value) continue;
+    if (!record.Has(static_cast<P1::EField>(index))) continue;
     if (field.unit == P1::EUnit::None) {
-      fmt::format_to(std::back_inserter(text), "{}: {}\n", field.name, mRecord.Version());
+      fmt::format_to(std::back_inserter(text), "{}: {}\n", field.name, record.Version());
     } else {
-      fmt::format_to(std::back_inserter(text), "{}: {}{}\n", field.name, *value / kPerUnit,
-                     P1::ToText(field.unit));
+      fmt::format_to(std::back_inserter(text), "{}: {}{}\n", field.name,
+                     *record.Thousandths(static_cast<P1::EField>(index)) / kPerUnit, P1::ToText(field.unit));
     }
   }
   return text;

@@ -7,6 +7,7 @@
 
 #include "platform/diagnostics/diagnosticssignal.h"
 #include "platform/utility/files.h"
+#include "platform/utility/mutex.h"
 #include "src/components/measurementsources/ip1parser.h"
 #include "src/components/measurementsources/p1telegram.h"
 
@@ -25,8 +26,8 @@ class CP1Parser final : public IP1Parser {
   /// The version is "Unknown" from now on.
   ~CP1Parser() override;
 
-  SP1Output Parse(const std::uint8_t* data, std::size_t length) override;
-  void DumpLastReceivedData() override;
+  SP1Output Parse(const std::uint8_t* data, std::size_t length) override EXCLUDES(mRecordMutex);
+  void DumpLastReceivedData() override EXCLUDES(mRecordMutex);
 
  private:
   /// What was told stands under its failure's number, that there is no power under the one of none.
@@ -36,12 +37,13 @@ class CP1Parser final : public IP1Parser {
   void TellMissingPower();
   bool IsNews(P1::EFailure failure);
   void NoteFaultless();
-  std::string DumpText() const;
+  std::string DumpText() EXCLUDES(mRecordMutex);
 
   IFiles& mFiles;
   const std::filesystem::path mDumpFile;
   const std::shared_ptr<CDiagnosticsSignal> mVersion;
-  P1::CRecord mRecord;  // of the last telegram
+  CMutex mRecordMutex;
+  P1::CRecord mRecord GUARDED_BY(mRecordMutex);  // of the last telegram
   Told mTold;
   std::uint32_t mFaultless = 0;  // telegrams in a row
 };
