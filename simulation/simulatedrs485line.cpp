@@ -3,14 +3,11 @@
 #include <algorithm>
 #include <span>
 #include <string>
-#include <utility>
 
 #include "simulation/p1telegramtext.h"
 
 namespace {
 
-constexpr Milliseconds kResponseTime{100};
-constexpr std::uint32_t kCapacity = 31;
 constexpr std::size_t kLongestPiece = 128;
 
 }  // namespace
@@ -32,22 +29,6 @@ bool CSimulatedRs485Line::Start() {
 void CSimulatedRs485Line::Stop() {
   mWorker.Stop();
   mSending.Cancel();
-}
-
-bool CSimulatedRs485Line::BroadcastData(std::span<const std::uint8_t> /*data*/) {
-  return true;
-}
-
-Milliseconds CSimulatedRs485Line::GetResponseTime(bool /*extended*/) const {
-  return kResponseTime;
-}
-
-std::uint32_t CSimulatedRs485Line::GetCapacity() const {
-  return kCapacity;
-}
-
-void CSimulatedRs485Line::SetDataReceivedHandler(DataReceivedHandler handler) {
-  mHandler = std::move(handler);
 }
 
 void CSimulatedRs485Line::SendTelegram() {

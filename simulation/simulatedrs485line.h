@@ -1,15 +1,16 @@
 #pragma once
 
 #include <memory>
+#include <utility>
 
 #include "platform/worker/worker.h"
 #include "simulation/housemeter.h"
 #include "src/communication/endpoint.h"
-#include "src/communication/icommunicationlistener.h"
+#include "src/communication/nocommunicationlistener.h"
 
 /// The station's serial line with the house's meter at its end, for virtual time: a telegram per second, in
-/// the pieces in which a line brings them. What is sent to it goes nowhere.
-class CSimulatedRs485Line final : public ICommunicationListener {
+/// the pieces in which a line brings them. Nothing can be sent to it.
+class CSimulatedRs485Line final : public CNoCommunicationListener {
  public:
   static constexpr Milliseconds kInterval{1000};
 
@@ -20,10 +21,7 @@ class CSimulatedRs485Line final : public ICommunicationListener {
   /// Fails while the line cannot be had.
   bool Start() override;
   void Stop() override;
-  bool BroadcastData(std::span<const std::uint8_t> data) override;
-  Milliseconds GetResponseTime(bool extended) const override;
-  std::uint32_t GetCapacity() const override;
-  void SetDataReceivedHandler(DataReceivedHandler handler) override;
+  void SetDataReceivedHandler(DataReceivedHandler handler) override { mHandler = std::move(handler); }
 
   /// Whether the station has the line at all. In between of its calls only.
   void SetPresent(bool isPresent) { mIsPresent = isPresent; }

@@ -3,7 +3,7 @@
 #include "src/communication/icommunicationlistener.h"
 
 /// Where there is no medium: it cannot be started, and nothing can be sent.
-class CNoCommunicationListener final : public ICommunicationListener {
+class CNoCommunicationListener : public ICommunicationListener {
  public:
   bool Start() override { return false; }
   void Stop() override {}
