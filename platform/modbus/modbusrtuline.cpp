@@ -8,6 +8,8 @@
 #include <fmt/format.h>
 #include <modbus/modbus.h>
 
+#include "platform/utility/rs485mode.h"
+
 namespace {
 
 using std::chrono::microseconds;
@@ -68,7 +70,7 @@ SModbusResult CModbusRtuLine::Open() {
                      static_cast<char>(mSettings.parity), kDataBits, mSettings.stopBits));
   SModbusResult result = context->Connect(IModbusClient::kConnectTimeout);
   if (!result) return result;
-  if (!mSettings.autoDirection && modbus_rtu_set_serial_mode(context->Get(), MODBUS_RTU_RS485) != 0)
+  if (!mSettings.autoDirection && !SwitchToRs485(modbus_get_socket(context->Get())))
     return ModbusError::Lost(fmt::format("switching {} to RS485", mSettings.device), errno);
   mContext = std::move(context);
   return {};

@@ -8,10 +8,9 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
-#include <linux/serial.h>
-#include <sys/ioctl.h>
 
 #include "platform/log/log.h"
+#include "platform/utility/rs485mode.h"
 
 namespace {
 
@@ -43,14 +42,8 @@ void MakeRaw(termios& settings) {
 
 }  // namespace
 
-bool CRs485Hal::SwitchByKernel(int descriptor) {
-  serial_rs485 mode{};
-  mode.flags = SER_RS485_ENABLED | SER_RS485_RTS_ON_SEND;
-  return ::ioctl(descriptor, TIOCSRS485, &mode) == 0;
-}
-
 CRs485Hal::CRs485Hal(const SRs485Line& line)
-    : CRs485Hal(line.path, line.baud, line.autoDirection ? ModeSwitch() : SwitchByKernel) {}
+    : CRs485Hal(line.path, line.baud, line.autoDirection ? ModeSwitch() : SwitchToRs485) {}
 
 CRs485Hal::CRs485Hal(std::string path, std::uint32_t baud, ModeSwitch modeSwitch)
     : mPath(std::move(path)), mBaud(baud), mModeSwitch(std::move(modeSwitch)) {

@@ -8,6 +8,7 @@
 #include <termios.h>
 
 #include "platform/utility/filedescriptor.h"
+#include "platform/utility/rs485mode.h"
 #include "src/communication/communicationhal.h"
 #include "src/communication/icommunicationlistener.h"
 
@@ -17,12 +18,9 @@ class CRs485Hal final : public ICommunicationHal {
  public:
   /// Switches a serial device to RS485 mode; false when it has none.
   using ModeSwitch = std::function<bool(int descriptor)>;
-  /// By the kernel's serial RS485 operation: RTS on while sending, no delays.
-  static bool SwitchByKernel(int descriptor);
-
   explicit CRs485Hal(const SRs485Line& line);
   /// Without a switch the line is one that changes its direction by itself.
-  CRs485Hal(std::string path, std::uint32_t baud, ModeSwitch modeSwitch = SwitchByKernel);
+  CRs485Hal(std::string path, std::uint32_t baud, ModeSwitch modeSwitch = SwitchToRs485);
   ~CRs485Hal() override;
 
   bool Open() override;
