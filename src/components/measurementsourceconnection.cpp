@@ -61,7 +61,7 @@ void CMeasurementSourceConnection::Set(const ipc::MMeasurementSource& connection
 
   bool isUsed = false;
   for (const SMeterFeature& feature : MeterFeatures()) {
-    if (feature.source(*mConfig) != connection.type()) continue;
+    if (feature.Source(*mConfig) != connection.type()) continue;
     isUsed = true;
     feature.store(*mConfig, parameters);
     LOG_INFO("Connection of a measurement source of type {} set for {}", type, feature.name);
@@ -72,8 +72,9 @@ void CMeasurementSourceConnection::Set(const ipc::MMeasurementSource& connection
 void CMeasurementSourceConnection::Clear() {
   LOG_ENTRY(kClassName);
   for (const SMeterFeature& feature : MeterFeatures()) {
-    if (Text::ToLowerCase(feature.source(*mConfig)) == SettingsKeys::kCurrentTransformers) continue;
-    if (!HasContent(feature.parameters(*mConfig))) continue;
+    Json::Value parameters;
+    if (Text::ToLowerCase(feature.Source(*mConfig)) == SettingsKeys::kCurrentTransformers) continue;
+    if (!feature.TryParameters(*mConfig, parameters) || !HasContent(parameters)) continue;
     feature.store(*mConfig, Json::objectValue);
     LOG_INFO("Connection of the measurement source of {} cleared", feature.name);
   }

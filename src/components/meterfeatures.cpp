@@ -14,25 +14,30 @@ namespace {
 using Config = CCurrentControlConfig;
 
 constexpr std::array<SMeterFeature, 3> kFeatures{{
-    {"blackout protection", SettingsKeys::kBopSourceParameters,
-     [](Config& config) { return config.GetBopSource(); },
-     [](Config& config) { return config.GetBopSourceParameters(); },
+    {"blackout protection", SettingsKeys::kBopSource, SettingsKeys::kCurrentTransformers,
+     SettingsKeys::kBopSourceParameters,
      [](Config& config, const Json::Value& parameters) { config.SetBopSourceParameters(parameters); }},
-    {"solar charging", SettingsKeys::kSolarSourceParameters,
-     [](Config& config) { return config.GetSolarChargingSource(); },
-     [](Config& config) { return config.GetSolarChargingSourceParameters(); },
+    {"solar charging", SettingsKeys::kSolarSource, "", SettingsKeys::kSolarSourceParameters,
      [](Config& config, const Json::Value& parameters) {
        config.SetSolarChargingSourceParameters(parameters);
      }},
-    {"household power limit", SettingsKeys::kHouseholdSourceParameters,
-     [](Config& config) { return config.GetUserDefinedHouseholdPowerLimitSource(); },
-     [](Config& config) { return config.GetUserDefinedHouseholdPowerLimitSourceParameters(); },
+    {"household power limit", SettingsKeys::kHouseholdSource, "", SettingsKeys::kHouseholdSourceParameters,
      [](Config& config, const Json::Value& parameters) {
        config.SetUserDefinedHouseholdPowerLimitSourceParameters(parameters);
      }},
 }};
 
 }  // namespace
+
+std::string SMeterFeature::Source(CCurrentControlConfig& config) const {
+  return config.GetSettingsConfig()->GetString(sourceKey, defaultSource);
+}
+
+bool SMeterFeature::TryParameters(CCurrentControlConfig& config, Json::Value& parameters) const {
+  parameters = Json::objectValue;
+  return SourceParameters::TryParse(parametersKey, config.GetSettingsConfig()->GetString(parametersKey, ""),
+                                    parameters);
+}
 
 std::span<const SMeterFeature> MeterFeatures() {
   return kFeatures;
@@ -41,10 +46,9 @@ std::span<const SMeterFeature> MeterFeatures() {
 void StoreFoundHomeWizard(CCurrentControlConfig& config, const std::string& formerAddress,
                           const Json::Value& found) {
   for (const SMeterFeature& feature : kFeatures) {
-    if (Text::ToLowerCase(feature.source(config)) != SettingsKeys::kHomeWizard) continue;
-    Json::Value parameters(Json::objectValue);
-    const std::string stored = config.GetSettingsConfig()->GetString(feature.parametersKey, "");
-    if (!SourceParameters::TryParse(feature.parametersKey, stored, parameters)) continue;
+    Json::Value parameters;
+    if (Text::ToLowerCase(feature.Source(config)) != SettingsKeys::kHomeWizard) continue;
+    if (!feature.TryParameters(config, parameters)) continue;
     if (SourceParameters::TextOf(parameters, "address") != formerAddress) continue;
     for (const std::string& name : found.getMemberNames()) parameters[name] = found[name];
     feature.store(config, parameters);

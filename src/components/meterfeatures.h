@@ -8,13 +8,18 @@
 
 class CCurrentControlConfig;
 
-/// A feature that measures the house with a meter of its own choice, and where its settings keep that.
+/// A feature that measures the house with a meter of its own choice, and where the settings keep that. To
+/// look there derives nothing from other features, as the configuration's own getters do.
 struct SMeterFeature {
   std::string_view name;
+  std::string_view sourceKey;
+  std::string_view defaultSource;
   std::string_view parametersKey;
-  std::string (*source)(CCurrentControlConfig&);
-  Json::Value (*parameters)(CCurrentControlConfig&);
   void (*store)(CCurrentControlConfig&, const Json::Value&);
+
+  std::string Source(CCurrentControlConfig& config) const;
+  /// False, with an error line, when the stored text is no JSON object.
+  bool TryParameters(CCurrentControlConfig& config, Json::Value& parameters) const;
 };
 
 /// All of them. Any thread.

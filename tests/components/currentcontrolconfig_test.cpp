@@ -247,6 +247,12 @@ TEST_F(CConfigTest, AFoundHomeWizardIsStoredForWhomeverKnewItByItsFormerAddress)
   EXPECT_EQ(Text("SolarChargingSourceParameters"), R"({"address":"10.0.0.6"})");
   // Broken text may still be mended by hand.
   EXPECT_EQ(Text("UserDefinedHouseholdPowerLimitSourceParameters"), R"({"address":"10.0.0.5",)");
+  // A feature that nobody has set up is not set up by that.
+  mSettings->Set("SolarChargingSource", {});
+  mSettings->Set("UserDefinedHouseholdPowerLimitSource", {});
+  StoreFoundHomeWizard(*mConfig, "10.0.0.7", found);
+  EXPECT_TRUE(mSettings->Get("SolarChargingSource").isNull());
+  EXPECT_TRUE(mSettings->Get("UserDefinedHouseholdPowerLimitEnable").isNull());
 }
 
 TEST_F(CConfigTest, HostileParameterTextIsOneErrorLineAndAnEmptyObject) {
