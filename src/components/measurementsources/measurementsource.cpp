@@ -58,7 +58,7 @@ ThreePhaseValue CMeasurementSource::GetMeasurementAverage(EMeasureType type, Mil
 ThreePhaseValue CMeasurementSource::GetMeasurements(EMeasureType type) {
   LOG_ENTRY(kClassName);
   std::shared_ptr<const MeasurementGetter> getter;
-  if (IndexOf(type) < kMeasureTypes && mIsEnabled[IndexOf(type)]) {
+  if (IndexOf(type) < kMeasureTypes && mIsEnabled[IndexOf(type)] && IsUsable()) {
     CMutexLock lock(mRegistrationMutex);
     getter = mGetters[IndexOf(type)];
   }
@@ -73,7 +73,7 @@ void CMeasurementSource::RegisterErrorHandler(ErrorHandler handler) {
 
 bool CMeasurementSource::HasMeasurement(EMeasureType type) const {
   LOG_ENTRY(kClassName);
-  return IndexOf(type) < kMeasureTypes && mIsEnabled[IndexOf(type)];
+  return IndexOf(type) < kMeasureTypes && mIsEnabled[IndexOf(type)] && IsUsable();
 }
 
 void CMeasurementSource::DumpLastReceivedData() {
@@ -82,6 +82,17 @@ void CMeasurementSource::DumpLastReceivedData() {
 
 void CMeasurementSource::RegisterMeasurement(EMeasureType type, MeasurementGetter getter) {
   LOG_ENTRY(kClassName);
+  Register(type, std::move(getter), std::nullopt);
+}
+
+void CMeasurementSource::RegisterMeasurement(EMeasureType type, MeasurementGetter getter,
+                                             const ThreePhaseValue& first) {
+  LOG_ENTRY(kClassName);
+  Register(type, std::move(getter), first);
+}
+
+void CMeasurementSource::Register(EMeasureType type, MeasurementGetter getter,
+                                  const std::optional<ThreePhaseValue>& first) {
   const std::size_t index = IndexOf(type);
   if (index >= kMeasureTypes) return;
   auto shared = std::make_shared<const MeasurementGetter>(std::move(getter));
@@ -92,6 +103,7 @@ void CMeasurementSource::RegisterMeasurement(EMeasureType type, MeasurementGette
   // The older getter's last sample is among those that go, and nobody sees the new type with old samples.
   CMutexLock lock(mMeasurementMutex);
   mHistory[index].Clear();
+  if (first) mHistory[index].Add(*first);
   mIsEnabled[index] = true;
 }
 
@@ -128,7 +140,7 @@ void CMeasurementSource::NotifyErrorHandlers(bool error) {
 
 void CMeasurementSource::Sample(std::uint32_t run) {
   CMutexLock lock(mMeasurementMutex);
-  if (!mIsSampling || run != mSamplingRun) return;
+  if (!mIsSampling || run != mSamplingRun || !IsUsable()) return;
   for (std::size_t index = 0; index < kMeasureTypes; ++index) {
     if (!mIsEnabled[index]) continue;
     const auto type = static_cast<EMeasureType>(index);

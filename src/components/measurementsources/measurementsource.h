@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -39,6 +40,8 @@ class CMeasurementSource : public IMeasurementSource {
   /// A getter of that type is replaced, and what it sampled is forgotten. Getters run one at a time on the
   /// worker, and on the thread of everybody who asks for a live reading.
   void RegisterMeasurement(EMeasureType type, MeasurementGetter getter);
+  /// The same with its first sample, so that the quantity is never offered without one.
+  void RegisterMeasurement(EMeasureType type, MeasurementGetter getter, const ThreePhaseValue& first);
   /// Ends offering the type; nothing is forgotten.
   void DeregisterMeasurement(EMeasureType type);
   /// Samples from now on; while sampling it does nothing.
@@ -50,10 +53,15 @@ class CMeasurementSource : public IMeasurementSource {
 
   CWorker& Worker() { return mWorker; }
 
+  /// Whether what was registered may be relied on at this moment: nothing is offered while it may not, and
+  /// nothing is sampled. Any thread.
+  virtual bool IsUsable() const { return true; }
+
  private:
   template <class TValue>
   using OfEachType = std::array<TValue, kMeasureTypes>;
 
+  void Register(EMeasureType type, MeasurementGetter getter, const std::optional<ThreePhaseValue>& first);
   void Sample(std::uint32_t run);
 
   // Constant after construction.

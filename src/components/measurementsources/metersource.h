@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -15,10 +16,10 @@
 ///
 /// A reading is used for three of the intervals in which the meter tells something, for `kLeastFresh` at
 /// least, so that a load that has come meanwhile is not overlooked for long. Then nothing is offered until
-/// there is a newer one.
+/// there is a newer one, which the log tells once, whatever the worker is busy with.
 ///
 /// A meter is in error when it could not be read for longer than its silence, and nothing is offered until it
-/// can be read again. Both changes are told once, to the log and to the error handlers.
+/// can be read again. To go into error and out of it is told once, to the log and to the error handlers.
 class CMeterSource : public CMeasurementSource {
  public:
   static constexpr Milliseconds kLeastFresh{5000};
@@ -54,14 +55,15 @@ class CMeterSource : public CMeasurementSource {
 
  private:
   void CheckSilence();
-  bool IsFresh() const;
+  void NoteInterval();
   void Withdraw();
+  void Return();
+  bool IsUsable() const override;
   void EnterError();
   void TellReason();
   void Offer(const SMeterReading& reading);
   ThreePhaseValue Newest(EMeasureType type) EXCLUDES(mReadingMutex);
 
-  const Milliseconds mSamplingPeriod;
   const Milliseconds mSilence;
 
   CMutex mReadingMutex;
@@ -71,9 +73,13 @@ class CMeterSource : public CMeasurementSource {
   std::string mLabel;
   CDeadman mHeard;
   const IClock& mClock;
-  std::optional<TimePoint> mAccepted;  // the newest reading
-  TimePoint::duration mInterval{};     // between the newest two; zero while there is one only
+  /// Ticks of the clock up to which the newest reading may be used. Any thread.
+  std::atomic<TimePoint::rep> mUsableUntil{TimePoint::min().time_since_epoch().count()};
+  std::optional<TimePoint> mAccepted;              // the newest reading
+  std::optional<TimePoint::duration> mInterval{};  // between the newest two
+  TimePoint::duration mPace{};                     // of the meter; zero while it is not known
   bool mIsOffering = false;
+  bool mIsWithdrawn = false;  // which was told
   bool mIsInError = false;
   std::string mReason;                // of the newest failure; empty: none since the newest reading
   std::vector<std::string> mReasons;  // that were told since the error began

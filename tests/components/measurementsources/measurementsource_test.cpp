@@ -101,6 +101,8 @@ TEST_F(CMeasurementSourceTest, OffersWhatIsRegisteredAndNothingElse) {
   EXPECT_EQ(Average(30000, Voltage), kZeros);  // what was there before is gone
   Sample(1);
   EXPECT_THAT(Average(30000, Voltage), ElementsAre(-5, 14, 2147483647));
+  mSource.RegisterMeasurement(Current, [] { return ThreePhaseValue{1, 1, 1}; }, {7, 8, 9});
+  EXPECT_THAT(Average(1250), ElementsAre(7, 8, 9)) << "it is never offered without a sample";
 }
 
 TEST_F(CMeasurementSourceTest, StopsFromAnywhereAndStartsAnew) {

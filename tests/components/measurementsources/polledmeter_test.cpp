@@ -1,10 +1,15 @@
 #include "src/components/measurementsources/polledmeter.h"
 
+#include <functional>
+#include <future>
+#include <thread>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
 
 #include "platform/log/logcapture.h"
+#include "platform/worker/realscheduler.h"
 #include "platform/worker/virtualscheduler.h"
 
 namespace {
@@ -51,10 +56,10 @@ class CPolledMeterTest : public ::testing::Test {
 
 TEST_F(CPolledMeterTest, IsAskedLessAndLessWhileItIsDownAndTellsThatOnce) {
   EXPECT_TRUE(mMeter.Init());
-  mScheduler.RunFor(Milliseconds{6249});
+  mScheduler.RunFor(Milliseconds{5249});
   EXPECT_THAT(mErrors, ElementsAre());
   EXPECT_THAT(mLog.Texts(Log::ELogLevel::Error), ElementsAre());
-  mScheduler.RunFor(Milliseconds{600000 - 6249});
+  mScheduler.RunFor(Milliseconds{600000 - 5249});
   EXPECT_THAT(std::vector(mMeter.mPolls.begin(), mMeter.mPolls.begin() + 9),
               ElementsAre(0, 1250, 3750, 8750, 18750, 38750, 68750, 98750, 128750));
   EXPECT_THAT(mMeter.mPolls, SizeIs(24));
@@ -117,16 +122,65 @@ TEST_F(CPolledMeterTest, OffersNoReadingThatIsTooOldForTheMetersPace) {
   EXPECT_TRUE(meter.HasMeasurement(EMeasureType::Current));
   mScheduler.RunFor(Milliseconds{1250});
   EXPECT_FALSE(meter.HasMeasurement(EMeasureType::Current));
-  // Read again at 11250 ms, 10 s after the reading before: that may be the meter's pace.
-  meter.mAnswer = reading;
-  mScheduler.RunFor(Milliseconds{3750});
-  meter.mAnswer = "busy";
+  // Asked again at 11250 ms, and then, after three more failures, at 21250 ms. One long interval may be an
+  // outage, two are the meter's pace.
+  const auto readOnceMore = [&](Milliseconds after) {
+    mScheduler.RunFor(after - Milliseconds{250});
+    meter.mAnswer = reading;
+    mScheduler.RunFor(Milliseconds{250});
+    meter.mAnswer = "busy";
+    EXPECT_TRUE(meter.HasMeasurement(EMeasureType::Current));
+  };
+  readOnceMore(Milliseconds{3750});
+  mScheduler.RunFor(Milliseconds{5250});
+  EXPECT_FALSE(meter.HasMeasurement(EMeasureType::Current));
+  readOnceMore(Milliseconds{4750});
   mScheduler.RunFor(Milliseconds{30000});
   EXPECT_TRUE(meter.HasMeasurement(EMeasureType::Current));
-  mScheduler.RunFor(Milliseconds{1250});
+  mScheduler.RunFor(Milliseconds{250});
   EXPECT_FALSE(meter.HasMeasurement(EMeasureType::Current));
   EXPECT_THAT(mErrors, ElementsAre());
-  EXPECT_EQ(mLog.Count("The meter is not heard: its newest reading is too old to be used"), 2);
+  EXPECT_EQ(mLog.Count("The meter is not heard: its newest reading is too old to be used"), 3);
+  EXPECT_EQ(mLog.Count("The meter is heard again"), 2);
+}
+
+/// However long it takes to ask the meter, and whatever is answered at the very end.
+TEST_F(CPolledMeterTest, OffersNothingOldWhileItIsAskedNorAnythingAfterDeInit) {
+  const SMeterReading reading{.current = {{25000, 0, 0}}, .voltage = {}, .activePower = {}};
+  CRealScheduler scheduler;
+  std::promise<void> isAsked;
+  std::promise<void> mayAnswer;
+  class CSlowMeter final : public CPolledMeter {
+   public:
+    CSlowMeter(IScheduler& real, std::function<Answer()> poll)
+        : CPolledMeter(
+              real, "Slow", "The meter",
+              {.sampling = Milliseconds{10}, .storage = Milliseconds{100}, .silence = Milliseconds{50}}),
+          mPoll(std::move(poll)) {}
+    ~CSlowMeter() override { CSlowMeter::DeInit(); }
+
+   private:
+    std::string Prepare() override { return {}; }
+    Answer Poll() override { return mPoll(); }
+    void Disconnect() override {}
+    const std::function<Answer()> mPoll;
+  };
+  int polls = 0;
+  CSlowMeter meter(scheduler, [&]() -> std::variant<SMeterReading, std::string> {
+    if (++polls == 2) {
+      isAsked.set_value();
+      mayAnswer.get_future().wait();
+    }
+    return reading;
+  });
+  meter.Init();
+  isAsked.get_future().wait();
+  while (meter.HasMeasurement(EMeasureType::Current)) std::this_thread::yield();
+  EXPECT_THAT(meter.GetMeasurements(EMeasureType::Current), ElementsAre(0, 0, 0));
+  std::thread answering([&] { mayAnswer.set_value(); });
+  meter.DeInit();
+  answering.join();
+  EXPECT_FALSE(meter.HasMeasurement(EMeasureType::Current));
 }
 
 TEST_F(CPolledMeterTest, IsInErrorAtOnceWhenItCannotBeUsedAtAllUntilItIsInitializedAnew) {
