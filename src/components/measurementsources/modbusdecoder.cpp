@@ -9,7 +9,8 @@
 namespace {
 
 // What a meter may tell of a phase at all.
-constexpr double kMostVolt = 1000;
+constexpr double kLeastVolt = 100;  // or none at all
+constexpr double kMostVolt = 999;
 constexpr double kMostAmpere = 1000;
 constexpr double kMostWatt = kMostVolt * kMostAmpere;
 // And before it is known that its registers are read rightly.
@@ -102,8 +103,10 @@ std::string CModbusDecoder::WhatIsImplausible(const SValues& values, EScrutiny s
     const double volt = values.voltage[phase].value_or(0);
     const double ampere = std::abs(values.current[phase].value_or(0));
     const double watt = values.power[phase].value_or(0);
-    const bool isUsual = volt == 0 || (volt >= kLeastUsualVolt && volt <= kMostUsualVolt);
-    if (volt < 0 || volt >= kMostVolt || (isStrict && !isUsual)) return Implausible(volt, on("V"));
+    const auto isWithin = [volt](double least, double most) { return volt >= least && volt <= most; };
+    const bool isBelieved =
+        isStrict ? isWithin(kLeastUsualVolt, kMostUsualVolt) : isWithin(kLeastVolt, kMostVolt);
+    if (volt != 0 && !isBelieved) return Implausible(volt, on("V"));
     if (ampere >= kMostAmpere) return Implausible(ampere, on("A"));
     if (std::abs(watt) >= kMostWatt) return Implausible(watt, on("W"));
     const bool isMade = std::abs(watt) <= kMostPowerFactor * volt * ampere + kPowerLeewayWatt;
@@ -111,7 +114,7 @@ std::string CModbusDecoder::WhatIsImplausible(const SValues& values, EScrutiny s
       return Implausible(watt, on("W") + ", with its voltage and current,");
     hasVoltage = hasVoltage || volt > 0;
   }
-  if (isStrict && !hasVoltage) return "no phase has a voltage: the \"type\" may be wrong";
+  if (!hasVoltage) return "no phase has a voltage: the \"type\" may be wrong";
   const double total = values.totalPower.value_or(0);
   return std::abs(total) < kMostWatt * static_cast<double>(mPhases) ? "" : Implausible(total, "W in total");
 }

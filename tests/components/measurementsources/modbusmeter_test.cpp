@@ -159,7 +159,8 @@ TEST(ModbusMeterTest, ValuesAreDoubtedMostAtFirst) {
       {{{2, 0}, {3, 0}, {8, 0}, {9, 0}, {14, 0}, {15, 0}}, "", ""},  // two phases only
       {{{0, 0}, {1, 0}, {2, 0}, {3, 0}, {4, 0}, {5, 0}, {12, 0}, {13, 0}, {14, 0}, {15, 0}, {16, 0}},
        "no phase has a voltage",
-       ""},
+       "no phase has a voltage"},
+      {{{4, 0x4228}}, "about 40 V on L3", "about 40 V on L3"},
       {{{8, 0x447a}}, "about 1000 A on L2 cannot be", "about 1000 A on L2 cannot be"},
       {{{12, 0x457a}}, "about 4000 W on L1, with its voltage and current, cannot be", ""},
       {{{12, 0x44fa}}, "", ""},  // 2002 W: something was switched on just now
