@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstddef>
+#include <cstdlib>
 #include <exception>
 #include <string_view>
 #include <utility>
@@ -24,6 +25,7 @@ constexpr auto kSerial = "serial";
 constexpr auto kNotFoundYet = "it was not found on the network yet";
 constexpr Milliseconds kFirstSearchPause{5000};
 constexpr Milliseconds kLongestSearchPause{60000};
+constexpr int kMostWaiting = 64;
 constexpr std::size_t kLongestHost = 253;
 
 bool IsOfHost(char letter) {
@@ -44,6 +46,14 @@ bool IsAddress(std::string_view text) {
          (host.size() == text.size() || IsPort(text.substr(host.size() + 1)));
 }
 
+Milliseconds LongestStandstill(const SMeterReading& reading) {
+  constexpr Milliseconds kTwoHours{7200000};
+  if (reading.voltage) return CHomeWizard::kLeastStandstill;
+  const std::int64_t watt = reading.activePower ? std::abs((*reading.activePower)[0]) : 0;
+  if (watt == 0) return CHomeWizard::kLongestStandstill;
+  return std::clamp(kTwoHours / watt, CHomeWizard::kLeastStandstill, CHomeWizard::kLongestStandstill);
+}
+
 }  // namespace
 
 CHomeWizard::CHomeWizard(IScheduler& scheduler, SDependencies dependencies, Json::Value parameters,
@@ -52,7 +62,6 @@ CHomeWizard::CHomeWizard(IScheduler& scheduler, SDependencies dependencies, Json
       mScheduler(scheduler),
       mDependencies(std::move(dependencies)),
       mParameters(std::move(parameters)),
-      mMoves(scheduler, kLongestStandstill),
       mSearchBackOff(kFirstSearchPause, kLongestSearchPause) {}
 
 CHomeWizard::~CHomeWizard() {
@@ -61,6 +70,7 @@ CHomeWizard::~CHomeWizard() {
 }
 
 std::string CHomeWizard::Prepare() {
+  mWaiting = 0;  // what waited when the worker was stopped is gone
   mSearchBackOff.Reset();
   mNextSearch = mScheduler.Now();
   const std::string fault = TakeParameters();
@@ -92,6 +102,7 @@ void CHomeWizard::Disconnect() {
   StopLooking();
   mClient.reset();
   mChecked.clear();
+  mTrace.clear();
 }
 
 void CHomeWizard::Know(const std::string& serial) {
@@ -169,9 +180,8 @@ std::string CHomeWizard::Get(const std::string& url, Json::Value& object) {
 CHomeWizard::Answer CHomeWizard::Judge(const std::string& target, const Json::Value& data) {
   auto reading = HomeWizardReading::From(data);
   if (const auto* fault = std::get_if<std::string>(&reading)) return *fault;
-  if (StandsStill(data)) {
-    const std::string reason = fmt::format("its values have not changed for {} s, its P1 cable may be out",
-                                           kLongestStandstill.count() / 1000);
+  if (StandsStill(data, std::get<SMeterReading>(reading))) {
+    const std::string reason = "its values do not change any more, its P1 cable may be out";
     Fail(reason);  // at once: values that stand still have been taken for too long
     return reason;
   }
@@ -180,11 +190,11 @@ CHomeWizard::Answer CHomeWizard::Judge(const std::string& target, const Json::Va
   return std::get<SMeterReading>(reading);
 }
 
-bool CHomeWizard::StandsStill(const Json::Value& data) {
+bool CHomeWizard::StandsStill(const Json::Value& data, const SMeterReading& reading) {
   std::string trace = HomeWizardReading::Trace(data);
-  if (trace == mTrace) return mMoves.HasExpired();
+  if (trace == mTrace) return mScheduler.Now() - mMoved > LongestStandstill(reading);
   mTrace = std::move(trace);
-  mMoves.Restart();
+  mMoved = mScheduler.Now();
   return false;
 }
 
@@ -210,7 +220,15 @@ void CHomeWizard::LookForIt() {
   mSearch = mDependencies.discovery->Search(
       kServiceType,
       [this](const SFoundService& service) {
-        Worker().NonBlockingCall([this, service] { OnFound(service); });
+        // Whoever floods the network with announcements must not fill the memory while the worker is busy.
+        if (mWaiting.fetch_add(1) < kMostWaiting) {
+          Worker().NonBlockingCall([this, service] {
+            --mWaiting;
+            OnFound(service);
+          });
+        } else {
+          --mWaiting;
+        }
       },
       reason);
   if (mSearch) return mSearchBackOff.Reset();

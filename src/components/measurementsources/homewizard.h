@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
@@ -33,8 +34,10 @@ class CHomeWizard final : public CPolledMeter {
   static constexpr auto kServiceType = "_hwenergy._tcp";
   /// Without a serial number a meter is taken when no other has appeared for so long.
   static constexpr Milliseconds kSettling{2000};
-  /// A smart meter tells something new every 10 s at least. When nothing changes its cable is out.
-  static constexpr Milliseconds kLongestStandstill{60000};
+  /// When nothing changes the cable to the smart meter is out. Voltages flicker; without them something new
+  /// is told at each Wh, so the limit for twice that, within these.
+  static constexpr Milliseconds kLeastStandstill{60000};
+  static constexpr Milliseconds kLongestStandstill{900000};
 
   /// Told on the worker of a meter that was read: the "address" that the parameters had until now, and those
   /// that they ought to have.
@@ -71,7 +74,7 @@ class CHomeWizard final : public CPolledMeter {
   std::string Check(const std::string& target);
   std::string Get(const std::string& url, Json::Value& object) EXCLUDES(mLastMutex);
   Answer Judge(const std::string& target, const Json::Value& data);
-  bool StandsStill(const Json::Value& data);
+  bool StandsStill(const Json::Value& data, const SMeterReading& reading);
   void Remember(const std::string& target);
   void Know(const std::string& serial);
   std::string Explain(const std::string& target, const std::string& failure);
@@ -83,6 +86,8 @@ class CHomeWizard final : public CPolledMeter {
 
   IScheduler& mScheduler;
   const SDependencies mDependencies;
+
+  std::atomic<int> mWaiting{0};  // finds that the worker has not looked at
 
   struct SLast {
     std::string url;
@@ -99,7 +104,7 @@ class CHomeWizard final : public CPolledMeter {
   std::string mChecked;        // the place where the right device has answered; empty: none since a failure
   std::string mCheckedSerial;  // and its serial number
   std::string mTrace;          // of the newest data
-  CDeadman mMoves;
+  TimePoint mMoved;            // when that was new
 
   std::unique_ptr<IServiceDiscovery::ISearch> mSearch;
   CBackOff mSearchBackOff;

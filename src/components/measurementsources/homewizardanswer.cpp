@@ -39,8 +39,10 @@ std::string Parse(std::string_view text, Json::Value& object) {
   const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
   std::string errors;
   if (!reader->parse(text.data(), text.data() + text.size(), &object, &errors)) {
-    std::ranges::replace(errors, '*', ' ');
-    return fmt::format("the answer is no JSON: {}", Text::InOneLine(errors));
+    // Without the place, which is another one each time: the same fault is one reason.
+    const std::size_t fault = std::min(errors.find("\n  "), errors.size() - 1) + 1;
+    return fmt::format("the answer is no JSON: {}",
+                       Text::InOneLine(errors.substr(fault, errors.find('\n', fault) - fault)));
   }
   return object.isObject() ? std::string() : "the answer is no JSON object";
 }

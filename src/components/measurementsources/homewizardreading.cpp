@@ -41,12 +41,12 @@ std::int32_t Rounded(double value) {
 std::optional<double> Field(const Json::Value& data, const std::string& name, const SRange& range) {
   const Json::Value& field = data[name];
   if (field.isNull()) return std::nullopt;
-  if (!field.isNumeric())
-    throw CBadField(fmt::format("\"{}\" is no number: {}", name, JsonText::ToLog(field)));
+  if (!field.isNumeric()) throw CBadField(fmt::format("\"{}\" is no number", name));
   const double value = field.asDouble();
   if (value >= range.least && value <= range.most) return value;
-  throw CBadField(
-      fmt::format("\"{}\" is {}, which is not within {} to {}", name, value, range.least, range.most));
+  // Roughly, so that a value that flickers is one reason, not many.
+  throw CBadField(fmt::format("\"{}\" is about {:.1g}, which is not within {} to {}", name, value,
+                              range.least, range.most));
 }
 
 struct SPhase {
