@@ -65,11 +65,19 @@ TEST_F(CMeasurementSourceFactoryTest, HandsTheSameSourceOutForTheSameJson) {
 }
 
 /// One line, and one meter to be found, whatever else is written down.
-TEST_F(CMeasurementSourceFactoryTest, TellsNoMetersApartThatAreOne) {
+TEST_F(CMeasurementSourceFactoryTest, TellsNoMetersApartThatAreOneAndNamesWhatIsMisspelt) {
   EXPECT_EQ(mFactory.Create("P1Extender", Parsed(R"({"note": 1})")), mFactory.Create("p1extender", {}));
   const auto found = mFactory.Create("homewizard", {});
   EXPECT_EQ(mFactory.Create("HomeWizard", Parsed(R"({"address": ""})")), found);
   EXPECT_NE(mFactory.Create("homewizard", Parsed(R"({"address": "10.0.0.5"})")), found);
+
+  mLog.Clear();
+  mFactory.Create("homewizard", Parsed(R"({"adress": "10.0.0.5"})"));
+  mFactory.Create("modbustcp", Parsed(R"({"TYPE": "janitza_umg", "UnitID": 3, "device": "/dev/a"})"));
+  EXPECT_THAT(mLog.Texts(Log::ELogLevel::Warning),
+              ElementsAre("Parameter \"adress\" of a measurement source of type homewizard is unknown and "
+                          "ignored, known are: address, serial",
+                          HasSubstr("\"device\" of a measurement source of type modbustcp is unknown")));
 }
 
 TEST_F(CMeasurementSourceFactoryTest, SaysWhatItCannotMakeOrReach) {
