@@ -12,6 +12,7 @@
 #include "platform/mdns/avahiloop.h"
 #include "platform/mdns/txtrecord.h"
 #include "platform/utility/mutex.h"
+#include "platform/utility/text.h"
 
 namespace {
 
@@ -91,6 +92,10 @@ class CBrowsing final : public IAvahiUse {
           browsing.OnResolved(name, *address, port, txt);
         },
         this));
+    if (resolver) return;
+    mResolvers.erase(place);  // which makes room for another
+    LOG_WARNING("avahi cannot resolve \"{}\": {}", Text::InOneLine(place.name),
+                avahi_strerror(avahi_client_errno(mClient)));
   }
 
   void OnResolved(const char* name, const AvahiAddress& address, std::uint16_t port, AvahiStringList* txt)

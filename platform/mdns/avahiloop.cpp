@@ -1,6 +1,7 @@
 #include "platform/mdns/avahiloop.h"
 
 #include <cstdint>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -39,6 +40,7 @@ class CAvahiLoop::CThread {
   explicit CThread(std::shared_ptr<IAvahiUse> use)
       : mUse(std::move(use)), mEndEvent(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
 
+  /// Throws std::system_error when there can be no thread.
   static void Start(const std::shared_ptr<CThread>& self);
   /// Why the daemon could not be reached; empty: it was.
   std::string AwaitConnection() EXCLUDES(mMutex);
@@ -180,8 +182,15 @@ void CAvahiLoop::CThread::EndUse() {
 }
 
 std::unique_ptr<CAvahiLoop> CAvahiLoop::Create(std::shared_ptr<IAvahiUse> use, std::string& reason) {
-  std::unique_ptr<CAvahiLoop> loop(new CAvahiLoop(std::make_shared<CThread>(std::move(use))));
-  CThread::Start(loop->mThread);
+  std::shared_ptr<CThread> thread;
+  try {
+    thread = std::make_shared<CThread>(std::move(use));
+    CThread::Start(thread);
+  } catch (const std::system_error& error) {
+    reason = fmt::format("a thread for avahi: {}", error.what());
+    return nullptr;
+  }
+  std::unique_ptr<CAvahiLoop> loop(new CAvahiLoop(std::move(thread)));
   reason = loop->mThread->AwaitConnection();
   if (!reason.empty()) loop.reset();
   return loop;
