@@ -40,7 +40,8 @@ class CCountingClient final : public IModbusClient {
 
 class CCountingConnector final : public IModbusConnector {
  public:
-  explicit CCountingConnector(std::uint64_t& requests) : mRequests(requests) {}
+  CCountingConnector(IScheduler& scheduler, std::uint64_t& requests)
+      : mConnector(scheduler), mRequests(requests) {}
 
   std::unique_ptr<IModbusClient> CreateTcpClient(const SModbusTcpServer& server) override {
     return std::make_unique<CCountingClient>(mConnector.CreateTcpClient(server), mRequests);
@@ -82,8 +83,8 @@ class CMeasuredHouse {
     Json::Value parameters = mHouse.Parameters();
     parameters["port"] = mServer.Port();
     mSource = std::make_unique<CModbusMeasurementSource>(
-        mHouse.scheduler, std::make_shared<CCountingConnector>(mRequests), EModbusConnectionKind::Tcp,
-        parameters, SModbusRtuLine(), CModbusMeasurementSource::SPeriods());
+        mHouse.scheduler, std::make_shared<CCountingConnector>(mHouse.scheduler, mRequests),
+        EModbusConnectionKind::Tcp, parameters, SModbusRtuLine(), CModbusMeasurementSource::SPeriods());
     mSource->Init();
     Sample();  // connects, and finds out where the registers are
     mRequests = 0;

@@ -26,14 +26,15 @@ struct SModbusResult {
 class IModbusClient {
  public:
   static constexpr Milliseconds kConnectTimeout{1000};
-  /// For an answer as a whole, however slowly it trickles in.
+  /// For an answer as a whole, however slowly it trickles in; on a serial line, for its first byte.
   static constexpr Milliseconds kResponseTimeout{1000};
   /// In one request, by the protocol.
   static constexpr std::uint16_t kMostRegisters = 125;
 
   virtual ~IModbusClient() = default;
 
-  /// Connects unless it is connected. Waits `kConnectTimeout` at most, not counting the look-up of a name.
+  /// Connects unless it is connected. Waits `kConnectTimeout` at most, and as long before it where a name has
+  /// to be looked up.
   virtual SModbusResult Connect() = 0;
   virtual void Disconnect() = 0;
   /// Reads as many registers as there is room for, at most `kMostRegisters`, from a wire address on. Waits

@@ -2,12 +2,15 @@
 
 #include "platform/modbus/modbusrtuclient.h"
 #include "platform/modbus/modbustcpclient.h"
+#include "platform/worker/worker.h"
 
-CModbusConnector::CModbusConnector() = default;
+CModbusConnector::CModbusConnector(IScheduler& scheduler)
+    : mWatch(std::make_shared<CWorker>(scheduler, "ModbusWatch")) {}
 CModbusConnector::~CModbusConnector() = default;
 
 std::unique_ptr<IModbusClient> CModbusConnector::CreateTcpClient(const SModbusTcpServer& server) {
-  return std::make_unique<CModbusTcpClient>(server);
+  mWatch->Start();
+  return std::make_unique<CModbusTcpClient>(server, mWatch);
 }
 
 std::unique_ptr<IModbusClient> CModbusConnector::CreateRtuClient(const SModbusRtuLine& line) {

@@ -9,11 +9,12 @@ namespace {
 
 constexpr std::int64_t kMicrosecondsPerMillisecond = 1000;
 
-bool SetResponseTimeout(modbus_t* context, Milliseconds timeout) {
+using Setter = int (*)(modbus_t*, std::uint32_t, std::uint32_t);
+
+bool SetTimeout(Setter set, modbus_t* context, Milliseconds timeout) {
   const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(timeout);
   const auto rest = (timeout - seconds).count() * kMicrosecondsPerMillisecond;
-  return modbus_set_response_timeout(context, static_cast<std::uint32_t>(seconds.count()),
-                                     static_cast<std::uint32_t>(rest)) == 0;
+  return set(context, static_cast<std::uint32_t>(seconds.count()), static_cast<std::uint32_t>(rest)) == 0;
 }
 
 bool IsException(int error) {
@@ -23,10 +24,7 @@ bool IsException(int error) {
 
 SModbusResult ReadFailure(int error) {
   if (IsException(error)) return {SModbusResult::EKind::Refused, modbus_strerror(error)};
-  if (error == ETIMEDOUT) {
-    return {SModbusResult::EKind::Lost,
-            fmt::format("no whole answer within {} ms", IModbusClient::kResponseTimeout.count())};
-  }
+  if (error == ETIMEDOUT) return ModbusError::NoAnswer();
   return ModbusError::Lost("reading", error);
 }
 
@@ -36,11 +34,16 @@ SModbusResult ModbusError::Lost(std::string_view operation, int error) {
   return {SModbusResult::EKind::Lost, fmt::format("{}: {}", operation, modbus_strerror(error))};
 }
 
-CModbusContext::CModbusContext(_modbus* context)
+SModbusResult ModbusError::NoAnswer() {
+  return {SModbusResult::EKind::Lost,
+          fmt::format("no whole answer within {} ms", IModbusClient::kResponseTimeout.count())};
+}
+
+CModbusContext::CModbusContext(_modbus* context, Milliseconds byteTimeout)
     : mContext(context), mCreationError(context == nullptr ? errno : 0) {
   if (mContext == nullptr) return;
-  // Zero: a whole answer has the response time-out, however many pieces it comes in.
-  modbus_set_byte_timeout(mContext, 0, 0);
+  // Without one libmodbus leans on select() to write back how much time is left, which few systems do.
+  SetTimeout(modbus_set_byte_timeout, mContext, byteTimeout);
 }
 
 CModbusContext::~CModbusContext() {
@@ -51,12 +54,12 @@ CModbusContext::~CModbusContext() {
 
 SModbusResult CModbusContext::Connect(Milliseconds longest) {
   if (mContext == nullptr) return ModbusError::Lost("connecting", mCreationError);
-  if (!SetResponseTimeout(mContext, longest) || modbus_connect(mContext) != 0) {
+  if (!SetTimeout(modbus_set_response_timeout, mContext, longest) || modbus_connect(mContext) != 0) {
     const int error = errno;
     // Where libmodbus leaves the waiting for a connection, when its time is over.
     return ModbusError::Lost("connecting", error == EINPROGRESS ? ETIMEDOUT : error);
   }
-  SetResponseTimeout(mContext, IModbusClient::kResponseTimeout);
+  SetTimeout(modbus_set_response_timeout, mContext, IModbusClient::kResponseTimeout);
   return {};
 }
 

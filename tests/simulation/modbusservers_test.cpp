@@ -37,9 +37,9 @@ class CModbusServersTest : public testing::Test {
     Json::Value json;
     ASSERT_EQ(JsonText::ParseObject(parameters, json), "");
     std::atomic<bool> isInError = false;
-    const auto source =
-        std::make_unique<CModbusMeasurementSource>(mScheduler, std::make_shared<CModbusConnector>(), kind,
-                                                   json, SModbusRtuLine{.device = "/dev/other"}, kQuick);
+    const auto source = std::make_unique<CModbusMeasurementSource>(
+        mScheduler, std::make_shared<CModbusConnector>(mScheduler), kind, json,
+        SModbusRtuLine{.device = "/dev/other"}, kQuick);
     source->RegisterErrorHandler([&isInError](bool error) { isInError = error; });
     ASSERT_TRUE(source->Init());
     const auto measures = [&] {

@@ -16,5 +16,5 @@ SMeterAccess RealMeterAccess(IScheduler& scheduler, const std::filesystem::path&
               },
           .createHttpClient = [] { return std::make_unique<CCurlHttpClient>(); },
           .discovery = CreateServiceDiscovery(),
-          .modbus = std::make_shared<CModbusConnector>()};
+          .modbus = std::make_shared<CModbusConnector>(scheduler)};
 }

@@ -1,9 +1,12 @@
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
+#include <future>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <arpa/inet.h>
@@ -11,6 +14,7 @@
 #include <sys/socket.h>
 
 #include "platform/modbus/modbusconnector.h"
+#include "platform/modbus/modbustcpclient.h"
 #include "platform/worker/realscheduler.h"
 #include "simulation/modbusrtuserver.h"
 
@@ -34,9 +38,12 @@ std::string Unhex(std::string_view text) {
 
 /// A listening socket on the loopback interface and its free port.
 struct SListener {
-  explicit SListener(int backlog) {
+  explicit SListener(int backlog, int port = 0) {
+    const int on = 1;
+    ::setsockopt(socket.Get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
     sockaddr_in address{};
     address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<std::uint16_t>(port));
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t size = sizeof address;
     auto* generic = reinterpret_cast<sockaddr*>(&address);
@@ -82,7 +89,8 @@ void AnswerTwice(const SListener& listener, const SOutcome& outcome) {
 
 TEST(ModbusTcpTest, EachAnswerHasItsOutcome) {
   const SListener listener(5);
-  CModbusConnector connector;
+  CRealScheduler scheduler;
+  CModbusConnector connector(scheduler);
   for (const SOutcome& each :
        {SOutcome{"0000000701040440c051ec", kOk, ""},
         {"00000003018402", kRefused, "Illegal data address"},
@@ -92,7 +100,8 @@ TEST(ModbusTcpTest, EachAnswerHasItsOutcome) {
         {"0000000901040640c051ec40c0", kLost, "reading: "},
         {"0000000701030440c051ec", kLost, "reading: "},
         {"", kLost, "no whole answer within 1000 ms"},
-        {"0000000701040440c051ec", kLost, "no whole answer within", milliseconds{150}}}) {
+        // libmodbus waits a second for each byte, so alone it would take this one in 3300 ms.
+        {"0000000701040440c051ec", kLost, "no whole answer within 1000 ms", milliseconds{300}}}) {
     SCOPED_TRACE(each.answer);
     const auto client = connector.CreateTcpClient(listener.server);
     ASSERT_TRUE(client->Connect());
@@ -114,7 +123,8 @@ TEST(ModbusTcpTest, EachAnswerHasItsOutcome) {
 }
 
 TEST(ModbusTcpTest, ServersAreFoundByNameOrGivenUpInTime) {
-  CModbusConnector connector;
+  CRealScheduler scheduler;
+  CModbusConnector connector(scheduler);
   const SListener listener(0);
   const auto first = connector.CreateTcpClient({"localhost", listener.server.port});
   EXPECT_TRUE(first->Connect());
@@ -140,6 +150,42 @@ TEST(ModbusTcpTest, ServersAreFoundByNameOrGivenUpInTime) {
   }
 }
 
+TEST(ModbusTcpTest, NameServersThatHangHoldUpNobody) {
+  CRealScheduler scheduler;
+  const auto watch = std::make_shared<CWorker>(scheduler, "watch");
+  const auto serversAnswer = std::make_shared<std::promise<void>>();
+  const auto asked = std::make_shared<std::atomic<int>>(0);
+  const HostResolver resolve = [serversAnswer, asked,
+                                answered = serversAnswer->get_future().share()](const std::string& host) {
+    EXPECT_EQ(host, "meter");
+    ++*asked;
+    answered.wait();
+    return *asked < 3 ? SHostAddresses{{"127.0.0.1"}, {}} : SHostAddresses{{}, "no such meter"};
+  };
+  auto listener = std::make_unique<SListener>(5);
+  CModbusTcpClient client({"meter", listener->server.port}, watch, resolve);
+  for (int i = 0; i < 2; ++i) {
+    const CStopwatch stopwatch;
+    EXPECT_EQ(client.Connect().reason, "looking \"meter\" up: no answer within 1000 ms");
+    EXPECT_LT(stopwatch.Milliseconds(), 1300);
+  }
+  CModbusTcpClient({"meter", 1}, watch, resolve).Connect();  // and goes before it has an answer
+  serversAnswer->set_value();
+  EXPECT_TRUE(client.Connect());
+  EXPECT_EQ(*asked, 2) << "one look-up of each client";
+  client.Disconnect();
+  EXPECT_TRUE(client.Connect());
+  EXPECT_EQ(*asked, 2) << "the address is known";
+  client.Disconnect();
+  const int port = std::exchange(listener, nullptr)->server.port;
+  EXPECT_EQ(client.Connect().reason, "connecting: Connection refused");
+  EXPECT_EQ(*asked, 2);
+  EXPECT_EQ(client.Connect().reason, "connecting: Connection refused") << "the known address is still good";
+  EXPECT_EQ(*asked, 3);
+  listener = std::make_unique<SListener>(5, port);
+  EXPECT_TRUE(client.Connect());
+}
+
 TEST(ModbusRtuTest, ClientsOfOneDeviceTakeTurnsAndItMayGoAndComeBack) {
   CRealScheduler scheduler;
   CChargePoint chargePoint(scheduler);
@@ -151,7 +197,7 @@ TEST(ModbusRtuTest, ClientsOfOneDeviceTakeTurnsAndItMayGoAndComeBack) {
   ASSERT_TRUE(server.Start());
   house.SetLoads({6000, 0, 0});
   const SModbusRtuLine line{.device = server.Path().string(), .autoDirection = true};
-  CModbusConnector connector;
+  CModbusConnector connector(scheduler);
   std::array<std::uint16_t, 2> registers{};
   const auto client = connector.CreateRtuClient(line);
   const auto askOften = [](IModbusClient& asking, std::span<std::uint16_t> into) {
