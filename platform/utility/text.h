@@ -1,8 +1,12 @@
 #pragma once
 
+#include <charconv>
+#include <concepts>
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
 
 /// Text from files, peers and people.
 namespace Text {
@@ -24,5 +28,16 @@ std::string Shortened(std::string text, std::size_t longest = kLongestInLog);
 
 /// A text from outside as a log line shows it: printable ASCII, anything between it as one blank, shortened.
 std::string InOneLine(std::string_view text);
+
+/// A text that is a decimal number from its first character to its last. Nothing: it is none, or one that the
+/// type cannot hold.
+template <std::unsigned_integral TNumber>
+std::optional<TNumber> ToNumber(std::string_view text) {
+  TNumber number = 0;
+  const char* const end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, number);
+  if (error != std::errc() || stop != end) return std::nullopt;
+  return number;
+}
 
 }  // namespace Text

@@ -2,13 +2,14 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <string_view>
+#include <vector>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <json/value.h>
 
+#include "platform/utility/hostport.h"
 #include "platform/utility/jsontext.h"
 #include "platform/utility/text.h"
 
@@ -21,13 +22,6 @@ constexpr std::array<std::uint32_t, 11> kBaudRates{1200,  2400,   4800,   9600, 
 constexpr std::uint64_t kMostUnit = 247;
 constexpr std::uint64_t kNoUnit = 255;  // for servers that are meters themselves
 constexpr std::uint64_t kMostPort = 65535;
-constexpr std::size_t kLongestHost = 253;
-
-bool IsNumber(std::string_view text, std::uint64_t& number) {
-  const char* const end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, number);
-  return error == std::errc() && stop == end;
-}
 
 /// Reads members one by one and keeps what is wrong with the first one that is.
 class CParameterReader {
@@ -59,14 +53,11 @@ class CParameterReader {
   bool Number(std::string_view member, TNumber& number, const TAllowed& isAllowed, std::string_view allowed) {
     const Json::Value& value = Find(member);
     if (value.isNull() || value == "") return false;
-    std::uint64_t given = 0;
-    if (value.isUInt64()) {
-      given = value.asUInt64();
-    } else if (!value.isString() || !IsNumber(value.asString(), given)) {
-      return Refuse(member, allowed);
-    }
-    if (!isAllowed(given)) return Refuse(member, allowed);
-    number = static_cast<TNumber>(given);
+    std::optional<std::uint64_t> given;
+    if (value.isUInt64()) given = value.asUInt64();
+    if (value.isString()) given = Text::ToNumber<std::uint64_t>(value.asString());
+    if (!given || !isAllowed(*given)) return Refuse(member, allowed);
+    number = static_cast<TNumber>(*given);
     return true;
   }
 
@@ -126,12 +117,13 @@ void ReadPhases(CParameterReader& reader, SModbusMeterParameters& result) {
 }
 
 /// "host", "host:port", "[host]:port", or an IPv6 address alone.
-bool Split(std::string_view address, std::string& host, std::uint64_t& port) {
+bool Split(std::string_view address, std::string& host, std::optional<std::uint16_t>& port) {
   const bool isBracketed = address.starts_with('[');
   const std::size_t colon = address.rfind(':');
   const bool hasPort = colon != std::string_view::npos &&
                        (isBracketed ? address[colon - 1] == ']' : address.find(':') == colon);
-  if (hasPort && (!IsNumber(address.substr(colon + 1), port) || port == 0 || port > kMostPort)) return false;
+  if (hasPort) port = HostPort::ToPort(address.substr(colon + 1));
+  if (hasPort && !port) return false;
   std::string_view name = hasPort ? address.substr(0, colon) : address;
   if (isBracketed) {
     if (!name.ends_with(']')) return false;
@@ -139,18 +131,18 @@ bool Split(std::string_view address, std::string& host, std::uint64_t& port) {
   }
   host = name;
   const auto isPrintable = [](char letter) { return letter > ' ' && letter < '\x7f'; };
-  return !host.empty() && host.size() <= kLongestHost && std::ranges::all_of(host, isPrintable);
+  return !host.empty() && host.size() <= HostPort::kLongestHost && std::ranges::all_of(host, isPrintable);
 }
 
 void ReadServer(CParameterReader& reader, SModbusMeterParameters& result) {
-  std::uint64_t port = 0;
+  std::optional<std::uint16_t> port;
   if (!Split(reader.TextOf("address"), result.server.host, port))
     reader.Refuse("address", "a host's name or address, with \":\" and a port from 1 to 65535 if need be");
-  if (port != 0) result.server.port = static_cast<std::uint16_t>(port);
+  if (port) result.server.port = *port;
   reader.Number(
       "port", result.server.port,
-      [port](auto given) { return given >= 1 && given <= kMostPort && (port == 0 || port == given); },
-      port == 0 ? "1 to 65535" : "that of \"address\"");
+      [port](auto given) { return given >= 1 && given <= kMostPort && (!port || *port == given); },
+      !port ? "1 to 65535" : "that of \"address\"");
 }
 
 void ReadParity(CParameterReader& reader, SModbusRtuLine& line) {
