@@ -4,9 +4,12 @@
 #include <stdexcept>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 #include <curl/curl.h>
 #include <fmt/format.h>
+
+#include "platform/log/log.h"
 
 namespace {
 
@@ -41,8 +44,19 @@ std::size_t TakeBody(char* data, std::size_t size, std::size_t count, void* user
   return size * count;
 }
 
+bool InitializeAndCheck() {
+  if (curl_global_init(CURL_GLOBAL_NOTHING) != CURLE_OK) return false;
+  if ((curl_version_info(CURLVERSION_NOW)->features & CURL_VERSION_ASYNCHDNS) == 0) {
+    LOG_WARNING(
+        "libcurl {} waits for name servers however long they take: hosts are better given by their addresses",
+        curl_version());
+  }
+  return true;
+}
+
+/// Once in a process.
 bool InitializeLibrary() {
-  static const bool isInitialized = curl_global_init(CURL_GLOBAL_NOTHING) == CURLE_OK;
+  static const bool isInitialized = InitializeAndCheck();
   return isInitialized;
 }
 
