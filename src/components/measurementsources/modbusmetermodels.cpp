@@ -26,20 +26,44 @@ constexpr SModbusQuantity S32LowFirst(std::uint16_t address, double scale) {
   return OfPhases(EModbusType::Signed32LowWordFirst, address, scale);
 }
 
+/// What models of one maker have in common, and what sets them apart.
+constexpr SModbusMap WithPower(SModbusMap map, SModbusQuantity power) {
+  map.power = power;
+  return map;
+}
+constexpr SModbusMap OfOnePhase(SModbusMap map) {
+  map.phases = 1;
+  return map;
+}
+constexpr SModbusMap InRequestsOf(std::uint16_t mostRegisters, SModbusMap map) {
+  map.mostRegisters = mostRegisters;
+  return map;
+}
+
+constexpr SModbusMap kAbb{.voltage = U32(0x5b00, 0.1), .current = U32(0x5b0c, 0.01)};
+constexpr SModbusMap kCarloGavazzi{.table = kInput,
+                                   .mostRegisters = 50,
+                                   .voltage = S32LowFirst(0x0000, 0.1),
+                                   .current = S32LowFirst(0x000c, 0.001),
+                                   .power = S32LowFirst(0x0012, 0.1)};
+constexpr SModbusMap kEastron{.table = kInput,
+                              .mostRegisters = 60,
+                              .voltage = F32(0x0000),
+                              .current = F32(0x0006),
+                              .power = F32(0x000c)};
+constexpr SModbusMap kJanitza{.voltage = F32(0x4a38), .current = F32(0x4a44), .power = F32(0x4a4c)};
+
 constexpr SModbusMeterModel kModels[] = {
     {.name = "abb_b21",
      .title = "ABB B21",
      .connectionKinds = kRtu,
      .onTrust = EOnTrust::Serial,
-     .map = {.phases = 1,
-             .voltage = U32(0x5b00, 0.1),
-             .current = U32(0x5b0c, 0.01),
-             .power = S32(0x5b14, 0.01)}},  // its total: that of the phase has no value
+     .map = OfOnePhase(WithPower(kAbb, S32(0x5b14, 0.01)))},  // its total: that of the phase has no value
     {.name = "abb_b23",
      .title = "ABB B23, B24, A43, A44",
      .connectionKinds = kRtu,
      .onTrust = EOnTrust::Serial,
-     .map = {.voltage = U32(0x5b00, 0.1), .current = U32(0x5b0c, 0.01), .power = S32(0x5b16, 0.01)}},
+     .map = WithPower(kAbb, S32(0x5b16, 0.01))},
     {.name = "cg_em111",
      .title = "Carlo Gavazzi EM111, EM112",
      .connectionKinds = kRtu,
@@ -52,56 +76,30 @@ constexpr SModbusMeterModel kModels[] = {
     {.name = "cg_em24_e1",
      .title = "Carlo Gavazzi EM24 Ethernet",
      .connectionKinds = kTcp,
-     .map = {.table = kInput,
-             .mostRegisters = 50,
-             .voltage = S32LowFirst(0x0000, 0.1),
-             .current = S32LowFirst(0x000c, 0.001),
-             .power = S32LowFirst(0x0012, 0.1)}},
+     .map = kCarloGavazzi},
     {.name = "cg_em24_rs485",
      .title = "Carlo Gavazzi EM24 RS-485",
      .connectionKinds = kRtu,
-     .map = {.table = kInput,
-             .mostRegisters = 11,
-             .voltage = S32LowFirst(0x0000, 0.1),
-             .current = S32LowFirst(0x000c, 0.001),
-             .power = S32LowFirst(0x0012, 0.1)}},
+     .map = InRequestsOf(11, kCarloGavazzi)},
     {.name = "cg_em340",
      .title = "Carlo Gavazzi EM330, EM340, EM341, EM530, EM540, ET330, ET340",
      .connectionKinds = kRtu,
-     .map = {.table = kInput,
-             .mostRegisters = 50,
-             .voltage = S32LowFirst(0x0000, 0.1),
-             .current = S32LowFirst(0x000c, 0.001),
-             .power = S32LowFirst(0x0012, 0.1)}},
+     .map = kCarloGavazzi},
     {.name = "eastron_sdm120",
      .title = "Eastron SDM120",
      .connectionKinds = kRtu,
      .serial = {.baud = 2400},
-     .map = {.table = kInput,
-             .phases = 1,
-             .mostRegisters = 60,
-             .voltage = F32(0x0000),
-             .current = F32(0x0006),
-             .power = F32(0x000c)}},
+     .map = OfOnePhase(kEastron)},
     {.name = "eastron_sdm230",
      .title = "Eastron SDM220, SDM230",
      .connectionKinds = kRtu,
      .onTrust = EOnTrust::Serial,
      .serial = {.baud = 2400},
-     .map = {.table = kInput,
-             .phases = 1,
-             .mostRegisters = 60,
-             .voltage = F32(0x0000),
-             .current = F32(0x0006),
-             .power = F32(0x000c)}},
+     .map = OfOnePhase(kEastron)},
     {.name = "eastron_sdm630",
      .title = "Eastron SDM630, SDM72D-M v2, SDM54",
      .connectionKinds = kRtu,
-     .map = {.table = kInput,
-             .mostRegisters = 60,
-             .voltage = F32(0x0000),
-             .current = F32(0x0006),
-             .power = F32(0x000c)}},
+     .map = kEastron},
     {.name = "eastron_sdm72dm_v1",
      .title = "Eastron SDM72D-M, first version",
      .connectionKinds = kRtu,
@@ -129,13 +127,13 @@ constexpr SModbusMeterModel kModels[] = {
      .title = "Janitza B23 312, 313",
      .connectionKinds = kRtu,
      .onTrust = EOnTrust::MapAndSerial,
-     .map = {.voltage = F32(0x4a38), .current = F32(0x4a44), .power = F32(0x4a4c)}},
+     .map = kJanitza},
     {.name = "janitza_umg",
      .title = "Janitza UMG 96RM, 604, 511",
      .connectionKinds = kTcp | kRtu,
      .onTrust = EOnTrust::Serial,
      .serial = {.stopBits = 2},
-     .map = {.voltage = F32(0x4a38), .current = F32(0x4a44), .power = F32(0x4a4c)}},
+     .map = kJanitza},
     {.name = "kostal_ksem",
      .title = "KOSTAL Smart Energy Meter, TQ EM4xx",
      .connectionKinds = kTcp | kRtu,
