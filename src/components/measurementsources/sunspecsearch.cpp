@@ -1,6 +1,5 @@
 #include "src/components/measurementsources/sunspecsearch.h"
 
-#include <algorithm>
 #include <array>
 #include <iterator>
 #include <utility>
