@@ -3,7 +3,6 @@
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
-#include <thread>
 
 #include <gmock/gmock.h>
 
@@ -13,19 +12,11 @@
 #include "simulation/homewizardserver.h"
 #include "simulation/memoryfiles.h"
 #include "src/components/measurementsources/homewizard.h"
+#include "support/eventually.h"
 
 namespace {
 
 using namespace std::chrono_literals;
-
-bool Eventually(const std::function<bool()>& condition) {
-  const auto end = std::chrono::steady_clock::now() + 30s;
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > end) return false;
-    std::this_thread::sleep_for(10ms);
-  }
-  return true;
-}
 
 void SignalAvahi(int number) {
   pid_t pid = 0;
