@@ -1,7 +1,6 @@
 #include "src/components/measurementsources/homewizard.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstddef>
 #include <cstdlib>
 #include <exception>
@@ -12,7 +11,9 @@
 #include <fmt/format.h>
 
 #include "platform/log/log.h"
+#include "platform/utility/hostport.h"
 #include "platform/utility/text.h"
+#include "src/components/measurementsources/dumpfile.h"
 #include "src/components/measurementsources/homewizardanswer.h"
 #include "src/components/measurementsources/homewizardreading.h"
 #include "src/components/sourceparameters.h"
@@ -26,7 +27,6 @@ constexpr auto kNotFoundYet = "it was not found on the network yet";
 constexpr Milliseconds kFirstSearchPause{5000};
 constexpr Milliseconds kLongestSearchPause{60000};
 constexpr int kMostWaiting = 64;
-constexpr std::size_t kLongestHost = 253;
 
 bool IsOfHost(char letter) {
   const char lower = Text::LowerCaseLetter(letter);
@@ -34,16 +34,10 @@ bool IsOfHost(char letter) {
          letter == '-' || letter == '_';
 }
 
-bool IsPort(std::string_view text) {
-  std::uint16_t port = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), port);
-  return error == std::errc() && end == text.data() + text.size() && port != 0;
-}
-
 bool IsAddress(std::string_view text) {
   const std::string_view host = text.substr(0, text.find(':'));
-  return !host.empty() && host.size() <= kLongestHost && std::ranges::all_of(host, IsOfHost) &&
-         (host.size() == text.size() || IsPort(text.substr(host.size() + 1)));
+  return !host.empty() && host.size() <= HostPort::kLongestHost && std::ranges::all_of(host, IsOfHost) &&
+         (host.size() == text.size() || HostPort::ToPort(text.substr(host.size() + 1)));
 }
 
 Milliseconds LongestStandstill(const SMeterReading& reading) {
@@ -281,10 +275,5 @@ void CHomeWizard::DumpLastReceivedData() {
           answer.body);
     }
   }
-  if (const SFileError error = mDependencies.files.Replace(mDependencies.dumpFile, text)) {
-    LOG_ERROR("Failed to open {} for writing.", mDependencies.dumpFile.string());
-    LOG_DEBUG("{}", error.reason);
-    return;
-  }
-  LOG_INFO("Dumping last received HomeWizard data in {}", mDependencies.dumpFile.string());
+  DumpFile::Write(mDependencies.files, mDependencies.dumpFile, text, "HomeWizard");
 }

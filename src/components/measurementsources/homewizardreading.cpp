@@ -94,19 +94,6 @@ std::optional<std::int32_t> MilliAmpere(const SPhase& phase) {
   return Rounded((feedsIn ? -most : most) * kMilliAmperePerAmpere);
 }
 
-/// Of each phase, where there is one; nothing when no phase has any.
-template <class TValueOf>
-std::optional<ThreePhaseValue> OfEachPhase(const Phases& phases, const TValueOf& valueOf) {
-  std::optional<ThreePhaseValue> values;
-  for (std::size_t index = 0; index < phases.size(); ++index) {
-    const std::optional<std::int32_t> value = valueOf(phases[index]);
-    if (!value) continue;
-    if (!values) values.emplace();
-    (*values)[index] = *value;
-  }
-  return values;
-}
-
 std::optional<double> TotalWatt(const Json::Value& data, const Phases& phases) {
   auto total = Field(data, "active_power_w", kWatt);
   if (total) return total;
@@ -120,9 +107,10 @@ SMeterReading ReadingOf(const Json::Value& data) {
   Phases phases = PhasesOf(data);
   TakeSinglePhase(data, phases);
   SMeterReading reading;
-  reading.current = OfEachPhase(phases, MilliAmpere);
-  reading.voltage = OfEachPhase(phases, [](const SPhase& phase) {
-    return phase.volt ? std::optional(Rounded(*phase.volt)) : std::nullopt;
+  reading.current = OfEachPhase([&phases](std::size_t phase) { return MilliAmpere(phases[phase]); });
+  reading.voltage = OfEachPhase([&phases](std::size_t phase) {
+    const auto volt = phases[phase].volt;
+    return volt ? std::optional(Rounded(*volt)) : std::nullopt;
   });
   if (const auto watt = TotalWatt(data, phases)) reading.activePower = {Rounded(*watt), 0, 0};
   if (reading == SMeterReading{}) throw CBadField("no \"active_\" field with a power, current or voltage");

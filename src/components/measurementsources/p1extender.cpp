@@ -8,6 +8,8 @@
 namespace {
 
 constexpr auto kClassName = "CP1Extender";
+/// Bytes: more than the longest telegram of most meters.
+constexpr std::size_t kMostUnframed = 4096;
 
 }  // namespace
 
@@ -65,10 +67,16 @@ void CP1Extender::DumpLastReceivedData() {
 
 void CP1Extender::Receive(std::vector<std::uint8_t>& data) {
   mFraming.Feed(data);
+  mUnframed += data.size();
   data.clear();
+  if (mUnframed <= kMostUnframed) return;
+  mUnframed = 0;
+  Worker().NonBlockingCall(
+      [this] { Reject("what arrives holds no telegrams, is its line at 115200 baud, 8N1?"); });
 }
 
 void CP1Extender::HandleTelegram(std::span<const std::uint8_t> telegram) {
+  mUnframed = 0;
   const SP1Output output = mParser->Parse(telegram.data(), telegram.size());
   if (output.success) mIsEndlessTold = false;
   Worker().NonBlockingCall([this, output] {

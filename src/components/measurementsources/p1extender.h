@@ -49,6 +49,7 @@ class CP1Extender final : public CMeterSource {
 
   // Used on the line's thread, or while the line is stopped.
   CP1Framing mFraming;
+  std::size_t mUnframed = 0;    // bytes since the newest telegram
   bool mIsEndlessTold = false;  // since the newest good telegram
 
   // Used on the worker, or while it stands still.

@@ -10,6 +10,8 @@
 #include "platform/worker/virtualscheduler.h"
 #include "simulation/memoryfiles.h"
 #include "simulation/simulatedrs485line.h"
+#include "src/communication/endpoint.h"
+#include "src/communication/nocommunicationlistener.h"
 #include "src/components/measurementsources/p1parser.h"
 #include "support/p1text.h"
 
@@ -101,6 +103,36 @@ TEST_F(P1ExtenderTest, MeasuresWhatGoodTelegramsCarryAndIsInErrorWithoutThem) {
   mMeter.SetFate(CHouseMeter::EFate::Good);
   mScheduler.RunFor(10min);
   EXPECT_FALSE(mExtender.HasMeasurement(EMeasureType::Current));
+}
+
+/// A line that brings what the test says.
+class CScriptedLine final : public CNoCommunicationListener {
+ public:
+  bool Start() override { return true; }
+  void SetDataReceivedHandler(DataReceivedHandler handler) override { mHandler = std::move(handler); }
+  void Bring(std::string_view bytes) {
+    mEndpoint->Append(Bytes(bytes));
+    mHandler(mEndpoint);
+  }
+
+ private:
+  const std::shared_ptr<CEndpoint> mEndpoint = std::make_shared<CEndpoint>();
+  DataReceivedHandler mHandler;
+};
+
+TEST_F(P1ExtenderTest, TellsALineThatBringsSomethingElseFromASilentOne) {
+  const auto line = std::make_shared<CScriptedLine>();
+  CP1Extender extender(mScheduler, line, std::make_unique<CP1Parser>(mFiles, "/p1.log", nullptr),
+                       "The P1 meter", {.silence = CP1Extender::kSilence});
+  extender.Init();
+  for (int second = 0; second < 32; ++second) {
+    line->Bring("/cut off\r\n" + std::string(400, '\xff'));
+    mScheduler.RunFor(1s);
+  }
+  EXPECT_THAT(
+      mLog.Texts(Log::ELogLevel::Error),
+      ElementsAre("The P1 meter cannot be read: what arrives holds no telegrams, is its line at 115200 "
+                  "baud, 8N1?"));
 }
 
 TEST_F(P1ExtenderTest, TriesALineThatItCannotHaveAgain) {
