@@ -32,8 +32,9 @@ class CParameterReader {
 
   bool Refuse(std::string_view member, std::string_view allowed) {
     if (mFault.empty()) {
-      mFault = fmt::format("parameter \"{}\" is {}, allowed is {}", member, JsonText::ToLog(Find(member)),
-                           allowed);
+      const Json::Value& value = Find(member);
+      mFault = fmt::format("parameter \"{}\" is {}, allowed is {}", member,
+                           value.isNull() ? "missing" : JsonText::ToLog(value), allowed);
     }
     return false;
   }
