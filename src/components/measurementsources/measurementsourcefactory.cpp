@@ -52,15 +52,15 @@ const SKnownParameters& KnownParameters(std::string_view type) {
 /// One that was misspelt is as if it were not there.
 void TellUnknownParameters(std::string_view type, const Json::Value& parameters) {
   if (!parameters.isObject()) return;
-  const auto& [knownType, isAnyCase, names] = KnownParameters(type);
+  const SKnownParameters& known = KnownParameters(type);
   for (const std::string& given : parameters.getMemberNames()) {
-    const bool isKnown = std::ranges::any_of(names, [&](const std::string& name) {
-      return isAnyCase ? Text::ToLowerCase(given) == Text::ToLowerCase(name) : given == name;
+    const bool isKnown = std::ranges::any_of(known.names, [&](const std::string& name) {
+      return known.isAnyCase ? Text::ToLowerCase(given) == Text::ToLowerCase(name) : given == name;
     });
     if (isKnown) continue;
     LOG_WARNING("Parameter \"{}\" of a measurement source of type {} is unknown and ignored, known are: {}",
                 Text::InOneLine(given), type,
-                names.empty() ? "none" : fmt::format("{}", fmt::join(names, ", ")));
+                known.names.empty() ? "none" : fmt::format("{}", fmt::join(known.names, ", ")));
   }
 }
 
