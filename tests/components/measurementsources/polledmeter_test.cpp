@@ -176,7 +176,9 @@ TEST_F(CPolledMeterTest, OffersNothingOldWhileItIsAskedNorAnythingAfterDeInit) {
   meter.Init();
   isAsked.get_future().wait();
   while (meter.HasMeasurement(EMeasureType::Current)) std::this_thread::yield();
+  // Who measures with it waits for nothing meanwhile.
   EXPECT_THAT(meter.GetMeasurements(EMeasureType::Current), ElementsAre(0, 0, 0));
+  EXPECT_THAT(meter.GetMeasurementAverage(EMeasureType::Current, kSamplingPeriod), ElementsAre(0, 0, 0));
   std::thread answering([&] { mayAnswer.set_value(); });
   meter.DeInit();
   answering.join();
