@@ -3,9 +3,10 @@
 # far it is. Ten thousand take about two minutes. Status 0 when all held, 1 when something did not, with the command
 # that plays that evening again; 2 for wrong usage.
 #
-# usage: evenings.sh [--count N] [--seed N]
-#   --count N   how many (10000)
-#   --seed N    the number of the first (1)
+# usage: evenings.sh [--count N] [--seed N] [--meter TYPE]
+#   --count N     how many (10000)
+#   --seed N      the number of the first (1)
+#   --meter TYPE  what measures the house: ct (else), p1extender, homewizard, modbustcp, modbusrtu
 set -euo pipefail
 cd "$(dirname "$0")/.."
 

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/utility/mutex.h"
@@ -15,8 +16,8 @@
 /// reading is what is sampled, and the quantities that it carries are the ones that are offered.
 ///
 /// A reading is used for three of the intervals in which the meter tells something, for `kLeastFresh` at
-/// least, so that a load that has come meanwhile is not overlooked for long. Then nothing is offered until
-/// there is a newer one, which the log tells once, whatever the worker is busy with.
+/// least, so that a load that has come meanwhile is not overlooked for long. After that nothing is offered,
+/// even while the worker is busy asking the meter, until there is a newer one. The log tells both once.
 ///
 /// A meter is in error when it could not be read for longer than its silence, and nothing is offered until it
 /// can be read again. To go into error and out of it is told once, to the log and to the error handlers.
