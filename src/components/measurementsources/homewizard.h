@@ -34,8 +34,9 @@ class CHomeWizard final : public CPolledMeter {
   static constexpr auto kServiceType = "_hwenergy._tcp";
   /// Without a serial number a meter is taken when no other has appeared for so long.
   static constexpr Milliseconds kSettling{2000};
-  /// When nothing changes for that long the cable to the smart meter is out. Voltages flicker, so the least is
-  /// enough; without them something new is told at each Wh: then it is the time for two of these, within both.
+  /// When nothing changes for that long the cable to the smart meter is out. Voltages flicker, so the least
+  /// is enough; without them something new is told at each Wh: then it is the time for two of these, within
+  /// both.
   static constexpr Milliseconds kLeastStandstill{60000};
   static constexpr Milliseconds kLongestStandstill{900000};
 
