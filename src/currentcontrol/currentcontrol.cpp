@@ -161,17 +161,13 @@ void CCurrentcontrol::ConnectISafetymcucomm() {
 }
 
 CMeasurementSourceFactory::SDependencies CCurrentcontrol::SourceDependencies() {
-  auto newestMeterData = [meter = mMeter] {
-    const auto newest = meter->Newest();
-    return newest ? newest->values : ipc::MMeterData();
-  };
   CMeasurementSourceFactory::SDependencies dependencies{
       .scheduler = mEnvironment.scheduler,
       .files = mEnvironment.files,
       .root = mRoot,
       .config = mConfig,
       .access = mEnvironment.meters,
-      .meterData = std::move(newestMeterData),
+      .stationMeter = mMeter->Reader(),
       .implausibleCt = {},
       .p1Version = Signal(DiagnosticsSignals::kP1Version),
       .storeHomeWizard = [config = mConfig](const std::string& formerAddress, const Json::Value& found) {

@@ -43,4 +43,24 @@ inline constexpr std::array<CSignalDefinition, 3> kImplausibleCt{
 // P1 extender: 30300 to 30399
 inline constexpr CSignalDefinition kP1Version{30300, "CurrentControl P1 extender P1 version", EKind::Text};
 
+// Overcurrent protection: 30400 to 30499
+inline constexpr CSignalDefinition kOvercurrentHardwareLimit{
+    30400, "CurrentControl vehicle exceeds hardware limit", EKind::Boolean};
+inline constexpr CSignalDefinition kOvercurrentInstallationLimit{
+    30401, "CurrentControl vehicle exceeds installation limit", EKind::Boolean};
+inline constexpr CSignalDefinition kOvercurrentCableRating{
+    30402, "CurrentControl vehicle exceeds cable rating", EKind::Boolean};
+
+// Phase imbalance: 30500 to 30599
+inline constexpr CSignalDefinition kPhaseImbalance{30500, "CurrentControl phase imbalance limit exceeded",
+                                                   EKind::Boolean};
+
+// Solar charging: 30600 to 30699
+inline constexpr CSignalDefinition kSolarHouseholdPower{
+    30600, "CurrentControl solar charging household power", EKind::Floats};  ///< W
+inline constexpr CSignalDefinition kSolarSourceUnusable{
+    30601, "CurrentControl solar charging measurement source unusable", EKind::Boolean};
+inline constexpr CSignalDefinition kSolarNotSupported{30602, "CurrentControl solar charging not supported",
+                                                      EKind::Boolean};
+
 }  // namespace DiagnosticsSignals

@@ -141,7 +141,7 @@ TEST_F(CClientsTest, MeterIsEnabledWheneverItComesAndItsNewestValuesAreKeptWithT
   peer->mNotifier.Notify(values);
   mScheduler.RunFor(std::chrono::seconds(3));
   ASSERT_TRUE(meter.Newest());
-  EXPECT_EQ(meter.Newest()->values.current2(), -7000);
+  EXPECT_EQ(meter.Newest()->values.milliAmpere[1], -7000);
   EXPECT_EQ(meter.Newest()->age, std::chrono::seconds(3));
 
   Fail(EFault::Absent, "meter");

@@ -49,7 +49,7 @@ CMeasurementSourceFactory::SDependencies CMeterTrial::Dependencies() {
       .root = mSession.Root(),
       .config = mConfig,
       .access = mSession.Meters(),
-      .meterData = [] { return ipc::MMeterData(); },
+      .stationMeter = [] { return std::nullopt; },
       .implausibleCt = {},
       .p1Version = signal(DiagnosticsSignals::kP1Version),
       .storeHomeWizard = [this](const std::string&, const Json::Value& found) { Know(found); }};

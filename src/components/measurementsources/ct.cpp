@@ -30,7 +30,7 @@ constexpr float kFullScaleRegister = 4191910.0F;
 }  // namespace
 
 CCt::CCt(IScheduler& scheduler, std::unique_ptr<ICtMeter> chip, std::shared_ptr<CCurrentControlConfig> config,
-         Json::Value parameters, const SPeriods& periods, CCtPlausibility::MeterDataProvider meterData,
+         Json::Value parameters, const SPeriods& periods, StationMeter meter,
          CCtPlausibility::Signals signals)
     : CMeasurementSource(scheduler, kClassName, periods.sampling, periods.storage),
       mConfig(std::move(config)),
@@ -38,7 +38,7 @@ CCt::CCt(IScheduler& scheduler, std::unique_ptr<ICtMeter> chip, std::shared_ptr<
       mPeriods(periods),
       mChip(std::move(chip)),
       mSettling(scheduler, periods.settling),
-      mPlausibility(scheduler, mConfig, std::move(meterData), std::move(signals)) {}
+      mPlausibility(scheduler, mConfig, std::move(meter), std::move(signals)) {}
 
 CCt::~CCt() {
   LOG_ENTRY(kClassName);

@@ -35,8 +35,7 @@ class CCt final : public CMeasurementSource {
 
   /// "type" of the parameters names the transformers. The meter data are asked for on the worker.
   CCt(IScheduler& scheduler, std::unique_ptr<ICtMeter> chip, std::shared_ptr<CCurrentControlConfig> config,
-      Json::Value parameters, const SPeriods& periods, CCtPlausibility::MeterDataProvider meterData,
-      CCtPlausibility::Signals signals);
+      Json::Value parameters, const SPeriods& periods, StationMeter meter, CCtPlausibility::Signals signals);
   ~CCt() override;
 
   /// Runs on the worker and waits for it, so the caller must hold nothing that an error handler takes.

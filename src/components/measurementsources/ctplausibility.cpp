@@ -15,16 +15,15 @@ constexpr std::int32_t kJudgedAbove = 1000;
 }  // namespace
 
 CCtPlausibility::CCtPlausibility(const IClock& clock, std::shared_ptr<CCurrentControlConfig> config,
-                                 MeterDataProvider meterData, Signals signals)
+                                 StationMeter meter, Signals signals)
     : mClock(clock),
       mConfig(std::move(config)),
-      mMeterData(std::move(meterData)),
+      mMeter(std::move(meter)),
       mSignals(std::move(signals)),
       mLastReport(clock.Now()) {}
 
 bool CCtPlausibility::Verify(const ThreePhaseValue& averages) {
-  const ipc::MMeterData data = mMeterData();
-  const ThreePhaseValue meter{data.current1(), data.current2(), data.current3()};
+  const ThreePhaseValue meter = mMeter().value_or(SStationMeterData()).milliAmpere;
   const std::int64_t threshold = mConfig->GetBopCtDetectionTreshold();
   const std::chrono::seconds interval(mConfig->GetBopCtDetectionReportInterval());
   const bool mayReport = mClock.Now() - mLastReport > interval;

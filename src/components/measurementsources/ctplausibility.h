@@ -2,13 +2,11 @@
 
 #include <array>
 #include <cstddef>
-#include <functional>
 #include <memory>
-
-#include "ipc/meter.pb.h"
 
 #include "platform/worker/scheduler.h"
 #include "src/components/measurementsources/measurement.h"
+#include "src/rpc/clients/stationmeter.h"
 
 class CCurrentControlConfig;
 class CDiagnosticsSignal;
@@ -18,15 +16,14 @@ class CDiagnosticsSignal;
 /// thread at a time.
 class CCtPlausibility {
  public:
-  /// The newest data of the station's own meter; empty when it is silent, which judges no phase.
-  using MeterDataProvider = std::function<ipc::MMeterData()>;
   /// One per phase, true while it is reported.
   using Signals = std::array<std::shared_ptr<CDiagnosticsSignal>, 3>;
 
-  CCtPlausibility(const IClock& clock, std::shared_ptr<CCurrentControlConfig> config,
-                  MeterDataProvider meterData, Signals signals);
+  CCtPlausibility(const IClock& clock, std::shared_ptr<CCurrentControlConfig> config, StationMeter meter,
+                  Signals signals);
 
-  /// Whether any phase is implausible, reported or not. Without a provider it throws std::bad_function_call.
+  /// Whether any phase is implausible, reported or not. While the station's meter is silent no phase is
+  /// judged; without a way to it this throws std::bad_function_call.
   bool Verify(const ThreePhaseValue& averages);
   /// Reports all phases as plausible, at once.
   void Clear();
@@ -36,7 +33,7 @@ class CCtPlausibility {
 
   const IClock& mClock;
   const std::shared_ptr<CCurrentControlConfig> mConfig;
-  const MeterDataProvider mMeterData;
+  const StationMeter mMeter;
   const Signals mSignals;
   std::array<bool, 3> mIsReported{};
   TimePoint mLastReport;

@@ -142,7 +142,7 @@ std::shared_ptr<IMeasurementSource> CMeasurementSourceFactory::Make(const std::s
 std::shared_ptr<IMeasurementSource> CMeasurementSourceFactory::MakeCt(const Json::Value& parameters) const {
   return std::make_shared<CCt>(mDependencies.scheduler,
                                std::make_unique<CDeferredCtMeter>(mDependencies.access.createCtMeter),
-                               mDependencies.config, parameters, CCt::SPeriods{}, mDependencies.meterData,
+                               mDependencies.config, parameters, CCt::SPeriods{}, mDependencies.stationMeter,
                                mDependencies.implausibleCt);
 }
 

@@ -31,7 +31,7 @@ class CMeasurementSourceFactory {
     std::filesystem::path root;  ///< of the station's devices and dumps
     std::shared_ptr<CCurrentControlConfig> config;
     SMeterAccess access;
-    CCtPlausibility::MeterDataProvider meterData;  ///< of the station's own meter
+    StationMeter stationMeter;
     CCtPlausibility::Signals implausibleCt;
     std::shared_ptr<CDiagnosticsSignal> p1Version;
     CHomeWizard::StoreHandler storeHomeWizard;

@@ -4,6 +4,15 @@
 
 #include "platform/log/log.h"
 
+namespace {
+
+SStationMeterData ToData(const ipc::MMeterData& values) {
+  return {.milliAmpere = {values.current1(), values.current2(), values.current3()},
+          .milliVolt = {values.voltage1(), values.voltage2(), values.voltage3()}};
+}
+
+}  // namespace
+
 CMeterService::CMeterService(IScheduler& scheduler, const std::shared_ptr<Rpc::CClient>& client)
     : mClock(scheduler), mPeer(client), mWorker(scheduler, "Meter") {}
 
@@ -21,7 +30,7 @@ void CMeterService::Enable() {
       {},
       [this](const ipc::MMeterData& values) {
         CMutexLock lock(mMutex);
-        mNewest = SReceived{values, mClock.Now()};
+        mNewest = SReceived{ToData(values), mClock.Now()};
       },
       [this, enablePeer](bool established) {
         if (established) mWorker.NonBlockingCall(enablePeer);
@@ -38,4 +47,11 @@ std::optional<CMeterService::SSample> CMeterService::Newest() const {
   if (!mNewest) return std::nullopt;
   const auto age = std::chrono::duration_cast<Milliseconds>(mClock.Now() - mNewest->at);
   return age <= kLongestAge ? std::optional(SSample{mNewest->values, age}) : std::nullopt;
+}
+
+StationMeter CMeterService::Reader() const {
+  return [this]() -> std::optional<SStationMeterData> {
+    const auto newest = Newest();
+    return newest ? std::optional(newest->values) : std::nullopt;
+  };
 }

@@ -7,6 +7,7 @@
 
 #include "platform/utility/mutex.h"
 #include "platform/worker/worker.h"
+#include "src/rpc/clients/stationmeter.h"
 
 /// The station's own meter, which measures what the vehicle draws. `Newest` from any thread, `Enable` and
 /// `Disable` one at a time.
@@ -16,7 +17,7 @@ class CMeterService {
   static constexpr Milliseconds kLongestAge{10000};
 
   struct SSample {
-    ipc::MMeterData values;
+    SStationMeterData values;
     Milliseconds age;
   };
 
@@ -29,10 +30,12 @@ class CMeterService {
 
   /// The newest values; none before the first and when the meter has fallen silent.
   std::optional<SSample> Newest() const;
+  /// The same for those who do not care for the age. Must not outlive this object.
+  StationMeter Reader() const;
 
  private:
   struct SReceived {
-    ipc::MMeterData values;
+    SStationMeterData values;
     TimePoint at;
   };
 

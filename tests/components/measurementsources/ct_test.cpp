@@ -66,7 +66,7 @@ class CCtTest : public ::testing::Test {
                                                       {"BopCalIRmsOffsetB", 22},
                                                       {"BopCalIRmsOffsetC", 23}});
   SChipScript mChip;
-  ipc::MMeterData mMeterData;
+  SStationMeterData mMeterData;
   std::vector<bool> mErrors;
   std::unique_ptr<CCt> mCt;
 };
@@ -229,7 +229,7 @@ TEST_F(CCtTest, KeepsTheLastCurrentsWhileItCannotRead) {
 TEST_F(CCtTest, JudgesNoChipThatHasNotSettled) {
   mHwinfo->Set("HwHasMeter", true);
   mSettings->Set("BopCtDetectionReportInterval", 0);
-  mMeterData.set_current1(8600);
+  mMeterData.milliAmpere[0] = 8600;
   mChip.Set(300000, 0, 0);
   mChip.canBeInitialized = false;
   Make();
@@ -250,14 +250,14 @@ TEST_F(CCtTest, ReportsCurrentsThatTheMeterContradicts) {
   mHwinfo->Set("HwHasMeter", true);
   mSettings->Set("BopCtDetectionReportInterval", 25);
   mChip.Set(kAtThreshold, kBelowThreshold, 0);
-  mMeterData.set_current1(16000);
-  mMeterData.set_current2(1000);
-  mMeterData.set_current3(900);
+  mMeterData.milliAmpere[0] = 16000;
+  mMeterData.milliAmpere[1] = 1000;
+  mMeterData.milliAmpere[2] = 900;
   Make();
   ASSERT_TRUE(mCt->Init());
   Run(24000);
   EXPECT_THAT(mErrors, IsEmpty());
-  mMeterData.set_current2(1001);
+  mMeterData.milliAmpere[1] = 1001;
   Run(1000);  // at exactly the interval: in error at once, and not reported
   EXPECT_THAT(TakeErrors(), ElementsAre(true));
   EXPECT_THAT(mLog.Lines(), IsEmpty());
@@ -267,8 +267,8 @@ TEST_F(CCtTest, ReportsCurrentsThatTheMeterContradicts) {
 
   // Another phase 10 s later waits for the interval after that report; two may be reported together.
   Run(9000);
-  mMeterData.set_current3(16000);
-  mMeterData.set_current1(900);
+  mMeterData.milliAmpere[2] = 16000;
+  mMeterData.milliAmpere[0] = 900;
   Run(1000);
   mSettings->Set("BopCtDetectionTreshold", 99);
   Run(15000);
@@ -279,13 +279,13 @@ TEST_F(CCtTest, ReportsCurrentsThatTheMeterContradicts) {
   EXPECT_EQ(mLog.Count("Warning for implausible CT at phase 2 cleared"), 1);
 
   // A silent meter judges no phase: what was reported stays.
-  mMeterData.Clear();
+  mMeterData = {};
   Run(60000);
   EXPECT_THAT(TakeErrors(), ElementsAre(false));
   EXPECT_THAT(mDiagnostics.Take(), IsEmpty());
 
   // Switched off, while the chip is away too, nothing stays behind.
-  mMeterData.set_current3(16000);
+  mMeterData.milliAmpere[2] = 16000;
   for (const bool isAway : {false, true}) {
     mSettings->Set("BopCtDetectionEnable", true);
     Run(65000);

@@ -42,7 +42,7 @@ class CMeasurementSourceFactoryTest : public ::testing::Test {
                         if (!mFault.empty()) throw Hal::MeterException(mFault);
                         return std::make_unique<CScriptedChip>(mChip);
                       }},
-       .meterData = {},
+       .stationMeter = {},
        .implausibleCt = {},
        .p1Version = {},
        .storeHomeWizard = {}}};

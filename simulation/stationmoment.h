@@ -1,0 +1,31 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "ipc/adac.pb.h"
+#include "ipc/currentcontrol.pb.h"
+
+#include "platform/worker/scheduler.h"
+#include "simulation/vehicle.h"
+
+/// What there is to see of a station, its vehicle and its house at a moment. Arrays are for L1 to L3.
+struct SStationMoment {
+  Milliseconds at{};  ///< since the start
+
+  CVehicle::Currents load{};            ///< mA that the household takes
+  CVehicle::Currents generation{};      ///< mA that the roof gives
+  CVehicle::Currents vehicle{};         ///< mA that the vehicle draws
+  std::array<std::int32_t, 3> house{};  ///< mA at the house connection, negative while it feeds in
+  std::uint32_t fuseMilliAmpere = 0;    ///< rating of the main fuse
+  double fuseHeat = 0;                  ///< as a part of what trips it
+  bool hasFuseTripped = false;
+  std::int32_t surplusWatt = 0;  ///< what the roof gives and the household does not take
+
+  std::uint32_t setpointMilliAmpere = 0;  ///< as charge control took it
+  std::uint32_t setpointPhases = 0;
+  ipc::ECurrentControlSource source{};       ///< that decides the current
+  ipc::ECurrentControlSource phaseSource{};  ///< and the phases
+  CVehicle::EState vehicleState{};
+  ipc::EPpState cable{};
+};
