@@ -1,0 +1,26 @@
+#pragma once
+
+#include <optional>
+
+#include "ipc/currentcontrol.service.h"
+
+#include "simulation/stationmoment.h"
+#include "simulation/virtualstation.h"
+
+/// Looks at a station that runs in virtual time. It asks the service itself who decides, whenever there is a
+/// new setpoint. One thread.
+class CStationObserver {
+ public:
+  explicit CStationObserver(CVirtualStation& station);
+
+  SStationMoment Look();
+
+ private:
+  void AskWhoDecides();
+
+  CVirtualStation& mStation;
+  ipc::CCurrentControlClient mCurrentControl;
+  std::optional<TimePoint> mExplained;  ///< the setpoint whose sources are known, by its arrival
+  ipc::ECurrentControlSource mSource{};
+  ipc::ECurrentControlSource mPhaseSource{};
+};
