@@ -13,6 +13,7 @@ class CChargePoint {
   struct SView {
     CVehicle::EState state;
     CVehicle::Currents draw;  ///< mA on L1 to L3
+    bool stopped;             ///< the relay is open until the plug is pulled
   };
 
   explicit CChargePoint(const IClock& clock) : mClock(clock), mUpTo(clock.Now()) {}
@@ -20,7 +21,7 @@ class CChargePoint {
   SView View() {
     const CMutexLock lock(mMutex);
     CatchUp();
-    return {mVehicle.State(), mVehicle.Draw()};
+    return {mVehicle.State(), mVehicle.Draw(), mVehicle.IsStopped()};
   }
 
   void Offer(std::uint32_t milliAmpere, std::uint32_t phases) {

@@ -30,8 +30,9 @@ double InThousands(std::uint64_t thousandths) {
 std::string DataPage(const CHouseMeter::SView& view) {
   std::string page = R"({"wifi_ssid":"Example","wifi_strength":84,"smr_version":50,"active_tariff":1)";
   const auto out = std::back_inserter(page);
-  fmt::format_to(out, R"(,"total_power_import_kwh":{:.3f},"total_power_export_kwh":0,"active_power_w":{})",
-                 InThousands(view.importedWattHours), view.TotalWatt());
+  fmt::format_to(out,
+                 R"(,"total_power_import_kwh":{:.3f},"total_power_export_kwh":{:.3f},"active_power_w":{})",
+                 InThousands(view.importedWattHours), InThousands(view.exportedWattHours), view.TotalWatt());
   for (std::size_t index = 0; index < view.watt.size(); ++index) {
     const std::size_t phase = index + 1;
     fmt::format_to(out,

@@ -9,13 +9,19 @@ CHouse::SView CHouse::View() {
   const CMutexLock lock(mMutex);
   CatchUp();
   const SFlow flow = Flow();
-  return {flow.load, flow.vehicle, flow.total, mFuse};
+  return {flow.load, flow.vehicle, flow.generation, flow.net, flow.total, mFuse};
 }
 
 CHouse::Currents CHouse::AtTheConnection() {
   const CMutexLock lock(mMutex);
   CatchUp();
   return Flow().total;
+}
+
+CHouse::NetCurrents CHouse::NetAtTheConnection() {
+  const CMutexLock lock(mMutex);
+  CatchUp();
+  return Flow().net;
 }
 
 void CHouse::Look() {
@@ -37,6 +43,13 @@ void CHouse::SetLoad(std::uint32_t phase, std::uint32_t milliAmpere) {
   CatchUp();
 }
 
+void CHouse::SetGeneration(const Currents& milliAmpere) {
+  const CMutexLock lock(mMutex);
+  CatchUp();
+  mGeneration = milliAmpere;
+  CatchUp();
+}
+
 void CHouse::FitFuse(std::uint32_t ratingMilliAmpere) {
   const CMutexLock lock(mMutex);
   CatchUp();
@@ -50,7 +63,12 @@ CHouse::SFlow CHouse::Flow() {
   if (mFuse.HasTripped()) return flow;
   flow.load = mLoad;
   flow.vehicle = mChargePoint.View().draw;
-  for (std::size_t i = 0; i < flow.total.size(); ++i) flow.total[i] = flow.load[i] + flow.vehicle[i];
+  flow.generation = mGeneration;
+  for (std::size_t i = 0; i < flow.total.size(); ++i) {
+    const std::uint32_t used = flow.load[i] + flow.vehicle[i];
+    flow.net[i] = static_cast<std::int32_t>(used) - static_cast<std::int32_t>(flow.generation[i]);
+    flow.total[i] = used > flow.generation[i] ? used - flow.generation[i] : flow.generation[i] - used;
+  }
   return flow;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 
 #include "platform/utility/mutex.h"
@@ -7,19 +8,23 @@
 #include "simulation/chargepoint.h"
 #include "simulation/mainfuse.h"
 
-/// The house that the station belongs to: what else is switched on in it, and the main fuse through which all
-/// of it flows. Brought up to the present before it is looked at or changed; look at it at least every
-/// `kPeriod`, so that the fuse sees how the vehicle's current goes. Any thread.
+/// The house that the station belongs to: what else is switched on in it, what its roof gives, and the main
+/// fuse through which the difference flows, to the house or from it. Brought up to the present before it is
+/// looked at or changed; look at it at least every `kPeriod`, so that the fuse sees how the vehicle's current
+/// goes. Any thread.
 class CHouse {
  public:
   using Currents = CVehicle::Currents;
+  using NetCurrents = std::array<std::int32_t, CVehicle::kPhases>;
   static constexpr std::uint32_t kUsualFuseMilliAmpere = 25000;
   static constexpr Milliseconds kPeriod{250};
 
   struct SView {
-    Currents load;     ///< mA on L1 to L3 that the household takes
-    Currents vehicle;  ///< and the vehicle
-    Currents total;    ///< at the house connection, where fuse and transformers are
+    Currents load;        ///< mA on L1 to L3 that the household takes
+    Currents vehicle;     ///< and the vehicle
+    Currents generation;  ///< and that the roof gives
+    NetCurrents net;      ///< at the house connection; negative: fed into the grid
+    Currents total;       ///< the same without its direction, which neither fuse nor transformers know
     CMainFuse fuse;
   };
 
@@ -29,6 +34,8 @@ class CHouse {
   SView View();
   /// What the current transformers see, in mA.
   Currents AtTheConnection();
+  /// The same with its direction, as a meter there sees it.
+  NetCurrents NetAtTheConnection();
   /// Only brings it up to the present.
   void Look();
 
@@ -36,6 +43,8 @@ class CHouse {
   void SetLoads(const Currents& milliAmpere);
   /// `phase` from 1 to 3.
   void SetLoad(std::uint32_t phase, std::uint32_t milliAmpere);
+  /// From now on the roof gives this, in mA on L1 to L3; without the grid its inverter gives nothing.
+  void SetGeneration(const Currents& milliAmpere);
   /// Puts a new, cold fuse in the old one's place. The supply is back if that had tripped.
   void FitFuse(std::uint32_t ratingMilliAmpere);
 
@@ -43,6 +52,8 @@ class CHouse {
   struct SFlow {
     Currents load;
     Currents vehicle;
+    Currents generation;
+    NetCurrents net;
     Currents total;
   };
 
@@ -55,6 +66,7 @@ class CHouse {
   const TimePoint mBegin;
   CMutex mMutex;
   Currents mLoad GUARDED_BY(mMutex){};
+  Currents mGeneration GUARDED_BY(mMutex){};
   CMainFuse mFuse GUARDED_BY(mMutex);
   TimePoint mUpTo GUARDED_BY(mMutex);
 };

@@ -20,19 +20,21 @@ class CHouseMeter {
   };
 
   struct SView {
-    std::array<std::uint32_t, 3> milliAmpere;
+    std::array<std::uint32_t, 3> milliAmpere;  ///< without direction
     std::array<std::uint32_t, 3> milliVolt;
-    std::array<std::uint32_t, 3> watt;  ///< drawn; this house feeds nothing in
-    std::uint64_t importedWattHours;
+    std::array<std::int32_t, 3> watt;  ///< drawn; negative: fed in
+    std::uint64_t importedWattHours;   ///< of the phases taken together, which is how a meter counts
+    std::uint64_t exportedWattHours = 0;
     /// Of the view, since the meter began.
     Milliseconds time;
 
-    std::uint32_t TotalWatt() const { return watt[0] + watt[1] + watt[2]; }
+    std::int32_t TotalWatt() const { return watt[0] + watt[1] + watt[2]; }
   };
 
   CHouseMeter(const IClock& clock, CHouse& house);
 
-  /// The voltages sag with the load, and flicker a little once per second as real ones do.
+  /// The voltages sag with the load, rise with what is fed in, and flicker a little once per second as real
+  /// ones do.
   SView View() EXCLUDES(mMutex);
 
   void SetFate(EFate fate) { mFate = fate; }
@@ -45,5 +47,6 @@ class CHouseMeter {
   std::atomic<EFate> mFate{EFate::Good};
   CMutex mMutex;
   TimePoint mUpTo GUARDED_BY(mMutex);
-  std::uint64_t mWattMilliseconds GUARDED_BY(mMutex) = 0;
+  std::uint64_t mImported GUARDED_BY(mMutex) = 0;  ///< W ms
+  std::uint64_t mExported GUARDED_BY(mMutex) = 0;
 };

@@ -27,21 +27,34 @@ std::string TimeStamp(Milliseconds sinceBegin) {
                      seconds / 60 % 60, seconds % 60);
 }
 
+/// What a meter shows of a power: drawn and fed in, of which one is nothing.
+struct SDirections {
+  std::string drawn;
+  std::string fedIn;
+};
+SDirections Kilowatts(std::int32_t watt) {
+  return {Fixed(watt > 0 ? static_cast<std::uint64_t>(watt) : 0, 5, 3),
+          Fixed(watt < 0 ? static_cast<std::uint64_t>(-std::int64_t{watt}) : 0, 5, 3)};
+}
+
+/// The meter balances over the phases: in total it draws or feeds in.
 std::string Body(const CHouseMeter::SView& view) {
+  const SDirections total = Kilowatts(view.TotalWatt());
   std::string text = fmt::format(
       "/SIM5\\HOUSE-METER\r\n\r\n1-3:0.2.8(50)\r\n0-0:1.0.0({})\r\n"
       "0-0:96.1.1(53494D3030303030303030303030303031)\r\n"
       "1-0:1.8.1({}*kWh)\r\n1-0:1.8.2(000000.000*kWh)\r\n"
-      "1-0:2.8.1(000000.000*kWh)\r\n1-0:2.8.2(000000.000*kWh)\r\n0-0:96.14.0(0001)\r\n"
-      "1-0:1.7.0({}*kW)\r\n1-0:2.7.0(00.000*kW)\r\n0-0:96.7.21(00000)\r\n0-0:96.7.9(00000)\r\n"
+      "1-0:2.8.1({}*kWh)\r\n1-0:2.8.2(000000.000*kWh)\r\n0-0:96.14.0(0001)\r\n"
+      "1-0:1.7.0({}*kW)\r\n1-0:2.7.0({}*kW)\r\n0-0:96.7.21(00000)\r\n0-0:96.7.9(00000)\r\n"
       "1-0:99.97.0(0)(0-0:96.7.19)\r\n0-0:96.13.0()\r\n",
-      TimeStamp(view.time), Fixed(view.importedWattHours, 9, 3), Fixed(view.TotalWatt(), 5, 3));
+      TimeStamp(view.time), Fixed(view.importedWattHours, 9, 3), Fixed(view.exportedWattHours, 9, 3),
+      total.drawn, total.fedIn);
   for (std::size_t phase = 0; phase < view.watt.size(); ++phase) {
     const std::size_t group = 20 * (phase + 1);
-    text += fmt::format(
-        "1-0:{}.7.0({}*V)\r\n1-0:{}.7.0({}*A)\r\n1-0:{}.7.0({}*kW)\r\n1-0:{}.7.0(00.000*kW)\r\n", group + 12,
-        Fixed(view.milliVolt[phase], 4, 1), group + 11, Fixed(view.milliAmpere[phase], 3, 0), group + 1,
-        Fixed(view.watt[phase], 5, 3), group + 2);
+    const SDirections power = Kilowatts(view.watt[phase]);
+    text += fmt::format("1-0:{}.7.0({}*V)\r\n1-0:{}.7.0({}*A)\r\n1-0:{}.7.0({}*kW)\r\n1-0:{}.7.0({}*kW)\r\n",
+                        group + 12, Fixed(view.milliVolt[phase], 4, 1), group + 11,
+                        Fixed(view.milliAmpere[phase], 3, 0), group + 1, power.drawn, group + 2, power.fedIn);
   }
   return text + "!";
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <atomic>
+
 #include "ipc/adac.service.h"
 
 /// Analogue data acquisition as the station's other services see it. Any thread.
@@ -17,7 +19,11 @@ class CSimulatedAdac final : public ipc::IAdac {
     mTemperature.Notify(temperature);
   }
 
+  /// The newest that was told.
+  ipc::EPpState PpState() const { return mPpStateTold; }
+
   void SetPpState(ipc::EPpState state) {
+    mPpStateTold = state;
     ipc::MPpState notification;
     notification.set_state(state);
     mPpState.Notify(notification);
@@ -27,6 +33,7 @@ class CSimulatedAdac final : public ipc::IAdac {
   Rpc::CNotifier<ipc::MPpState>& PpStateNotifications() override { return mPpState; }
 
  private:
+  std::atomic<ipc::EPpState> mPpStateTold{ipc::EPp32A};
   Rpc::CNotifier<ipc::MTemperature> mTemperature;
   Rpc::CNotifier<ipc::MPpState> mPpState;
 };

@@ -64,6 +64,6 @@ ipc::MResult CSimulatedBasicCharge::SetChargeCurrent(const ipc::MChargeCurrent& 
 }
 
 ipc::MResult CSimulatedBasicCharge::StopCharging(const ipc::MEmpty&) {
-  mChargePoint.Offer(0, kAllPhases);
+  mChargePoint.Change([](CVehicle& vehicle) { vehicle.Stop(); });
   return Answer(true);
 }

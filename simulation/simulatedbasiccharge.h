@@ -38,6 +38,7 @@ class CSimulatedBasicCharge final : public ipc::IBasicCharge2 {
   void TellChargingState(CVehicle::EState state);
 
   ipc::MResult SetChargeCurrent(const ipc::MChargeCurrent& request) override;
+  /// Opens the relay: no current until the plug is pulled.
   ipc::MResult StopCharging(const ipc::MEmpty& request) override;
   Rpc::CNotifier<ipc::MChargingState>& ChargingStateNotifications() override { return mChargingState; }
 

@@ -26,6 +26,17 @@ void CStation::Stop() {
   mWorker.Stop();
 }
 
+void CStation::PlugCable(ipc::EPpState rating) {
+  // The pilot knows the cable before the vehicle can ask for current.
+  mAdac->SetPpState(rating);
+  mChargePoint.Change([](CVehicle& vehicle) { vehicle.Connect(); });
+}
+
+void CStation::PullCable() {
+  mChargePoint.Change([](CVehicle& vehicle) { vehicle.Disconnect(); });
+  mAdac->SetPpState(ipc::EPpDisconnect);
+}
+
 void CStation::Look() {
   const CChargePoint::SView view = mChargePoint.View();
   mBasicCharge->TellChargingState(view.state);

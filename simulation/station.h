@@ -30,6 +30,12 @@ class CStation {
   void Start();
   void Stop();
 
+  /// Lets a vehicle be plugged in with a loose cable of this rating, and unplugged with it. At a station with
+  /// a fixed cable vehicles come and go at the charge point alone. From the start on a cable of 32 A is
+  /// there.
+  void PlugCable(ipc::EPpState rating);
+  void PullCable();
+
   CChargePoint& ChargePoint() { return mChargePoint; }
   CHouse& House() { return mHouse; }
   CMeteringChip& Chip() { return mChip; }
@@ -39,6 +45,8 @@ class CStation {
   CSimulatedNetM& NetM() { return *mNetM; }
   CSimulatedSafetyMcuComm& SafetyMcuComm() { return *mSafetyMcuComm; }
   CSimulatedBasicCharge& BasicCharge() { return *mBasicCharge; }
+  /// The station's own.
+  CSimulatedMeter& StationMeter() { return *mMeter; }
   CSimulatedDiagnostics& Diagnostics() { return *mDiagnostics; }
 
  private:

@@ -15,6 +15,7 @@ void CVehicle::Connect() {
 void CVehicle::Disconnect() {
   mConnected = false;
   mFull = false;
+  mStopped = false;
   mFollowed = {};
   mPending.clear();
   DropCurrent();
@@ -27,6 +28,12 @@ void CVehicle::SetFull(bool full) {
 void CVehicle::SetSupplied(bool supplied) {
   mSupplied = supplied;
   if (!supplied) DropCurrent();
+}
+
+void CVehicle::Stop() {
+  if (!mConnected) return;
+  mStopped = true;
+  DropCurrent();
 }
 
 void CVehicle::DropCurrent() {
@@ -77,8 +84,14 @@ void CVehicle::AskForCurrent() {
 }
 
 std::uint32_t CVehicle::Target() const {
-  const std::uint32_t allowed = std::min(mFollowed.milliAmpere, mProperties.maxMilliAmpere);
-  return mConnected && mSupplied && !mFull && allowed >= kLeastMilliAmpere ? allowed : 0;
+  const std::uint32_t allowed = Step(std::min(mFollowed.milliAmpere, mProperties.maxMilliAmpere));
+  const bool wants = mConnected && mSupplied && !mStopped && !mFull;
+  return wants && allowed >= kLeastMilliAmpere ? allowed : 0;
+}
+
+std::uint32_t CVehicle::Step(std::uint32_t milliAmpere) const {
+  constexpr std::uint32_t kMilliAmperePerAmpere = 1000;
+  return mProperties.inWholeAmperes ? milliAmpere - milliAmpere % kMilliAmperePerAmpere : milliAmpere;
 }
 
 void CVehicle::Ramp(Milliseconds span) {
@@ -91,8 +104,9 @@ void CVehicle::Ramp(Milliseconds span) {
 
 void CVehicle::Approach(std::uint32_t target, Milliseconds span) {
   constexpr std::uint64_t kMillisecondsPerSecond = 1000;
-  mRampRemainder +=
-      std::uint64_t{mProperties.rampMilliAmperePerSecond} * static_cast<std::uint64_t>(span.count());
+  const std::uint32_t up = mProperties.rampMilliAmperePerSecond;
+  const std::uint32_t ramp = mLevel < target ? up : mProperties.rampDownMilliAmperePerSecond.value_or(up);
+  mRampRemainder += std::uint64_t{ramp} * static_cast<std::uint64_t>(span.count());
   const std::uint64_t step = mRampRemainder / kMillisecondsPerSecond;
   mRampRemainder %= kMillisecondsPerSecond;
   if (mLevel < target) {
@@ -111,7 +125,9 @@ CVehicle::EState CVehicle::State() const {
 
 CVehicle::Currents CVehicle::Draw() const {
   Currents currents{};
-  const std::uint32_t phases = std::min({mFollowed.phases, mProperties.phases, kPhases});
-  std::fill_n(currents.begin(), phases, mLevel);
+  const std::uint32_t offered = mProperties.ignoresPhaseCount ? kPhases : mFollowed.phases;
+  const std::uint32_t phases = std::min({offered, mProperties.phases, kPhases});
+  constexpr std::uint32_t kPercent = 100;
+  std::fill_n(currents.begin(), phases, Step(mLevel) * (kPercent + mProperties.excessPercent) / kPercent);
   return currents;
 }

@@ -20,12 +20,19 @@ class CVehicle {
   /// From asking for current, which the station is told at once, until it flows: the contactor comes between.
   static constexpr Milliseconds kSwitchOn{500};
   static constexpr std::uint32_t kPhases = 3;
+  static constexpr std::uint32_t kMostExcessPercent = 100;
 
   struct SProperties {
     std::uint32_t maxMilliAmpere = 16000;  ///< of each phase; kLeastMilliAmpere to kMostMilliAmpere
     std::uint32_t phases = 3;              ///< that its charger uses; 1 to 3
     Milliseconds reaction{2000};           ///< 0 to kLongestReaction
     std::uint32_t rampMilliAmperePerSecond = 4000;
+    std::optional<std::uint32_t> rampDownMilliAmperePerSecond{};  ///< none: as steep as upwards
+
+    // Flaws.
+    std::uint32_t excessPercent = 0;  ///< draws so much more than it means to; 0 to kMostExcessPercent
+    bool ignoresPhaseCount = false;   ///< uses all its phases, on however many it may charge
+    bool inWholeAmperes = false;      ///< rounds offers down to whole amperes and moves in such steps
   };
 
   enum class EState { Absent, Connected, Charging, Full };
@@ -43,6 +50,10 @@ class CVehicle {
   void SetFull(bool full);
   /// Without a supply, as behind a fuse that has tripped, it draws nothing.
   void SetSupplied(bool supplied);
+  /// The station opens its relay under a vehicle that is plugged in: no current, whatever is offered, until
+  /// it is unplugged.
+  void Stop();
+  bool IsStopped() const { return mStopped; }
 
   /// What the station allows from this moment on, in mA of each phase, on 1 or 3 phases.
   void Offer(std::uint32_t milliAmpere, std::uint32_t phases);
@@ -69,11 +80,13 @@ class CVehicle {
   void Ramp(Milliseconds span);
   void Approach(std::uint32_t target, Milliseconds span);
   std::uint32_t Target() const;
+  std::uint32_t Step(std::uint32_t milliAmpere) const;
 
   SProperties mProperties;
   bool mConnected = true;
   bool mFull = false;
   bool mSupplied = true;
+  bool mStopped = false;
   SOffer mOffer;     // as the station shows it
   SOffer mFollowed;  // as the vehicle has noticed it
   std::deque<SPending> mPending;
