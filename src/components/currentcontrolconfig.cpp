@@ -44,6 +44,11 @@ bool CCurrentControlConfig::IsThreePhaseSupported() const {
   return mPhaseConfig.IsThreePhaseSupported();
 }
 
+bool CCurrentControlConfig::IsMultiPhaseAllowed() const {
+  LOG_ENTRY(kClassName);
+  return mPhaseConfig.IsMultiPhaseAllowed();
+}
+
 std::uint8_t CCurrentControlConfig::GetDefaultPhaseCount() const {
   LOG_ENTRY(kClassName);
   return mPhaseConfig.DefaultPhaseCount();
@@ -125,7 +130,7 @@ std::uint32_t CCurrentControlConfig::GetConfigInstallationLimit() const {
 
 std::uint32_t CCurrentControlConfig::GetConnectedPhases() const {
   LOG_ENTRY(kClassName);
-  return mSettings->GetUnsigned("ConnectedPhases", 0);
+  return mSettings->GetUnsigned(SettingsKeys::kConnectedPhases, 0);
 }
 
 bool CCurrentControlConfig::GetGroupLoadBalancingEnable() const {

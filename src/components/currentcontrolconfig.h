@@ -27,9 +27,10 @@ class CCurrentControlConfig {
 
   std::shared_ptr<KoConfig::IConfig> GetSettingsConfig() const;
 
-  // Phases on which the station can charge.
+  // Phases on which the station can charge, see `CPhaseConfig`.
   bool IsSinglePhaseSupported() const;
   bool IsThreePhaseSupported() const;
+  bool IsMultiPhaseAllowed() const;
   std::uint8_t GetDefaultPhaseCount() const;  ///< 1 or 3
 
   // Hardware description
@@ -48,7 +49,7 @@ class CCurrentControlConfig {
 
   // Installation
   std::uint32_t GetConfigInstallationLimit() const;  ///< A; 0 when missing, with a warning
-  std::uint32_t GetConnectedPhases() const;          ///< code of the phase wiring
+  std::uint32_t GetConnectedPhases() const;          ///< mask of the wired phases, see `CPhaseConfig`
   bool GetGroupLoadBalancingEnable() const;
 
   // Blackout protection

@@ -14,8 +14,11 @@ inline constexpr std::string_view kHouseholdSourceParameters =
     "UserDefinedHouseholdPowerLimitSourceParameters";
 inline constexpr std::string_view kBopHomeWizardAddress = "BopHomeWizardAddress";
 inline constexpr std::string_view kHouseholdPowerLimitEnable = "UserDefinedHouseholdPowerLimitEnable";
+inline constexpr std::string_view kConnectedPhases = "ConnectedPhases";
+inline constexpr std::string_view kSolarAdvancedCurrentGain = "SolarChargingAdvancedCurrentGain";
 /// In the hardware description.
 inline constexpr std::string_view kOneOrThreePhase = "HwOneOrThreePhase";
+inline constexpr std::string_view kHasPhaseSwitching = "HwHasPhaseSwitching";
 
 /// Types of meters: the station's own current transformers, and those that somebody else made.
 inline constexpr std::string_view kCurrentTransformers = "ct";

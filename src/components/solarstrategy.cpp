@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "platform/koconfig/koconfig.h"
+#include "src/components/settingskeys.h"
 
 namespace {
 
@@ -32,7 +33,7 @@ const SSolarStrategy& ReadAdvancedSolarStrategy(const KoConfig::IReadOnlyConfig&
   strategy = {
       .PowerThreshold = settings.GetSigned("SolarChargingAdvancedPowerThreshold", 1300),
       .CurrentOffset = settings.GetSigned("SolarChargingAdvancedCurrentOffset", 0),
-      .CurrentGain = settings.GetFloat("SolarChargingAdvancedCurrentGain", 1.0F),
+      .CurrentGain = settings.GetFloat(SettingsKeys::kSolarAdvancedCurrentGain, 1.0F),
       .ContinuousStartThreshold = settings.GetSigned("SolarChargingAdvancedContinuousStartThreshold", 60),
       .ContinuousStopThreshold = settings.GetSigned("SolarChargingAdvancedContinuousStopThreshold", 900),
       .Phases = phases == 3 ? 3 : 1,

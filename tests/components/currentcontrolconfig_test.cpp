@@ -135,6 +135,30 @@ TEST_F(CConfigTest, HardwarePhasesDecideCalibrationAndDefaults) {
       ElementsAre("HwOneOrThreePhase is set to 0 in hwinfo.json, neither 1 nor 3: charging on one phase"));
 }
 
+TEST_F(CConfigTest, BoardAndWiringDecideOnWhichPhasesMayBeCharged) {
+  const struct {
+    int phases;
+    Json::Value switching, connected;
+    bool one, several;
+  } kCases[] = {{1, {}, 7, true, false},  {1, false, {}, true, false}, {3, {}, {}, true, true},
+                {3, true, 7, true, true}, {3, false, 3, false, true},  {3, {}, 1, true, false},
+                {3, {}, 4, true, false},  {3, false, 2, false, false}, {3, {}, 8, true, true}};
+  const auto& config = Create();
+  CLogCapture log;
+  for (const auto& [phases, switching, connected, one, several] : kCases) {
+    mHwinfo->Set("HwOneOrThreePhase", phases);
+    mHwinfo->Set("HwHasPhaseSwitching", switching);
+    mSettings->Set("ConnectedPhases", connected);
+    EXPECT_EQ(config.IsSinglePhaseSupported(), one) << connected.asInt() << " of " << phases;
+    EXPECT_EQ(config.IsMultiPhaseAllowed(), several) << connected.asInt() << " of " << phases;
+    config.IsMultiPhaseAllowed();
+  }
+  EXPECT_THAT(
+      log.Texts(ELevel::Warning),
+      ElementsAre(
+          "ConnectedPhases is set to 8 in settings.json, no mask of three phases: taken as not said"));
+}
+
 TEST_F(CConfigTest, UnknownSolarModeIsWarnedOfOnce) {
   const auto& config = Create();
   CLogCapture log;
