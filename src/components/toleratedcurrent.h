@@ -20,4 +20,24 @@ class CToleratedCurrent {
 
   /// The setpoint, in mA, that the vehicle has from now on. Does not wait.
   void SetSetpoint(std::uint32_t milliAmpere);
+
+ private:
+  struct SReplaced {
+    std::uint32_t milliAmpere;
+    TimePoint until;  ///< tolerated before, not at
+  };
+
+  // All on the worker.
+  void Replace(std::uint32_t milliAmpere, TimePoint now);
+  void Forget(TimePoint now);
+  void ForgetUpTo(std::uint32_t milliAmpere);
+  void AwaitNextFall();
+  void Tell() const;
+
+  const IClock& mClock;
+  const std::function<void(std::uint32_t milliAmpere)> mChanged;
+  std::uint32_t mPresent = 0;
+  std::deque<SReplaced> mReplaced;  // falling, each above the present one: what a later one exceeds is gone
+  CCallHandle mNextFall;
+  CWorker mWorker;  // last, so that it ends first
 };

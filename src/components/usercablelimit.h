@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 
 #include "ipc/adac.pb.h"
 
@@ -35,5 +36,6 @@ class CUserCableLimit final : public ILimiter {
 
   const std::shared_ptr<IAdacService> mAdac;
   std::function<void()> mLimitChanged;
+  std::optional<ipc::EPpState> mState;   ///< of the last notification
   std::atomic<std::uint32_t> mLimit{0};  ///< mA
 };
