@@ -1,17 +1,22 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
+#include <utility>
 
 #include "platform/worker/worker.h"
 #include "src/components/limiter.h"
 #include "src/components/measurementsources/measurement.h"
+#include "src/components/solarphases.h"
+#include "src/components/solarsurplus.h"
 #include "src/rpc/clients/stationmeter.h"
 
 class CCurrentControlConfig;
 class CDiagnosticsSignal;
+struct SSolarStrategy;
 
 /// Charges from the solar surplus of the house: limits the current, and chooses the phases, so that what the
 /// roof gives and the household does not take goes into the vehicle. How eager it is, the settings say; they
@@ -47,5 +52,81 @@ class CSolarCharging final : public ILimiter, public std::enable_shared_from_thi
   void Enable() override;
   /// Takes its limit back.
   void Disable() override;
+  /// 0 mA while the vehicle is held, or not limited at all. Names three phases as every limiter does; those
+  /// that are wanted, `limitChanged` is told.
   SLimit GetLimit() override;
+
+ private:
+  /// A boolean signal that is sent when it changes.
+  class CWarning {
+   public:
+    explicit CWarning(std::shared_ptr<CDiagnosticsSignal> signal) : mSignal(std::move(signal)) {}
+    /// True when it changed.
+    bool Set(bool raised);
+    /// Lowers it and sends that in any case.
+    void Reset();
+
+   private:
+    const std::shared_ptr<CDiagnosticsSignal> mSignal;
+    bool mIsRaised = false;
+  };
+  enum class EUpdate { IfChanged, Forced };
+
+  void Update();
+  void StandBy();
+  void ResetState();
+  bool IsSupported();
+  /// On the source's worker.
+  void NoteSourceError(bool error);
+  void OnSourceError(bool error);
+  void AwaitSource();
+  void CountMissingPower();
+
+  void RunAlgorithm(const SSolarStrategy& strategy);
+  /// W drawn from the grid; negative while the house feeds into it.
+  std::int64_t ReadHouseholdPower();
+  bool MustSkip(std::int64_t householdWatt);
+  SStationMeterData ReadStationMeter();
+  std::int32_t ReadVolt(const SStationMeterData& station) const;
+  std::int32_t ComputeLimit(const SSolarSurplus& surplus, std::uint8_t phases,
+                            const SSolarStrategy& strategy);
+
+  void UpdateLimit(std::int32_t limit, std::uint8_t phases, std::int32_t surplusWatt,
+                   const SSolarStrategy& strategy);
+  void UpdateWhileCharging(std::int32_t limit, std::uint8_t phases, bool isEnough,
+                           const SSolarStrategy& strategy);
+  void UpdateWhileHeld(std::int32_t limit, std::uint8_t phases, bool isEnough,
+                       const SSolarStrategy& strategy);
+  void SetNewLimit(std::int32_t limit, std::uint8_t phases, EUpdate update);
+  void ClearLimit();
+  bool HasLimit() const { return mCallbacks.hasLimit && mCallbacks.hasLimit(); }
+  bool HasLasted(TimePoint since, std::int64_t seconds) const;
+  void ResetReducedSignal();
+
+  // Constant after construction.
+  const IClock& mClock;
+  const std::shared_ptr<IMeasurementSource> mSource;
+  const std::shared_ptr<CCurrentControlConfig> mConfig;
+  const std::shared_ptr<CDiagnosticsSignal> mHouseholdPower;
+  const SCallbacks mCallbacks;
+
+  /// As the source said last, heeded or not.
+  std::atomic<bool> mIsSourceInError{false};
+  std::atomic<std::int32_t> mLimit{0};  ///< mA; changed on the worker
+
+  // Used on the worker, or while it stands still.
+  CWarning mSourceUnusable;
+  CWarning mNotSupported;
+  CSolarPhases mPhases;
+  std::uint8_t mMissingPowers = 0;       ///< runs in a row without the household's power, as far as counted
+  std::uint8_t mRuns = 0;                ///< after the limit changed last; wraps
+  std::int64_t mLastHouseholdWatt = 0;   ///< in the previous run
+  std::optional<TimePoint> mErrorSince;  ///< while the source is in error
+  std::optional<TimePoint> mStartSince;  ///< enough surplus, not charging yet
+  std::optional<TimePoint> mStopSince;   ///< too little surplus, still charging
+  bool mIsStationMeterSilent = false;
+  bool mIsGainAbsurd = false;
+
+  CCallHandle mUpdating;
+  CWorker mWorker;
 };
