@@ -27,6 +27,7 @@ class CChargeControl final : public IChargeControlService {
     return {};
   }
   ipc::MResult EnsureTaken() override { return {}; }
+  void StopCharging() override {}
 
   int mSetpoints = 0;
 };

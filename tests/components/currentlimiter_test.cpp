@@ -34,6 +34,7 @@ class CChargeControl final : public IChargeControlService {
     return result;
   }
   MResult EnsureTaken() override { return {}; }
+  void StopCharging() override {}
 
   std::vector<std::pair<std::uint32_t, int>> mSent;  ///< mA and phases
   std::uint32_t mCode = 0;

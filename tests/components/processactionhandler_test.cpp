@@ -51,6 +51,7 @@ class CChargeControl : public IChargeControlService {
  public:
   ipc::MResult SetChargeCurrent(std::uint32_t, std::uint8_t) override { return Rpc::Success(); }
   ipc::MResult EnsureTaken() override { return Rpc::ToResult(takes); }
+  void StopCharging() override {}
   bool takes = true;
 };
 

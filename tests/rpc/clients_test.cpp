@@ -119,6 +119,47 @@ TEST_F(CChargeControlServiceTest, RefusedSetpointIsRepeatedOnRequestOnly) {
   EXPECT_EQ(mArrived.size(), 3U) << "what was taken is not said again";
 }
 
+TEST_F(CChargeControlServiceTest, OnlySetpointsThatWereTakenAreTold) {
+  Setpoints taken;
+  mLink.OnTaken(
+      [&taken](std::uint32_t current, std::uint32_t phases) { taken.emplace_back(current, phases); });
+  mLink.SetChargeCurrent(16000, 3);
+  Start();
+  mPeer->Refuse(true);
+  mLink.SetChargeCurrent(10000, 3);
+  mPeer->Refuse(false);
+  mLink.SetChargeCurrent(0, 1);
+  mLink.EnsureTaken();
+  EXPECT_EQ(taken, (Setpoints{{16000, 3}, {0, 1}}));
+}
+
+TEST_F(CChargeControlServiceTest, StopIsHandedOverUntilItIsAnsweredOrTheVehicleIsGone) {
+  const auto charging = [this](CVehicle::EState state) {
+    mPeer->TellChargingState(state);
+    mScheduler.RunDue();
+  };
+  const auto stopWhileItHangs = [&] {
+    Fail(EFault::Hanging);
+    mLink.StopCharging();
+    mLink.SetChargeCurrent(16000, 3);
+    Fail(EFault::None);
+  };
+  Start();
+  charging(CVehicle::EState::Charging);
+  stopWhileItHangs();
+  EXPECT_EQ(mLog.Count("Charge control could not be told to stop charging, trying again"), 1);
+  mScheduler.RunFor(CChargeControlService::kRetryInterval);
+  EXPECT_EQ(mArrived, (Setpoints{{16000, 3}})) << "which does not take the stop back";
+  mScheduler.RunFor(std::chrono::minutes(1));
+  EXPECT_EQ(mLog.Count("Charge control was told to stop charging"), 1);
+
+  stopWhileItHangs();
+  charging(CVehicle::EState::Absent);
+  mScheduler.RunFor(std::chrono::minutes(1));
+  EXPECT_EQ(mLog.Count("The vehicle is gone, charge control need not stop charging any more"), 1);
+  EXPECT_EQ(mLog.Count("Charge control was told to stop charging"), 1);
+}
+
 TEST_F(CChargeControlServiceTest, ChargingStatesOfOtherVersionsArriveAsNumbers) {
   mHost.Start();
   ipc::MChargingState state;

@@ -14,13 +14,13 @@ CChargeControlService::~CChargeControlService() {
 }
 
 void CChargeControlService::Connect(std::function<void(ipc::EChargingState)> chargingState) {
+  mChargingState = std::move(chargingState);
   mWorker.Start();
   mRetry = mWorker.AddCall([this] { HandOverAgain(); }, kRetryInterval, kRetryInterval);
+  // Out of step, so that whoever waits for the lock waits for one attempt only.
+  mStopRetry = mWorker.AddCall([this] { HandOverStopAgain(); }, kRetryInterval * 3 / 2, kRetryInterval);
   mSubscription = mPeer.ChargingStateNotifications(
-      {},
-      [chargingState = std::move(chargingState)](const ipc::MChargingState& notification) {
-        chargingState(notification.state());
-      },
+      {}, [this](const ipc::MChargingState& notification) { OnChargingState(notification.state()); },
       [this](bool established) { OnLink(established); });
 }
 
@@ -43,15 +43,42 @@ ipc::MResult CChargeControlService::EnsureTaken() {
   return Rpc::ToResult(mNewest.has_value());
 }
 
+void CChargeControlService::StopCharging() {
+  CMutexLock lock(mMutex);
+  mIsStopPending = true;
+  HandOverStop();
+  if (mIsStopPending) LOG_WARNING("Charge control could not be told to stop charging, trying again");
+}
+
+void CChargeControlService::OnChargingState(ipc::EChargingState state) {
+  if (state == ipc::EChargingStateNoVehicle) {
+    mWorker.NonBlockingCall([this] {
+      CMutexLock lock(mMutex);
+      if (!mIsStopPending) return;
+      mIsStopPending = false;
+      LOG_INFO("The vehicle is gone, charge control need not stop charging any more");
+    });
+  }
+  mChargingState(state);
+}
+
 void CChargeControlService::OnLink(bool established) {
   if (established) {
-    mWorker.NonBlockingCall([this] { HandOverAgain(); });
+    mWorker.NonBlockingCall([this] {
+      HandOverStopAgain();
+      HandOverAgain();
+    });
   } else {
     mWorker.NonBlockingCall([this] {
       CMutexLock lock(mMutex);
       mDelivery = EDelivery::Pending;
     });
   }
+}
+
+void CChargeControlService::HandOverStopAgain() {
+  CMutexLock lock(mMutex);
+  if (mIsStopPending) HandOverStop();
 }
 
 void CChargeControlService::HandOverAgain() {
@@ -71,5 +98,17 @@ ipc::MResult CChargeControlService::HandOver() {
     return Rpc::Failure();
   }
   mDelivery = Rpc::IsFailure(answer.value) ? EDelivery::Refused : EDelivery::Taken;
+  if (mDelivery == EDelivery::Taken && mTaken) mTaken(mNewest->milliampere(), mNewest->number_of_phases());
   return answer.value;
+}
+
+void CChargeControlService::HandOverStop() {
+  const auto answer = mPeer.StopCharging({});
+  if (!answer.IsOk()) return;
+  mIsStopPending = false;
+  if (Rpc::IsFailure(answer.value)) {
+    LOG_ERROR("Charge control refuses to stop charging");
+  } else {
+    LOG_INFO("Charge control was told to stop charging");
+  }
 }

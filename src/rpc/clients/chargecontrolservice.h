@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <utility>
 
 #include "ipc/basiccharge2.service.h"
 
@@ -22,25 +23,35 @@ class IChargeControlService {
   /// Hands the newest setpoint over once more unless charge control has taken it. Code as `SetChargeCurrent`;
   /// 1 when there is no setpoint yet.
   virtual ipc::MResult EnsureTaken() = 0;
+
+  /// Tells charge control to end charging until the vehicle is unplugged. Waits for the answer, at most a
+  /// second. Never lost: whoever cannot be reached is told later, unless the vehicle is gone by then.
+  virtual void StopCharging() = 0;
 };
 
 /// The charge-control peer.
 ///
 /// The arbiter says a setpoint once. A peer that was away, hung or started anew in the meantime would go on
 /// with whatever it had, so this link hands the newest setpoint over again until the peer has taken it or
-/// refused it.
+/// refused it. So it does with a stop, which no setpoint takes back.
 /// `Connect` and `Disconnect` one at a time; the rest from any thread.
 class CChargeControlService final : public IChargeControlService {
  public:
-  /// How long an undelivered setpoint waits before the next attempt.
+  using TakenCallback = std::function<void(std::uint32_t milliAmpere, std::uint32_t phases)>;
+
+  /// How long an undelivered setpoint or stop waits before the next attempt.
   static constexpr Milliseconds kRetryInterval{2000};
 
-  /// Timeout of the client to be given. A setpoint that is handed over waits for another attempt to end
-  /// first; both together stay below the second that a client of ours waits.
+  /// Timeout of the client to be given. Whatever is handed over waits for another attempt to end first; both
+  /// together stay below the second that a client of ours waits.
   static constexpr Milliseconds kTimeout{400};
 
   CChargeControlService(IScheduler& scheduler, const std::shared_ptr<Rpc::CClient>& client);
   ~CChargeControlService() override;
+
+  /// Called with every setpoint that charge control has taken, under this object's lock on the thread that
+  /// handed it over: must neither wait nor call back. Set before the first setpoint.
+  void OnTaken(TakenCallback taken) { mTaken = std::move(taken); }
 
   /// Begins to follow the peer and to retry. `chargingState` is called on a thread of the RPC framework.
   void Connect(std::function<void(ipc::EChargingState)> chargingState);
@@ -49,23 +60,31 @@ class CChargeControlService final : public IChargeControlService {
 
   ipc::MResult SetChargeCurrent(std::uint32_t milliAmpere, std::uint8_t phases) override;
   ipc::MResult EnsureTaken() override;
+  void StopCharging() override;
 
  private:
   /// Never waits: charge control may be the one who keeps a call, and its lock, waiting.
   void OnLink(bool established);
-  /// Another attempt, on the worker.
+  void OnChargingState(ipc::EChargingState state);
+  /// Further attempts, on the worker.
   void HandOverAgain();
+  void HandOverStopAgain();
   ipc::MResult HandOver() REQUIRES(mMutex);
+  void HandOverStop() REQUIRES(mMutex);
 
   ipc::CBasicCharge2Client mPeer;
+  TakenCallback mTaken;
+  std::function<void(ipc::EChargingState)> mChargingState;
   CMutex mMutex;
   std::optional<ipc::MChargeCurrent> mNewest GUARDED_BY(mMutex);
   /// What charge control did with the newest setpoint, as far as is known. Pending: it may not have heard of
   /// it.
   enum class EDelivery { Pending, Refused, Taken };
   EDelivery mDelivery GUARDED_BY(mMutex) = EDelivery::Pending;
+  bool mIsStopPending GUARDED_BY(mMutex) = false;
 
   CWorker mWorker;
   CCallHandle mRetry;
+  CCallHandle mStopRetry;
   Rpc::Subscription mSubscription;
 };
