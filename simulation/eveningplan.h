@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "platform/worker/scheduler.h"
+#include "simulation/loadplan.h"
 #include "simulation/vehicle.h"
 
 /// What happens in half an hour of a house and its station, made up from a seed: what is switched on where,
@@ -20,10 +21,6 @@ struct SEveningPlan {
 
   enum class ETrouble { Reset, ResetAndRefuse, Vanish, Recover };
 
-  struct SLoads {
-    Milliseconds at;
-    Currents milliAmpere;
-  };
   struct STrouble {
     Milliseconds at;
     ETrouble what;

@@ -36,8 +36,8 @@ class CLoadPlan {
   /// On and off, as a hob or a pump.
   void AddBursts(const SAppliance& appliance, Milliseconds on, Milliseconds off);
 
-  /// All in order of time, and never more than so many mA on a phase.
-  std::vector<SLoads> Sum(std::int64_t most) const;
+  /// All in order of time, and by itself always a little less than a main fuse of this rating bears.
+  std::vector<SLoads> Behind(std::uint32_t fuseAmpere) const;
 
  private:
   void Add(const SAppliance& appliance, Milliseconds at, std::int64_t milliAmpere);

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <random>
 
+#include "platform/worker/scheduler.h"
+
 /// Random numbers that a seed repeats on every machine: the standard's distributions may differ from library
 /// to library, its engine may not. One thread.
 class CRandom {
@@ -25,6 +27,11 @@ class CRandom {
   /// Both ends included; `low` is at most `high`, and they are less than 2^63 apart.
   std::int64_t Between(std::int64_t low, std::int64_t high) {
     return low + static_cast<std::int64_t>(Below(static_cast<std::uint64_t>(high - low) + 1));
+  }
+
+  /// A span of whole milliseconds, as above.
+  Milliseconds Between(Milliseconds shortest, Milliseconds longest) {
+    return Milliseconds(Between(shortest.count(), longest.count()));
   }
 
   /// True in `hits` of `tries` cases.

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "platform/worker/scheduler.h"
+#include "simulation/random.h"
 #include "simulation/vehicle.h"
 
 /// The photovoltaic modules on the roof through a summer's day, 00:00 to 24:00: what their inverter gives is
@@ -40,6 +41,8 @@ class CSolarRoof {
     std::int64_t perMille;
   };
 
+  void AddClouds(CRandom& random);
+  void AddRain(CRandom& random);
   std::int64_t PerMilleAt(Milliseconds ofDay) const;
 
   SProperties mProperties;
