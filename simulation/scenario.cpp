@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <limits>
 #include <string_view>
 #include <utility>
 
@@ -45,24 +46,6 @@ ipc::ECurrentControlSource ReadSource(const CNode& node) {
   return *source;
 }
 
-SScenario::Action ReadSetLimit(const CNode& node) {
-  node.AllowKeys({"source", "milliampere", "phases"});
-  ipc::MCurrentControlLimit limit;
-  limit.set_source(ReadSource(node.Require("source")));
-  limit.set_limit(static_cast<std::int32_t>(node.Require("milliampere").Integer(0, kMostMilliAmpere)));
-  if (const auto phases = node.Find("phases")) {
-    const std::int64_t count = phases->Integer(1, 3);
-    if (count == 2) phases->Fail("must be 1 or 3");
-    limit.set_number_of_phases(static_cast<std::int32_t>(count));
-  }
-  return SScenario::SSetLimit{limit};
-}
-
-SScenario::Action ReadClearLimit(const CNode& node) {
-  node.AllowKeys({"source"});
-  return SScenario::SClearLimit{ReadSource(node.Require("source"))};
-}
-
 std::optional<bool> FindBoolean(const CNode& node, std::string_view key) {
   const auto found = node.Find(key);
   return found ? std::optional(found->Boolean()) : std::nullopt;
@@ -74,14 +57,38 @@ std::optional<std::uint32_t> FindUnsigned(const CNode& node, std::string_view ke
   return found ? std::optional(static_cast<std::uint32_t>(found->Integer(least, most))) : std::nullopt;
 }
 
+/// 1 or 3.
+std::optional<std::uint32_t> FindPhases(const CNode& node) {
+  const auto phases = FindUnsigned(node, "phases", 1, CVehicle::kPhases);
+  if (phases == 2) node.Require("phases").Fail("must be 1 or 3");
+  return phases;
+}
+
+SScenario::Action ReadSetLimit(const CNode& node) {
+  node.AllowKeys({"source", "milliampere", "phases"});
+  ipc::MCurrentControlLimit limit;
+  limit.set_source(ReadSource(node.Require("source")));
+  limit.set_limit(static_cast<std::int32_t>(node.Require("milliampere").Integer(0, kMostMilliAmpere)));
+  if (const auto phases = FindPhases(node)) {
+    limit.set_number_of_phases(static_cast<std::int32_t>(*phases));
+  }
+  return SScenario::SSetLimit{limit};
+}
+
+SScenario::Action ReadClearLimit(const CNode& node) {
+  node.AllowKeys({"source"});
+  return SScenario::SClearLimit{ReadSource(node.Require("source"))};
+}
+
 std::optional<float> FindCelsius(const CNode& node, std::string_view key) {
   const auto found = node.Find(key);
   return found ? std::optional(static_cast<float>(found->Number(kColdest, kHottest))) : std::nullopt;
 }
 
 SScenario::Action ReadVehicle(const CNode& node) {
-  node.AllowKeys(
-      {"connected", "full", "max-milliampere", "phases", "reaction-ms", "ramp-milliampere-per-second"});
+  node.AllowKeys({"connected", "full", "max-milliampere", "phases", "reaction-ms",
+                  "ramp-milliampere-per-second", "ramp-down-milliampere-per-second", "excess-percent",
+                  "ignores-phase-count", "whole-amperes"});
   SScenario::SVehicleChange change;
   change.connected = FindBoolean(node, "connected");
   change.full = FindBoolean(node, "full");
@@ -92,6 +99,11 @@ SScenario::Action ReadVehicle(const CNode& node) {
   if (const auto reaction = FindUnsigned(node, "reaction-ms", 0, longest))
     change.reaction = Milliseconds(*reaction);
   change.rampMilliAmperePerSecond = FindUnsigned(node, "ramp-milliampere-per-second", 1, kSteepestRamp);
+  change.rampDownMilliAmperePerSecond =
+      FindUnsigned(node, "ramp-down-milliampere-per-second", 1, kSteepestRamp);
+  change.excessPercent = FindUnsigned(node, "excess-percent", 0, CVehicle::kMostExcessPercent);
+  change.ignoresPhaseCount = FindBoolean(node, "ignores-phase-count");
+  change.inWholeAmperes = FindBoolean(node, "whole-amperes");
   return change;
 }
 
@@ -113,6 +125,16 @@ SScenario::Action ReadPpState(const CNode& node) {
        {"error", ipc::EPpError},
        {"invalid", ipc::EPpInvalid}}};
   return SScenario::SPpState{kStates[node.Choice(NamesIn(kStates))].second};
+}
+
+SScenario::Action ReadCable(const CNode& node) {
+  constexpr std::array<std::pair<std::string_view, std::optional<ipc::EPpState>>, 5> kCables{
+      {{"13A", ipc::EPp13A},
+       {"20A", ipc::EPp20A},
+       {"32A", ipc::EPp32A},
+       {"63A/70A", ipc::EPp63A70A},
+       {"pull", std::nullopt}}};
+  return SScenario::SCable{kCables[node.Choice(NamesIn(kCables))].second};
 }
 
 SScenario::Action ReadTemperatures(const CNode& node) {
@@ -150,6 +172,32 @@ SScenario::Action ReadHouse(const CNode& node) {
       FindUnsigned(node, "fuse-ampere", CMainFuse::kLeastAmpere, CMainFuse::kMostAmpere)};
 }
 
+SScenario::Action ReadRoof(const CNode& node) {
+  using EWeather = CSolarRoof::EWeather;
+  constexpr std::array<std::pair<std::string_view, EWeather>, 3> kWeathers{
+      {{"clear", EWeather::Clear}, {"broken-clouds", EWeather::BrokenClouds}, {"rain", EWeather::Rain}}};
+  if (node.IsText() && node.Choice({"off"}) == 0) return SScenario::SRoof{};
+  node.AllowKeys({"weather", "peak-watt", "phases", "seed", "begins-at"});
+  CSolarRoof::SProperties roof;
+  roof.weather = kWeathers[node.Require("weather").Choice(NamesIn(kWeathers))].second;
+  roof.peakWatt = FindUnsigned(node, "peak-watt", 0, CSolarRoof::kMostPeakWatt).value_or(roof.peakWatt);
+  roof.phases = FindPhases(node).value_or(roof.phases);
+  if (const auto seed = FindUnsigned(node, "seed", 0, std::numeric_limits<std::uint32_t>::max()))
+    roof.seed = *seed;
+  const CNode begin = node.Require("begins-at");
+  const Milliseconds ofDay = ReadTime(begin);
+  if (ofDay >= CSolarRoof::kDay) begin.Fail("must be a time of day");
+  return SScenario::SRoof{roof, ofDay};
+}
+
+SScenario::Action ReadSettings(const CNode& node) {
+  return SScenario::SSettings{node.Object()};
+}
+
+SScenario::Action ReadStationMeter(const CNode& node) {
+  return SScenario::SStationMeter{node.Choice({"vanish", "return"}) == 0};
+}
+
 SScenario::Action ReadMeteringChip(const CNode& node) {
   using EFate = SScenario::SMeteringChip::EFate;
   constexpr std::array<std::pair<std::string_view, EFate>, 3> kFates{
@@ -166,17 +214,21 @@ SScenario::Action ReadMeter(const CNode& node) {
 
 SScenario::Action ReadAction(const CNode& event) {
   using Reader = SScenario::Action (*)(const CNode&);
-  constexpr std::array<std::pair<std::string_view, Reader>, 10> kReaders{
+  constexpr std::array<std::pair<std::string_view, Reader>, 14> kReaders{
       {{"set-limit", ReadSetLimit},
        {"clear-limit", ReadClearLimit},
        {"vehicle", ReadVehicle},
+       {"cable", ReadCable},
        {"pp-state", ReadPpState},
        {"temperature", ReadTemperatures},
        {"charge-control", ReadChargeControl},
        {"supervisor", ReadSupervisor},
        {"house", ReadHouse},
+       {"roof", ReadRoof},
        {"metering-chip", ReadMeteringChip},
-       {"meter", ReadMeter}}};
+       {"meter", ReadMeter},
+       {"station-meter", ReadStationMeter},
+       {"settings", ReadSettings}}};
   std::vector<std::string_view> keys = NamesIn(kReaders);
   keys.insert(keys.begin(), "at");
   event.AllowKeys(keys);

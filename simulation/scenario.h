@@ -8,6 +8,8 @@
 #include <variant>
 #include <vector>
 
+#include <json/value.h>
+
 #include "ipc/adac.pb.h"
 #include "ipc/currentcontrol.pb.h"
 #include "ipc/safetymcucomm.pb.h"
@@ -15,6 +17,7 @@
 #include "platform/utility/files.h"
 #include "platform/worker/scheduler.h"
 #include "simulation/housemeter.h"
+#include "simulation/solarroof.h"
 #include "simulation/vehicle.h"
 
 /// What happens around current control, and when. The file's form is described in docs/scenarios.md.
@@ -34,6 +37,14 @@ struct SScenario {
     std::optional<std::uint32_t> phases;
     std::optional<Milliseconds> reaction;
     std::optional<std::uint32_t> rampMilliAmperePerSecond;
+    std::optional<std::uint32_t> rampDownMilliAmperePerSecond;
+    std::optional<std::uint32_t> excessPercent;
+    std::optional<bool> ignoresPhaseCount;
+    std::optional<bool> inWholeAmperes;
+  };
+  /// A loose cable with a vehicle at its other end.
+  struct SCable {
+    std::optional<ipc::EPpState> plugged;  ///< its rating; none: it is pulled
   };
   struct SPpState {
     ipc::EPpState state;
@@ -61,8 +72,22 @@ struct SScenario {
   struct SMeter {
     CHouseMeter::EFate fate;
   };
-  using Action = std::variant<SSetLimit, SClearLimit, SVehicleChange, SPpState, STemperatures, SChargeControl,
-                              SSupervisor, SHouseChange, SMeteringChip, SMeter>;
+  /// What stands on the roof from now on; none: nothing.
+  struct SRoof {
+    std::optional<CSolarRoof::SProperties> properties;
+    Milliseconds begin{0};  ///< the time of day when the scenario begins
+  };
+  /// Keys of settings.json and what they are from now on; null: they are not there any more.
+  struct SSettings {
+    Json::Value values;
+  };
+  /// The one towards the vehicle.
+  struct SStationMeter {
+    bool silent;
+  };
+  using Action =
+      std::variant<SSetLimit, SClearLimit, SVehicleChange, SCable, SPpState, STemperatures, SChargeControl,
+                   SSupervisor, SHouseChange, SRoof, SMeteringChip, SMeter, SStationMeter, SSettings>;
 
   struct SEvent {
     Milliseconds at;

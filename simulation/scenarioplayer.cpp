@@ -1,5 +1,6 @@
 #include "simulation/scenarioplayer.h"
 
+#include <utility>
 #include <variant>
 
 #include "platform/log/log.h"
@@ -7,13 +8,16 @@
 #include "src/limitationsources/limits.h"
 
 CScenarioPlayer::CScenarioPlayer(IScheduler& scheduler, Rpc::ICommunicationHost& host, CStation& station,
-                                 CSupervisor& supervisor)
-    : mStation(station),
+                                 CSupervisor& supervisor, SettingsChanger changeSettings)
+    : mClock(scheduler),
+      mStation(station),
       mSupervisor(supervisor),
       mCurrentControl(host.CreateClient("CurrentControl")),
+      mChangeSettings(std::move(changeSettings)),
       mWorker(scheduler, "Scenario") {}
 
 void CScenarioPlayer::Play(const SScenario& scenario) {
+  mBegin = mClock.Now();
   // Added before the start, so that all of them count from one moment's due times in their order.
   for (const SScenario::SEvent& event : scenario.events) {
     mCalls.push_back(mWorker.AddCall(
@@ -52,10 +56,19 @@ void CScenarioPlayer::Do(const SScenario::SVehicleChange& change) {
     properties.reaction = change.reaction.value_or(properties.reaction);
     properties.rampMilliAmperePerSecond =
         change.rampMilliAmperePerSecond.value_or(properties.rampMilliAmperePerSecond);
+    if (change.rampDownMilliAmperePerSecond)
+      properties.rampDownMilliAmperePerSecond = change.rampDownMilliAmperePerSecond;
+    properties.excessPercent = change.excessPercent.value_or(properties.excessPercent);
+    properties.ignoresPhaseCount = change.ignoresPhaseCount.value_or(properties.ignoresPhaseCount);
+    properties.inWholeAmperes = change.inWholeAmperes.value_or(properties.inWholeAmperes);
     vehicle.SetProperties(properties);
     if (change.connected) *change.connected ? vehicle.Connect() : vehicle.Disconnect();
     if (change.full) vehicle.SetFull(*change.full);
   });
+}
+
+void CScenarioPlayer::Do(const SScenario::SCable& cable) {
+  cable.plugged ? mStation.PlugCable(*cable.plugged) : mStation.PullCable();
 }
 
 void CScenarioPlayer::Do(const SScenario::SPpState& action) {
@@ -93,4 +106,23 @@ void CScenarioPlayer::Do(const SScenario::SMeteringChip& action) {
 
 void CScenarioPlayer::Do(const SScenario::SMeter& action) {
   mStation.Meter().SetFate(action.fate);
+}
+
+void CScenarioPlayer::Do(const SScenario::SRoof& roof) {
+  mShining.Cancel();
+  if (!roof.properties) return mStation.House().SetGeneration({});
+  mShining = mWorker.AddCall(
+      [this, sun = CSolarRoof(*roof.properties), begin = roof.begin] {
+        const auto since = std::chrono::duration_cast<Milliseconds>(mClock.Now() - mBegin);
+        mStation.House().SetGeneration(sun.CurrentsAt(begin + since));
+      },
+      Milliseconds{0}, kRoofPeriod);
+}
+
+void CScenarioPlayer::Do(const SScenario::SStationMeter& action) {
+  mStation.StationMeter().Silence(action.silent);
+}
+
+void CScenarioPlayer::Do(const SScenario::SSettings& settings) {
+  mChangeSettings(settings.values);
 }

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <functional>
 #include <vector>
+
+#include <json/value.h>
 
 #include "ipc/currentcontrol.service.h"
 
@@ -13,8 +16,13 @@
 /// Lets a scenario happen at a station. Limits go the way that any other service's limits go.
 class CScenarioPlayer {
  public:
+  /// Changes the settings that current control reads; keys that are null go.
+  using SettingsChanger = std::function<void(const Json::Value& values)>;
+  /// How often the roof gives what the sun lets it.
+  static constexpr Milliseconds kRoofPeriod{1000};
+
   CScenarioPlayer(IScheduler& scheduler, Rpc::ICommunicationHost& host, CStation& station,
-                  CSupervisor& supervisor);
+                  CSupervisor& supervisor, SettingsChanger changeSettings);
 
   /// The scenario's time begins now. Any thread, once.
   void Play(const SScenario& scenario);
@@ -24,6 +32,7 @@ class CScenarioPlayer {
   void Do(const SScenario::SSetLimit& action);
   void Do(const SScenario::SClearLimit& action);
   void Do(const SScenario::SVehicleChange& change);
+  void Do(const SScenario::SCable& cable);
   void Do(const SScenario::SPpState& action);
   void Do(const SScenario::STemperatures& temperatures);
   void Do(const SScenario::SChargeControl& action);
@@ -31,10 +40,17 @@ class CScenarioPlayer {
   void Do(const SScenario::SHouseChange& change);
   void Do(const SScenario::SMeteringChip& action);
   void Do(const SScenario::SMeter& action);
+  void Do(const SScenario::SRoof& roof);
+  void Do(const SScenario::SStationMeter& action);
+  void Do(const SScenario::SSettings& settings);
 
+  const IClock& mClock;
   CStation& mStation;
   CSupervisor& mSupervisor;
   ipc::CCurrentControlClient mCurrentControl;
+  const SettingsChanger mChangeSettings;
+  TimePoint mBegin{};
   std::vector<CCallHandle> mCalls;
+  CCallHandle mShining;
   CWorker mWorker;
 };

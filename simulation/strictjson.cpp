@@ -139,6 +139,11 @@ std::string CStrictJson::CNode::Text() const {
   return mValue->asString();
 }
 
+const Json::Value& CStrictJson::CNode::Object() const {
+  if (!mValue->isObject()) Fail("must be an object");
+  return *mValue;
+}
+
 std::size_t CStrictJson::CNode::Choice(const std::vector<std::string_view>& texts) const {
   const auto found = std::find(texts.begin(), texts.end(), Text());
   if (found == texts.end()) Fail("must be " + Quoted(texts, " or "));

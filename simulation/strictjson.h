@@ -54,6 +54,8 @@ class CStrictJson::CNode {
   std::string Text() const;
   /// Which of these texts it is, counted from 0.
   std::size_t Choice(const std::vector<std::string_view>& texts) const;
+  /// An object with whatever keys.
+  const Json::Value& Object() const;
   bool IsText() const { return mValue->isString(); }
 
  private:

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <filesystem>
 
+#include "simulation/settingschange.h"
 #include "simulation/simulatedctmeter.h"
 #include "simulation/simulatedrs485line.h"
 
@@ -24,7 +25,8 @@ CVirtualStation::CVirtualStation(const SFiles& files)
       mModbusUnit(mStation.Meter(), *FindModbusMeterModel(kModbusModel)),
       mHomeWizard(std::make_shared<CSimulatedHomeWizard>(mScheduler)),
       mSupervisor(mScheduler, mPeerHost),
-      mPlayer(mScheduler, mPeerHost, mStation, mSupervisor),
+      mPlayer(mScheduler, mPeerHost, mStation, mSupervisor,
+              [this](const Json::Value& values) { ChangeSettings(values); }),
       mServiceHost(Rpc::InProcessBackend(mNetwork), mFiles, kRoot),
       mStarted(mScheduler.Now()) {
   Write(mFiles, "hwinfo.json", files.hwinfo);
@@ -67,6 +69,10 @@ void CVirtualStation::Start() {
 
 void CVirtualStation::Play(const SScenario& scenario) {
   mPlayer.Play(scenario);
+}
+
+void CVirtualStation::ChangeSettings(const Json::Value& values) {
+  ::ChangeSettings(mFiles, SettingsPath(), values);
 }
 
 void CVirtualStation::RunFor(Milliseconds span) {

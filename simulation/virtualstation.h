@@ -3,6 +3,8 @@
 #include <memory>
 #include <string>
 
+#include <json/value.h>
+
 #include "platform/rpc/appcommunicationhost.h"
 #include "platform/rpc/inprocessbackend.h"
 #include "platform/worker/virtualscheduler.h"
@@ -36,6 +38,8 @@ class CVirtualStation {
   void Start();
   /// The scenario's time begins now.
   void Play(const SScenario& scenario);
+  /// Changes keys of settings.json as another process would; those that are null go.
+  void ChangeSettings(const Json::Value& values);
   void RunFor(Milliseconds span);
   /// Lets the supervisor end the service and stops everything.
   void Terminate();

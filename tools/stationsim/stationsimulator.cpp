@@ -4,6 +4,7 @@
 
 #include <fmt/ostream.h>
 
+#include "simulation/settingschange.h"
 #include "tools/stationsim/stationtable.h"
 
 namespace {
@@ -25,7 +26,11 @@ CStationSimulator::CStationSimulator(SSettings settings, IScheduler& scheduler, 
       mTable(out, mSettings.isTerminal),
       mStation(scheduler, host),
       mSupervisor(scheduler, host),
-      mPlayer(scheduler, host, mStation, mSupervisor),
+      mPlayer(scheduler, host, mStation, mSupervisor,
+              [this](const Json::Value& values) {
+                if (!mSettings.root.empty())
+                  ::ChangeSettings(mFiles, mSettings.root / "etc" / "settings.json", values);
+              }),
       mPeer(host.CreateClient("CurrentControl")),
       mCurrentControl(mPeer),
       mBegin(scheduler.Now()),

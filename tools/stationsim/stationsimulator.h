@@ -9,6 +9,7 @@
 #include "ipc/currentcontrol.service.h"
 
 #include "platform/rpc/communicationhost.h"
+#include "platform/utility/posixfiles.h"
 #include "platform/worker/worker.h"
 #include "simulation/chiptree.h"
 #include "simulation/scenario.h"
@@ -55,6 +56,7 @@ class CStationSimulator {
   std::optional<CChipTree> mChipTree;
   std::optional<COfferedMeters> mMeters;
   CSupervisor mSupervisor;
+  CPosixFiles mFiles;
   CScenarioPlayer mPlayer;
   const std::shared_ptr<Rpc::CClient> mPeer;
   ipc::CCurrentControlClient mCurrentControl;  // for the table
