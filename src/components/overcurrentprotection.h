@@ -1,16 +1,18 @@
 #pragma once
 
 #include <array>
+#include <chrono>
 #include <cstdint>
-#include <deque>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <span>
 #include <vector>
 
 #include "platform/utility/mutex.h"
-#include "platform/worker/worker.h"
 #include "src/components/limiter.h"
+#include "src/components/recentsamples.h"
+#include "src/components/vehiclewatch.h"
 #include "src/rpc/clients/stationmeter.h"
 
 class CCurrentControlConfig;
@@ -37,7 +39,7 @@ class COvercurrentProtection final : public IChargeControl, public ILimiter {
     std::shared_ptr<CDiagnosticsSignal> installationLimitExceeded;
     std::shared_ptr<CDiagnosticsSignal> cableRatingExceeded;
   };
-  /// Called on the worker; `limitChanged` on the thread that changes the limit. No lock is held.
+  /// Called on the worker. No lock is held.
   struct SCallbacks {
     StationMeter meter;
     std::function<void()> stopCharging;
@@ -64,5 +66,44 @@ class COvercurrentProtection final : public IChargeControl, public ILimiter {
   void ClearWarnings();
 
   /// From the stop until the vehicle is unplugged.
-  bool HasStopped() const;
+  bool HasStopped() const { return mWatch.HasStopped(); }
+
+ private:
+  struct STimer {
+    SThreshold threshold;
+    std::optional<CCallHandle> running;
+  };
+
+  void AnnounceLimit(std::uint32_t limit);
+  std::uint32_t MonitoredLimit() const EXCLUDES(mMutex);
+
+  // On the worker.
+  void TellLimit();
+  void Check();
+  void NoteMeter(bool isThere);
+  void Follow(STimer& timer, std::int64_t average, std::uint32_t limit);
+  void Expire(STimer& timer);
+  void CancelTimers();
+  void RaiseWarnings(std::uint32_t limit);
+  void OnUnplugged();
+
+  const std::shared_ptr<CCurrentControlConfig> mConfig;
+  const std::uint64_t mHardwareLimit;      ///< mA
+  const std::uint64_t mInstallationLimit;  ///< mA
+  const std::shared_ptr<ILimiter> mCable;
+  const SSignals mSignals;
+  const SCallbacks mCallbacks;
+
+  mutable CMutex mMutex;
+  /// mA; what the hardware carries until it is told. Followed while stopped as well, so that it is right when
+  /// the vehicle is unplugged.
+  std::uint32_t mMonitoredLimit GUARDED_BY(mMutex);
+
+  // The worker's own.
+  static constexpr std::uint32_t kAveraged = 5;
+  CRecentSamples<kAveraged> mSamples;  ///< mA
+  std::vector<STimer> mTimers;         ///< as many as there are thresholds, from the start
+  bool mIsMeterSilent = false;
+
+  CVehicleWatch mWatch;  // last, so that its worker ends first
 };

@@ -1,13 +1,14 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
 
-#include "platform/utility/mutex.h"
-#include "platform/worker/worker.h"
 #include "src/components/limiter.h"
+#include "src/components/recentsamples.h"
+#include "src/components/vehiclewatch.h"
 #include "src/rpc/clients/stationmeter.h"
 
 class CCurrentControlConfig;
@@ -22,7 +23,7 @@ class CPhaseImbalanceMonitor final : public IChargeControl, public ILimiter {
  public:
   static constexpr Milliseconds kPeriod{1250};
 
-  /// Called on the worker, `limitChanged` under this object's lock.
+  /// Called on the worker. No lock is held.
   struct SCallbacks {
     StationMeter meter;
     std::function<void()> stopCharging;
@@ -41,4 +42,43 @@ class CPhaseImbalanceMonitor final : public IChargeControl, public ILimiter {
   /// 0 mA until the first look at the meter.
   SLimit GetLimit() override;
   void SetChargingState(ipc::EChargingState state) override;
+
+ private:
+  /// In the mean of the last four samples balancing is done, with one minute's it is verified.
+  static constexpr std::uint32_t kBalanced = 4;
+  static constexpr std::uint32_t kVerified = 48;
+  struct SPhase {
+    CRecentSamples<kVerified> power;    ///< mVA
+    CRecentSamples<kBalanced> voltage;  ///< V
+  };
+
+  // On the worker.
+  void Update();
+  void NoteMeter(bool isThere);
+  void AddSamples(const SStationMeterData& data);
+  void BalancePhases(std::int64_t maximum);
+  void VerifyPhaseBalanceLimit(std::int64_t maximum);
+  void Stop(std::int64_t maximum);
+  void OnUnplugged();
+  void UpdateLimit(std::int64_t limit);
+  void SetLimit(std::int32_t limit);
+  void FallToZero();
+  void ForgetPowers();
+  void ForgetSamples();
+  /// mVA; the setting is read anew.
+  std::int64_t MaximumImbalance() const;
+
+  const std::shared_ptr<CCurrentControlConfig> mConfig;
+  const std::shared_ptr<CDiagnosticsSignal> mLimitExceeded;
+  const SCallbacks mCallbacks;
+  std::atomic<std::int32_t> mLimit{0};  ///< mA
+
+  // The worker's own.
+  std::array<SPhase, 3> mPhases;
+  std::uint32_t mRuns = 0;       ///< since the last balancing
+  bool mHasRestarted = false;    ///< samples of before the newest limit are not to be verified
+  bool mIsLimitRemoved = false;  ///< until the next one, be it the same
+  bool mIsMeterSilent = false;
+
+  CVehicleWatch mWatch;  // last, so that its worker ends first
 };

@@ -1,0 +1,68 @@
+#include "src/components/vehiclewatch.h"
+
+#include <utility>
+
+CVehicleWatch::CVehicleWatch(IScheduler& scheduler, const std::string& name, Milliseconds period,
+                             SCalls calls)
+    : mPeriod(period), mCalls(std::move(calls)), mWorker(scheduler, name) {
+  mWorker.Start();
+}
+
+// The lock is held while posting, so that the worker does what was said last.
+void CVehicleWatch::Enable() {
+  const CMutexLock lock(mMutex);
+  mIsEnabled = true;
+  mWorker.NonBlockingCall([this] { Begin(); });
+}
+
+void CVehicleWatch::Disable() {
+  const CMutexLock lock(mMutex);
+  mIsEnabled = false;
+  mWorker.NonBlockingCall([this] { End(); });
+}
+
+bool CVehicleWatch::IsEnabled() const {
+  const CMutexLock lock(mMutex);
+  return mIsEnabled;
+}
+
+bool CVehicleWatch::HasStopped() const {
+  const CMutexLock lock(mMutex);
+  return mHasStopped;
+}
+
+void CVehicleWatch::SetChargingState(ipc::EChargingState state) {
+  if (state == ipc::EChargingStateNoVehicle) mWorker.NonBlockingCall([this] { OnNoVehicle(); });
+}
+
+void CVehicleWatch::Stop() {
+  {
+    const CMutexLock lock(mMutex);
+    mHasStopped = true;
+  }
+  mLooking.Cancel();
+}
+
+void CVehicleWatch::Begin() {
+  if (!IsEnabled() || HasStopped()) return;
+  const auto lookIfEnabled = [this] {
+    if (IsEnabled()) mCalls.look();
+  };
+  mLooking = mWorker.AddCall(lookIfEnabled, mPeriod, mPeriod);
+}
+
+void CVehicleWatch::End() {
+  mLooking.Cancel();
+  mCalls.forget();
+}
+
+void CVehicleWatch::OnNoVehicle() {
+  // Else what the vehicle drew might stop the next one.
+  mCalls.forget();
+  {
+    const CMutexLock lock(mMutex);
+    if (!std::exchange(mHasStopped, false)) return;
+  }
+  mCalls.unplugged();
+  Begin();
+}
