@@ -1,13 +1,12 @@
 #include "simulation/blackoutevening.h"
 
 #include <algorithm>
-#include <array>
-#include <stdexcept>
 #include <string_view>
 #include <utility>
 
 #include <fmt/format.h>
 
+#include "simulation/metersettings.h"
 #include "src/components/measurementsources/measurement.h"
 #include "src/components/settingskeys.h"
 #include "src/limitationsources/limits.h"
@@ -28,33 +27,13 @@ constexpr std::uint32_t kTolerance = 300;
 /// How far the fuse is used, in percent of its rating.
 constexpr std::uint32_t kUsedPercent = 85;
 
-/// A kind of meter: how the settings name it, and what their parameters must hold.
-struct SMeterKind {
-  std::string_view type;
-  std::string parameters;  ///< JSON within a JSON text
-  Milliseconds noticed;    ///< at the latest, from the last measurement on
-};
-
 /// How old a reading gets before it is no longer used, a look at that, and what it takes blackout protection
 /// to be sure: three of its own looks and one to act.
 constexpr Milliseconds kMeterNoticed = Milliseconds{5000} + 5 * kSamplingPeriod;
 
-const SMeterKind& MeterKind(const std::string& type) {
-  static const std::array<SMeterKind, 5> kinds{{
-      {"ct", "", kNoticed},
-      {"p1extender", "", kMeterNoticed},
-      {"homewizard", fmt::format(R"({{\"address\": \"{}\"}})", CVirtualStation::kMeterAddress),
-       kMeterNoticed},
-      {"modbustcp",
-       fmt::format(R"({{\"type\": \"{}\", \"address\": \"{}\"}})", CVirtualStation::kModbusModel,
-                   CVirtualStation::kMeterAddress),
-       kMeterNoticed},
-      {"modbusrtu", fmt::format(R"({{\"type\": \"{}\"}})", CVirtualStation::kModbusModel), kMeterNoticed},
-  }};
-  const auto found = std::ranges::find(kinds, type, &SMeterKind::type);
-  if (found == kinds.end())
-    throw std::invalid_argument(fmt::format("there is no kind of meter \"{}\"", type));
-  return *found;
+/// By when it is noticed at the latest that nothing is measured.
+Milliseconds Noticed(std::string_view meter) {
+  return meter == SettingsKeys::kCurrentTransformers ? kNoticed : kMeterNoticed;
 }
 
 CVirtualStation::SFiles Files(const SEveningPlan& plan) {
@@ -64,7 +43,7 @@ CVirtualStation::SFiles Files(const SEveningPlan& plan) {
                                        "CurrentCtrlBopFuseRating": {}, "CurrentCtrlBopCtType": "C-CT-16",
                                        "BopSource": "{}", "BopSourceParameters": "{}"}})",
                                   plan.installationAmpere, plan.isProtected, plan.fuseAmpere, plan.meter,
-                                  MeterKind(plan.meter).parameters),
+                                  MeterParametersInSettings(plan.meter)),
           .secrets = ""};
 }
 
@@ -144,7 +123,7 @@ void CBlackoutEvening::Watch() {
     Violation(fmt::format("the fuse tripped on phase {}", *moment.house.fuse.TrippedPhase()));
   }
   if (moment.measured || !mPlan.isProtected) mMeasuredLast = moment.at;
-  if (moment.at - mMeasuredLast > MeterKind(mPlan.meter).noticed && mSetpoint >= kFallback + kForwarded) {
+  if (moment.at - mMeasuredLast > Noticed(mPlan.meter) && mSetpoint >= kFallback + kForwarded) {
     Violation(fmt::format("a setpoint of {} mA without measuring", mSetpoint));
   }
   const bool charges = mStation.Peers().ChargePoint().View().state == CVehicle::EState::Charging;

@@ -7,17 +7,16 @@
 #include <vector>
 
 #include "simulation/dayplan.h"
+#include "simulation/dayrule.h"
 #include "simulation/stationmoment.h"
+#include "simulation/stationobserver.h"
+#include "simulation/virtualstation.h"
 
 /// Plays a planned day at a whole station in virtual time, with the application that ships, and checks all
-/// the while what must hold on every day (see CDayRules). One thread.
+/// the while what must hold on every day: see `CDayRule` and those who derive from it. One thread.
 class CStationDay {
  public:
-  struct SViolation {
-    Milliseconds at;
-    std::string rule;     ///< what did not hold, the same words on every day
-    std::string figures;  ///< by how much
-  };
+  using SViolation = SDayViolation;
   struct SOutcome {
     std::vector<SViolation> violations;  ///< in order of time; empty when all held
     std::uint64_t chargedWattHours = 0;
@@ -29,18 +28,49 @@ class CStationDay {
   };
   using Observer = std::function<void(const SStationMoment&)>;
 
+  static constexpr Milliseconds kUsualStep{10000};
+  /// How often the rules are checked, and the world moves on.
+  static constexpr Milliseconds kCheckPeriod{1000};
+
   /// `observer` sees a moment of every `step`, the start first; a step is a whole number of `kCheckPeriod`.
   explicit CStationDay(SDayPlan plan, Observer observer = {}, Milliseconds step = kUsualStep);
-  ~CStationDay();
 
   /// Once.
   SOutcome Play();
 
-  static constexpr Milliseconds kUsualStep{10000};
-  /// How often the rules are checked.
-  static constexpr Milliseconds kCheckPeriod{1000};
-
  private:
-  class CImplementation;
-  const std::unique_ptr<CImplementation> mImplementation;
+  void CreateRules();
+  void Happen();
+  void Visit(Milliseconds now);
+  void Plug(const SDayPlan::SVisit& visit);
+  void Unplug();
+  void ChangeSettings(Milliseconds now);
+  void Trouble(Milliseconds now);
+  void Suffer(const SDayPlan::STrouble& trouble, bool begins);
+  void Watch();
+  void NoteStop();
+  void NoteMeters(Milliseconds now);
+  void OnSetpoint(std::uint32_t milliAmpere, std::uint32_t phases);
+  void AddUp(const SStationMoment& moment);
+
+  const SDayPlan mPlan;
+  const Observer mObserver;
+  const Milliseconds mStep;
+  const CSolarRoof mRoof;
+  SDaySituation mSituation;
+  std::vector<std::unique_ptr<CDayRule>> mRules;
+  // Of the plan, what comes next.
+  std::size_t mNextLoads = 0;
+  std::size_t mNextVisit = 0;
+  std::size_t mNextChange = 0;
+  std::size_t mNextTrouble = 0;
+  bool mIsTroubled = false;  ///< that trouble has begun
+  Milliseconds mHouseMeterGoodFrom{0};
+  Milliseconds mStationMeterGoodFrom{0};
+  std::uint32_t mPhases = 0;
+  std::int64_t mChargedWattSeconds = 0;
+  std::int64_t mSolarWattSeconds = 0;
+  SOutcome mOutcome;
+  CVirtualStation mStation;
+  CStationObserver mSight;
 };

@@ -20,7 +20,10 @@ struct SStationMoment {
   std::uint32_t fuseMilliAmpere = 0;    ///< rating of the main fuse
   double fuseHeat = 0;                  ///< as a part of what trips it
   bool hasFuseTripped = false;
-  std::int32_t surplusWatt = 0;  ///< what the roof gives and the household does not take
+  std::int32_t surplusWatt =
+      0;  ///< what the roof gives and the household does not take; negative: it takes more
+  std::int32_t gridWatt = 0;    ///< drawn at the house connection; negative: fed in
+  std::uint32_t milliVolt = 0;  ///< there, of L1
 
   std::uint32_t setpointMilliAmpere = 0;  ///< as charge control took it
   std::uint32_t setpointPhases = 0;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 
 #include "ipc/currentcontrol.service.h"
@@ -14,9 +15,11 @@ class CStationObserver {
   explicit CStationObserver(CVirtualStation& station);
 
   SStationMoment Look();
+  /// The limit, in mA, that the service has stored for a source; none: there is no such limit.
+  std::optional<std::int32_t> LimitOf(ipc::ECurrentControlSource source);
 
  private:
-  void AskWhoDecides();
+  void NoteSetpoint(SStationMoment& moment);
 
   CVirtualStation& mStation;
   ipc::CCurrentControlClient mCurrentControl;
