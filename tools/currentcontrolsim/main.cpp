@@ -1,0 +1,69 @@
+#include <cstdint>
+#include <fstream>
+#include <iostream>
+
+#include <fmt/ostream.h>
+#include <unistd.h>
+
+#include "platform/utility/jsontext.h"
+#include "platform/utility/posixfiles.h"
+#include "simulation/strictjson.h"
+#include "tools/currentcontrolsim/manydays.h"
+#include "tools/currentcontrolsim/reportcsv.h"
+#include "tools/currentcontrolsim/reporthtml.h"
+#include "tools/currentcontrolsim/reportsummary.h"
+#include "tools/currentcontrolsim/simulate.h"
+#include "tools/display/options.h"
+
+namespace {
+
+enum EExit : int { kGood = 0, kBroken = 1, kWrongUsage = 2 };
+
+template <class TWrite>
+void WriteFile(const std::filesystem::path& path, const SSimulatedRun& run, const TWrite& write) {
+  if (path.empty()) return;
+  std::ofstream out(path, std::ios::binary);
+  write(out, run);
+  out.close();
+  if (!out) throw CFileError(fmt::format("{}: cannot be written", path.string()));
+}
+
+EExit RunOnce(const SSimOptions& options) {
+  CPosixFiles files;
+  const SSimulatedRun run = options.scenario.empty() ? Simulate::Day(files, options, options.seed)
+                                                     : Simulate::Scenario(files, options);
+  WriteFile(options.csv, run, WriteCsv);
+  WriteFile(options.html, run, WriteHtml);
+  std::cout << (options.json ? JsonText::ToLine(ReportSummary::ToJson(run)) + "\n"
+                             : ReportSummary::ToText(run));
+  return run.IsGood() ? kGood : kBroken;
+}
+
+EExit RunDays(const SSimOptions& options) {
+  CPosixFiles files;
+  CManyDays days(*options.days, std::cerr, isatty(STDERR_FILENO) == 1);
+  for (std::uint64_t i = 0; i < *options.days; ++i)
+    days.Add(options.seed + i, Simulate::Day(files, options, options.seed + i));
+  std::cout << (options.json ? JsonText::ToLine(days.ToJson()) + "\n" : days.ToText());
+  return days.IsGood() ? kGood : kBroken;
+}
+
+EExit Fail(const std::exception& error) {
+  std::cerr << "currentcontrolsim: " << error.what() << '\n';
+  return kWrongUsage;
+}
+
+}  // namespace
+
+int main(int argc, char* argv[]) {
+  try {
+    const SSimOptions options = ReadSimOptions({argv, static_cast<std::size_t>(argc)});
+    if (!options.help) return options.days ? RunDays(options) : RunOnce(options);
+    std::cout << SimHelp();
+    return kGood;
+  } catch (const CUsageError& error) {
+    return Fail(error);
+  } catch (const CFileError& error) {
+    return Fail(error);
+  }
+}

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <json/value.h>
+
+#include "tools/currentcontrolsim/simulatedrun.h"
+
+/// What a run comes to, in a few figures.
+namespace ReportSummary {
+
+struct SFact {
+  enum class EState { Neutral, Held, Violated };
+  std::string_view name;
+  std::string value;
+  std::string detail;  ///< may be empty
+  EState state = EState::Neutral;
+};
+
+std::vector<SFact> Facts(const SSimulatedRun& run);
+
+/// For people; ends with a line end.
+std::string ToText(const SSimulatedRun& run);
+
+/// For programs.
+Json::Value ToJson(const SSimulatedRun& run);
+
+Json::Value ToJson(const std::vector<CStationDay::SViolation>& violations);
+
+}  // namespace ReportSummary

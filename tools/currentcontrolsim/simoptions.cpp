@@ -1,0 +1,129 @@
+#include "tools/currentcontrolsim/simoptions.h"
+
+#include <array>
+#include <chrono>
+
+#include <fmt/format.h>
+
+#include "platform/utility/jsontext.h"
+#include "tools/display/options.h"
+
+namespace {
+
+constexpr std::uint64_t kMostSeed = 1000000000;
+constexpr std::uint64_t kMostDays = 1000000;
+constexpr std::uint64_t kMostHours = 24 * 366;
+constexpr std::uint64_t kMostStep = 3600;
+
+/// KEY=VALUE, where the value is JSON, or else a text as it stands.
+void ReadOverride(const std::string& argument, Json::Value& overrides) {
+  const std::size_t equals = argument.find('=');
+  if (equals == 0 || equals == std::string::npos) {
+    throw CUsageError(
+        fmt::format("--set takes KEY=VALUE, such as SolarChargingEnable=true, not '{}'", argument));
+  }
+  const std::string text = argument.substr(equals + 1);
+  Json::Value object;
+  const bool isJson = JsonText::ParseObject(fmt::format("{{\"value\":{}}}", text), object).empty() &&
+                      object.size() == 1 && object.isMember("value");
+  overrides[argument.substr(0, equals)] = isJson ? object["value"] : Json::Value(text);
+}
+
+void ReadRoot(const std::filesystem::path& root, SSimOptions& options) {
+  options.hwinfo = root / "etc" / "hwinfo.json";
+  options.settings = root / "etc" / "settings.json";
+  options.secrets = root / "etc" / "secrets.json";
+}
+
+/// Which options were there.
+struct SGiven {
+  bool seed = false;
+  bool root = false;
+  bool file = false;
+};
+
+void Check(const SSimOptions& options, const SGiven& given) {
+  const bool isScenario = !options.scenario.empty();
+  if (isScenario && (given.seed || options.days))
+    throw CUsageError("--scenario plays a file, --seed and --days play made-up days: give one of them");
+  if (options.length && !isScenario) throw CUsageError("--hours is for a --scenario; a made-up day has 24");
+  if (options.days && !(options.csv.empty() && options.html.empty()))
+    throw CUsageError("--csv and --html show one run: give --seed without --days");
+  if (given.root && given.file)
+    throw CUsageError("--root names all files: leave --hwinfo and --settings out");
+}
+
+}  // namespace
+
+SSimOptions ReadSimOptions(std::span<char* const> arguments) {
+  static constexpr std::array<option, 14> kOptions{{{"scenario", required_argument, nullptr, 's'},
+                                                    {"hours", required_argument, nullptr, 'n'},
+                                                    {"seed", required_argument, nullptr, 'd'},
+                                                    {"days", required_argument, nullptr, 'D'},
+                                                    {"root", required_argument, nullptr, 'r'},
+                                                    {"hwinfo", required_argument, nullptr, 'w'},
+                                                    {"settings", required_argument, nullptr, 'f'},
+                                                    {"set", required_argument, nullptr, 'k'},
+                                                    {"step", required_argument, nullptr, 'p'},
+                                                    {"csv", required_argument, nullptr, 'c'},
+                                                    {"html", required_argument, nullptr, 'H'},
+                                                    {"json", no_argument, nullptr, 'j'},
+                                                    {"help", no_argument, nullptr, 'h'},
+                                                    {nullptr, 0, nullptr, 0}}};
+  SSimOptions options;
+  SGiven given;
+  const auto words = ReadOptions(
+      arguments, "s:n:d:D:r:w:f:k:p:c:H:jh", kOptions.data(), [&](char letter, const std::string& argument) {
+        if (letter == 's') options.scenario = argument;
+        if (letter == 'n')
+          options.length = std::chrono::hours(ReadWholeNumber("hours", 1, kMostHours, argument));
+        if (letter == 'd') options.seed = ReadWholeNumber("seed", 0, kMostSeed, argument);
+        if (letter == 'D') options.days = ReadWholeNumber("days", 1, kMostDays, argument);
+        if (letter == 'r') ReadRoot(argument, options);
+        if (letter == 'w') options.hwinfo = argument;
+        if (letter == 'f') options.settings = argument;
+        if (letter == 'k') ReadOverride(argument, options.overrides);
+        if (letter == 'p')
+          options.step = std::chrono::seconds(ReadWholeNumber("step", 1, kMostStep, argument));
+        if (letter == 'c') options.csv = argument;
+        if (letter == 'H') options.html = argument;
+        if (letter == 'j') options.json = true;
+        if (letter == 'h') options.help = true;
+        given.seed = given.seed || letter == 'd';
+        given.root = given.root || letter == 'r';
+        given.file = given.file || letter == 'w' || letter == 'f';
+      });
+  if (!words.empty()) throw CUsageError(fmt::format("'{}' is no option; --help lists them", words.front()));
+  Check(options, given);
+  return options;
+}
+
+std::string SimHelp() {
+  return "usage: currentcontrolsim [--scenario FILE | --seed N] [OPTION]\n\n"
+         "Runs a charging station in virtual time, with the application that ships, in a house with a main "
+         "fuse,\n"
+         "a roof that gives solar power and vehicles that come and go, and shows what it did and why.\n\n"
+         "What is played:\n"
+         "  -s, --scenario=FILE  what happens is in the file (docs/scenarios.md)\n"
+         "  -n, --hours=N        so long; otherwise once through it, or to its last event and an hour more\n"
+         "  -d, --seed=N         a made-up day (1); the same number gives the same day everywhere\n"
+         "  -D, --days=N         that day and those with the next numbers; tells only which broke a rule\n\n"
+         "At which station, if not at one that fits:\n"
+         "  -r, --root=PATH      an installation's own etc/hwinfo.json, settings.json and secrets.json below "
+         "PATH\n"
+         "  -w, --hwinfo=FILE    its hardware description\n"
+         "  -f, --settings=FILE  its settings; a HomeWizard meter is at 192.168.1.20 or found by its name, "
+         "other\n"
+         "                       meters wherever they are looked for\n"
+         "  -k, --set=KEY=VALUE  another value for a key of the settings; may be given again; null removes "
+         "the key\n\n"
+         "What is told, besides a summary:\n"
+         "  -H, --html=FILE      a page with plots that a browser shows without a network\n"
+         "  -c, --csv=FILE       a table with a header\n"
+         "  -p, --step=SECONDS   between two rows or points of them (10)\n"
+         "  -j, --json           the summary as JSON\n"
+         "  -h, --help           show this and exit\n\n"
+         "Exit status: 0 good, 1 a rule was broken or the main fuse tripped, 2 wrong usage or a file that "
+         "cannot\n"
+         "be read or written.\n";
+}
