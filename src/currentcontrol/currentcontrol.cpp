@@ -7,11 +7,8 @@
 
 #include "platform/diagnostics/diagnosticssignal.h"
 #include "platform/log/log.h"
-#include "src/components/blackoutprotection/blackoutprotection.h"
-#include "src/components/blackoutprotection/blackoutprotectiondglb.h"
 #include "src/components/meterfeatures.h"
 #include "src/diagnosticssignals/diagnosticssignals.h"
-#include "src/limitationsources/limits.h"
 #include "src/rpc/clients/temperaturelinks.h"
 #include "src/rpc/services/currentcontrolservice.h"
 #include "src/rpc/services/processcontrolservice.h"
@@ -23,9 +20,6 @@ constexpr auto kSettings = "etc/settings.json";
 constexpr auto kHwinfo = "etc/hwinfo.json";
 constexpr auto kSecrets = "etc/secrets.json";
 }  // namespace Files
-
-/// As often as the house is measured.
-constexpr Milliseconds kBlackoutProtectionPeriod = kSamplingPeriod;
 
 ipc::MResult Posted() {
   return {};
@@ -47,7 +41,9 @@ CCurrentcontrol::CCurrentcontrol(const std::string& root, SEnvironment environme
           environment.scheduler,
           environment.host.CreateClient("ChargeControlBasicCharge", CChargeControlService::kTimeout))),
       mMeter(std::make_shared<CMeterService>(environment.scheduler, environment.host.CreateClient("Meter"))),
-      mAdac(environment.host.CreateClient("Adac")),
+      mAdacPeer(environment.host.CreateClient("Adac")),
+      mAdacService(std::make_shared<CAdacService>(mAdacPeer)),
+      mAdac(mAdacPeer),
       mNetM(environment.host.CreateClient("NetM")),
       mSafetyMcuComm(environment.host.CreateClient("SafetyMcuComm")),
       mLimiter(std::make_shared<CCurrentLimiter>(
@@ -58,8 +54,16 @@ CCurrentcontrol::CCurrentcontrol(const std::string& root, SEnvironment environme
       mTemperatureReport(std::make_shared<CTemperatureReport>(Signal(DiagnosticsSignals::kTemperatures))),
       mLimitRequests(mLimiter),
       mSources(SourceDependencies()),
+      mComponents({.scheduler = environment.scheduler,
+                   .config = mConfig,
+                   .limiter = mLimiter,
+                   .chargeControl = mChargeControl,
+                   .adac = mAdacService,
+                   .meter = mMeter->Reader(),
+                   .sources = mSources,
+                   .signal = [this](const CSignalDefinition& definition) { return Signal(definition); }}),
       mFinished(environment.scheduler.CreateEvent()),
-      mActions(mConfig, mLimiter, mChargeControl, CreateComponents(),
+      mActions(mConfig, mLimiter, mChargeControl, mComponents.InOrder(),
                [this] {
                  ConnectPeers();
                  mSources.InitSources();
@@ -81,10 +85,8 @@ void CCurrentcontrol::Start() {
   // A second instance by mistake must not tell charge control anything before it finds out.
   mEnvironment.host.CheckAddresses();
   mDiagnostics->Start();
-  mChargeControl->Connect([this](ipc::EChargingState state) {
-    for (const auto& follower : mChargingFollowers) follower->SetChargingState(state);
-  });
-  for (const auto& component : mHeld) SetLimit(component->GetLimit());
+  mChargeControl->Connect([this](ipc::EChargingState state) { mComponents.SetChargingState(state); });
+  mComponents.Hold();
   mLimiter->SetInitialLimits();
   mStateMachine.Start();
   mEnvironment.host.Start();
@@ -107,6 +109,7 @@ void CCurrentcontrol::Stop() {
   mStateMachine.Stop();
   mSources.DeInitSources();
   mSubscriptions.clear();
+  mAdacService->Disconnect();
   mMeter->Disable();
   mChargeControl->Disconnect();
   mDiagnostics->Stop();
@@ -145,6 +148,7 @@ void CCurrentcontrol::ConnectPeers() {
 }
 
 void CCurrentcontrol::ConnectIAdac() {
+  mAdacService->Connect();
   mSubscriptions.push_back(LinkTemperatures(
       mAdac, [this](auto source, float celsius) { mTemperatureReport->SetTemperature(source, celsius); }));
 }
@@ -176,48 +180,6 @@ CMeasurementSourceFactory::SDependencies CCurrentcontrol::SourceDependencies() {
   std::ranges::transform(DiagnosticsSignals::kImplausibleCt, dependencies.implausibleCt.begin(),
                          [this](const CSignalDefinition& definition) { return Signal(definition); });
   return dependencies;
-}
-
-std::vector<std::shared_ptr<ILimiter>> CCurrentcontrol::CreateComponents() {
-  std::vector<std::shared_ptr<ILimiter>> components;
-  if (mConfig->GetBopEnable()) components.push_back(CreateBlackoutProtection());
-  return components;
-}
-
-std::shared_ptr<CBlackoutProtectionBase> CCurrentcontrol::CreateBlackoutProtection() {
-  IScheduler& scheduler = mEnvironment.scheduler;
-  auto source = mSources.Create(mConfig->GetBopSource(), mConfig->GetBopSourceParameters());
-  CBlackoutProtectionBase::SSignals signals{.current = Signal(DiagnosticsSignals::kBopCurrent),
-                                            .constraint = Signal(DiagnosticsSignals::kBopConstraint),
-                                            .meterFailure = Signal(DiagnosticsSignals::kBopMeterFailure),
-                                            .usingFallback = Signal(DiagnosticsSignals::kBopUsingFallback),
-                                            .invalidConfig = Signal(DiagnosticsSignals::kBopInvalidConfig),
-                                            .sourceUnusable = Signal(DiagnosticsSignals::kBopSourceUnusable)};
-  std::shared_ptr<CBlackoutProtectionBase> blackoutProtection;
-  if (mConfig->GetGroupLoadBalancingEnable()) {
-    LOG_INFO("BlackoutProtection for DynamicGroupLoadBalancing enabled");
-    LOG_WARNING(
-        "Nothing protects the main fuse: this version has no group leader to share out what it has left");
-    blackoutProtection = std::make_shared<CBlackoutProtectionDGLB>(
-        scheduler, std::move(source), mConfig, kBlackoutProtectionPeriod, std::move(signals));
-  } else {
-    LOG_INFO("Stand alone BlackoutProtection enabled");
-    auto standalone = std::make_shared<CBlackoutProtection>(
-        scheduler, std::move(source), mConfig, kBlackoutProtectionPeriod, std::move(signals),
-        CBlackoutProtection::SCallbacks{
-            .presentCurrent = [limiter = mLimiter] { return limiter->GetSetpoint().current; },
-            .limitChanged = [this](const SLimit& limit) { SetLimit(limit); }});
-    mChargingFollowers.push_back(standalone);
-    mHeld.push_back(standalone);
-    blackoutProtection = std::move(standalone);
-  }
-  blackoutProtection->Init();  // when it fails, it says why, and what it does then
-  return blackoutProtection;
-}
-
-void CCurrentcontrol::SetLimit(const SLimit& limit) {
-  mLimiter->SetLimitWithDefaultPhases(limit.source,
-                                      static_cast<float>(limit.milliAmpere) / kMilliAmperePerAmpere);
 }
 
 std::shared_ptr<CDiagnosticsSignal> CCurrentcontrol::Signal(const CSignalDefinition& definition) const {

@@ -13,14 +13,14 @@
 #include "platform/rpc/communicationhost.h"
 #include "platform/utility/files.h"
 #include "platform/worker/scheduler.h"
-#include "src/components/blackoutprotection/blackoutprotectionbase.h"
 #include "src/components/currentcontrolconfig.h"
 #include "src/components/currentlimiter.h"
-#include "src/components/limiter.h"
 #include "src/components/measurementsources/measurementsourcefactory.h"
 #include "src/components/measurementsources/meteraccess.h"
 #include "src/components/processactionhandler.h"
 #include "src/components/temperaturereport.h"
+#include "src/currentcontrol/limitingcomponents.h"
+#include "src/rpc/clients/adacservice.h"
 #include "src/rpc/clients/chargecontrolservice.h"
 #include "src/rpc/clients/meterservice.h"
 #include "src/rpc/services/currentlimitrequests.h"
@@ -66,13 +66,7 @@ class CCurrentcontrol {
   void ConnectINetM();
   void ConnectISafetymcucomm();
 
-  /// The components that the configuration enables, in the order in which they are enabled. One that others
-  /// need becomes a member too, declared before `mActions`.
-  std::vector<std::shared_ptr<ILimiter>> CreateComponents();
-  std::shared_ptr<CBlackoutProtectionBase> CreateBlackoutProtection();
   CMeasurementSourceFactory::SDependencies SourceDependencies();
-  /// Takes a component's limit to the current limiter.
-  void SetLimit(const SLimit& limit);
   std::shared_ptr<CDiagnosticsSignal> Signal(const CSignalDefinition& definition) const;
 
   void OfferServices();
@@ -89,6 +83,8 @@ class CCurrentcontrol {
   std::shared_ptr<CDiagnosticsCommClient> mDiagnostics;
   std::shared_ptr<CChargeControlService> mChargeControl;
   std::shared_ptr<CMeterService> mMeter;
+  std::shared_ptr<Rpc::CClient> mAdacPeer;
+  std::shared_ptr<CAdacService> mAdacService;
   ipc::CAdacClient mAdac;
   ipc::CNetMClient mNetM;
   ipc::CSafetyMcuCommClient mSafetyMcuComm;
@@ -98,10 +94,7 @@ class CCurrentcontrol {
   CCurrentLimitRequests mLimitRequests;
 
   CMeasurementSourceFactory mSources;
-  /// Those of the components that are told whether the vehicle is charging.
-  std::vector<std::shared_ptr<IChargeControl>> mChargingFollowers;
-  /// Those whose limit holds from the start, before anybody enables them: the vehicle waits for them.
-  std::vector<std::shared_ptr<IChargeControl>> mHeld;
+  CLimitingComponents mComponents;
 
   std::unique_ptr<IEvent> mFinished;
   CProcessActionHandler mActions;

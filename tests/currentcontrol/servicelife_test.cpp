@@ -19,7 +19,8 @@ class CServiceLifeTest : public ::testing::Test {
   std::uint32_t Offered() { return mStation.Peers().BasicCharge().LastArrival().value().milliAmpere; }
 
   CLogCapture mLog{Log::ELogLevel::Info};
-  CVirtualStation mStation{{.hwinfo = R"({"HwMaxCurrent": 32, "HwOneOrThreePhase": 3})",
+  CVirtualStation mStation{{.hwinfo = R"({"HwMaxCurrent": 32, "HwOneOrThreePhase": 3, "HwHasMeter": true,
+                                          "HwHasSocket": false})",
                             .settings = R"({"CurrentCtrlFixedChargeCurrentLimit": 25,
                                             "UserDefinedChargeLimitCurrentAllowed": true})",
                             .secrets = ""}};
@@ -45,8 +46,9 @@ TEST_F(CServiceLifeTest, StationWithoutConfigurationGivesNothing) {
   bare.Start();
   bare.RunFor(std::chrono::seconds(5));
   EXPECT_EQ(bare.Peers().BasicCharge().LastArrival().value().milliAmpere, 0U);
-  EXPECT_EQ(mLog.Count("HwMaxCurrent is set to 0 in hwinfo.json"), 1);
-  EXPECT_EQ(mLog.Count("CurrentCtrlFixedChargeCurrentLimit is set to 0 in settings.json"), 1);
+  // Said to overcurrent protection and to the current limiter.
+  EXPECT_EQ(mLog.Count("HwMaxCurrent is set to 0 in hwinfo.json"), 2);
+  EXPECT_EQ(mLog.Count("CurrentCtrlFixedChargeCurrentLimit is set to 0 in settings.json"), 2);
 }
 
 TEST_F(CServiceLifeTest, BlackoutProtectionHoldsChargingFromTheFirstSetpointOn) {
@@ -70,8 +72,8 @@ TEST_F(CServiceLifeTest, PeersThatComeAndGoAreToldOnceEachAndFoundAgain) {
   }
   mStation.Start();
   mStation.RunFor(std::chrono::hours(1));
-  EXPECT_THAT(mLog.Texts(Log::ELogLevel::Warning), ::testing::SizeIs(5))
-      << "a condition that lasts is no news";
+  EXPECT_THAT(mLog.Texts(Log::ELogLevel::Warning), ::testing::SizeIs(6))
+      << "a condition that lasts is no news: each peer, and what follows of the meter's silence";
   EXPECT_EQ(Offered(), 25000U);
   mStation.SetFault("Diagnostics", EFault::None);
   mStation.RunFor(std::chrono::minutes(1));

@@ -66,8 +66,8 @@ class CVirtualHour {
 TEST(CVirtualHourTest, EverySetpointOfAnHourIsAsTheLimitsSay) {
   const CLogCapture log(Log::ELogLevel::Warning);
   const std::vector<std::string> expected{
-      "00:00 setpoint 32000 mA, 3 phases",           // the hardware,
-      "00:00 setpoint 25000 mA, 3 phases",           // then the installation
+      "00:00 setpoint 0 mA, 3 phases",               // no cable is known yet;
+      "00:00 setpoint 25000 mA, 3 phases",           // it carries more than the installation
       "05:00 setpoint 16000 mA, 3 phases",           //
       "09:59 drawn 16000 16000 16000 mA",            // disabled in between: limits hold
       "15:00 setpoint 16000 mA, 1 phases",           // a second 16 A changed nothing; one phase does

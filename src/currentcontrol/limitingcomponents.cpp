@@ -1,0 +1,184 @@
+#include "src/currentcontrol/limitingcomponents.h"
+
+#include <utility>
+
+#include "platform/log/log.h"
+#include "src/components/blackoutprotection/blackoutprotection.h"
+#include "src/components/blackoutprotection/blackoutprotectiondglb.h"
+#include "src/components/currentcontrolconfig.h"
+#include "src/components/currentlimiter.h"
+#include "src/components/measurementsources/measurementsourcefactory.h"
+#include "src/components/overcurrentprotection.h"
+#include "src/components/phaseimbalancemonitor.h"
+#include "src/components/solarcharging.h"
+#include "src/components/usercablelimit.h"
+#include "src/diagnosticssignals/diagnosticssignals.h"
+#include "src/limitationsources/limits.h"
+#include "src/rpc/clients/chargecontrolservice.h"
+
+namespace {
+
+/// As often as the house is measured.
+constexpr Milliseconds kBlackoutProtectionPeriod = kSamplingPeriod;
+
+float ToAmpere(std::int32_t milliAmpere) {
+  return static_cast<float>(milliAmpere) / kMilliAmperePerAmpere;
+}
+
+}  // namespace
+
+CLimitingComponents::CLimitingComponents(SSurroundings surroundings)
+    : mSurroundings(std::move(surroundings)),
+      mTolerated(mSurroundings.scheduler,
+                 [this](std::uint32_t milliAmpere) { mOvercurrentProtection->UpdateLimit(milliAmpere); }),
+      mWorker(mSurroundings.scheduler, "Limits") {
+  const CCurrentControlConfig& config = *mSurroundings.config;
+  if (config.GetBopEnable()) mInOrder.push_back(CreateBlackoutProtection());
+  if (!config.IsFixedCable()) mInOrder.push_back(mCable = CreateCableLimit());
+  if (config.PhaseImbalanceEnabled()) mInOrder.push_back(CreatePhaseImbalanceMonitor());
+  mInOrder.push_back(mOvercurrentProtection = CreateOvercurrentProtection());
+  if (config.GetSolarChargingAllowed()) {
+    mInOrder.push_back(CreateSolarCharging());
+  } else if (config.GetSolarChargingEnable()) {
+    LOG_WARNING(
+        "Solar charging is enabled but not allowed: set SolarChargingAllowed in settings.json to true, "
+        "which counts from the next start");
+  }
+  mSurroundings.chargeControl->OnTaken(
+      [this](std::uint32_t milliAmpere, std::uint32_t /*phases*/) { mTolerated.SetSetpoint(milliAmpere); });
+  mWorker.Start();
+}
+
+CLimitingComponents::~CLimitingComponents() {
+  mWorker.Stop();
+  mSurroundings.chargeControl->OnTaken({});
+}
+
+void CLimitingComponents::Hold() {
+  for (const auto& component : mHeld) SetLimit(component->GetLimit());
+}
+
+void CLimitingComponents::SetChargingState(ipc::EChargingState state) {
+  for (const auto& follower : mFollowers) follower->SetChargingState(state);
+}
+
+std::shared_ptr<CBlackoutProtectionBase> CLimitingComponents::CreateBlackoutProtection() {
+  const auto& config = mSurroundings.config;
+  const auto& signal = mSurroundings.signal;
+  auto source = mSurroundings.sources.Create(config->GetBopSource(), config->GetBopSourceParameters());
+  CBlackoutProtectionBase::SSignals signals{.current = signal(DiagnosticsSignals::kBopCurrent),
+                                            .constraint = signal(DiagnosticsSignals::kBopConstraint),
+                                            .meterFailure = signal(DiagnosticsSignals::kBopMeterFailure),
+                                            .usingFallback = signal(DiagnosticsSignals::kBopUsingFallback),
+                                            .invalidConfig = signal(DiagnosticsSignals::kBopInvalidConfig),
+                                            .sourceUnusable = signal(DiagnosticsSignals::kBopSourceUnusable)};
+  std::shared_ptr<CBlackoutProtectionBase> blackoutProtection;
+  if (config->GetGroupLoadBalancingEnable()) {
+    LOG_INFO("BlackoutProtection for DynamicGroupLoadBalancing enabled");
+    LOG_WARNING(
+        "Nothing protects the main fuse: this version has no group leader to share out what it has left");
+    blackoutProtection = std::make_shared<CBlackoutProtectionDGLB>(
+        mSurroundings.scheduler, std::move(source), config, kBlackoutProtectionPeriod, std::move(signals));
+  } else {
+    LOG_INFO("Stand alone BlackoutProtection enabled");
+    auto standalone = std::make_shared<CBlackoutProtection>(
+        mSurroundings.scheduler, std::move(source), config, kBlackoutProtectionPeriod, std::move(signals),
+        CBlackoutProtection::SCallbacks{
+            .presentCurrent = [limiter = mSurroundings.limiter] { return limiter->GetSetpoint().current; },
+            .limitChanged = [this](const SLimit& limit) { SetLimit(limit); }});
+    mFollowers.push_back(standalone);
+    mHeld.push_back(standalone);
+    blackoutProtection = std::move(standalone);
+  }
+  blackoutProtection->Init();  // when it fails, it says why, and what it does then
+  return blackoutProtection;
+}
+
+std::shared_ptr<CUserCableLimit> CLimitingComponents::CreateCableLimit() {
+  auto cable = std::make_shared<CUserCableLimit>(mSurroundings.adac);
+  cable->OnLimitChanged([this] { mWorker.NonBlockingCall([this] { TakeCableLimit(); }); });
+  mHeld.push_back(cable);
+  return cable;
+}
+
+std::shared_ptr<CPhaseImbalanceMonitor> CLimitingComponents::CreatePhaseImbalanceMonitor() {
+  auto monitor = std::make_shared<CPhaseImbalanceMonitor>(
+      mSurroundings.scheduler, mSurroundings.config, CPhaseImbalanceMonitor::kPeriod,
+      mSurroundings.signal(DiagnosticsSignals::kPhaseImbalance),
+      CPhaseImbalanceMonitor::SCallbacks{
+          .meter = mSurroundings.meter,
+          .stopCharging = [chargeControl = mSurroundings.chargeControl] { chargeControl->StopCharging(); },
+          .limitChanged = [this](const SLimit& limit) { SetLimit(limit); },
+          .limitRemoved = [this] { RemoveLimit(ipc::ECurrentControlVDEPhaseImbalance); }});
+  mFollowers.push_back(monitor);
+  mHeld.push_back(monitor);
+  return monitor;
+}
+
+std::shared_ptr<COvercurrentProtection> CLimitingComponents::CreateOvercurrentProtection() {
+  auto protection = std::make_shared<COvercurrentProtection>(
+      mSurroundings.scheduler, mSurroundings.config, COvercurrentProtection::kThresholds, mCable,
+      COvercurrentProtection::SSignals{
+          .hardwareLimitExceeded = mSurroundings.signal(DiagnosticsSignals::kOvercurrentHardwareLimit),
+          .installationLimitExceeded =
+              mSurroundings.signal(DiagnosticsSignals::kOvercurrentInstallationLimit),
+          .cableRatingExceeded = mSurroundings.signal(DiagnosticsSignals::kOvercurrentCableRating)},
+      COvercurrentProtection::SCallbacks{
+          .meter = mSurroundings.meter,
+          .stopCharging = [chargeControl = mSurroundings.chargeControl] { chargeControl->StopCharging(); },
+          .limitChanged =
+              [this](const SLimit&) { mWorker.NonBlockingCall([this] { TakeOvercurrentLimit(); }); }});
+  mFollowers.push_back(protection);
+  return protection;
+}
+
+std::shared_ptr<CSolarCharging> CLimitingComponents::CreateSolarCharging() {
+  const auto& config = mSurroundings.config;
+  const auto& signal = mSurroundings.signal;
+  const std::string type = config->GetSolarChargingSource();
+  auto source =
+      type.empty() ? nullptr : mSurroundings.sources.Create(type, config->GetSolarChargingSourceParameters());
+  auto solarCharging = std::make_shared<CSolarCharging>(
+      mSurroundings.scheduler, std::move(source), config,
+      CSolarCharging::SSignals{.householdPower = signal(DiagnosticsSignals::kSolarHouseholdPower),
+                               .sourceUnusable = signal(DiagnosticsSignals::kSolarSourceUnusable),
+                               .notSupported = signal(DiagnosticsSignals::kSolarNotSupported)},
+      CSolarCharging::SCallbacks{.meter = mSurroundings.meter,
+                                 .limitChanged = [this](const SLimit& limit) { SetLimitWithPhases(limit); },
+                                 .limitRemoved = [this] { RemoveLimit(ipc::ECurrentControlSolarCharging); },
+                                 .hasLimit =
+                                     [limiter = mSurroundings.limiter] {
+                                       return limiter->HasLimit(ipc::ECurrentControlSolarCharging);
+                                     }});
+  solarCharging->Init();
+  return solarCharging;
+}
+
+void CLimitingComponents::SetLimit(const SLimit& limit) {
+  mSurroundings.limiter->SetLimitWithDefaultPhases(limit.source, ToAmpere(limit.milliAmpere));
+}
+
+void CLimitingComponents::SetLimitWithPhases(const SLimit& limit) {
+  mSurroundings.limiter->SetLimit(limit.source, static_cast<std::uint8_t>(limit.phases),
+                                  ToAmpere(limit.milliAmpere));
+}
+
+void CLimitingComponents::RemoveLimit(ipc::ECurrentControlSource source) {
+  if (mSurroundings.limiter->HasLimit(source)) mSurroundings.limiter->DeleteLimit(source);
+}
+
+void CLimitingComponents::TakeCableLimit() {
+  // Without a cable, too: nobody can draw then, and whoever plugs the next one waits until its rating is
+  // known.
+  SetLimit(mCable->GetLimit());
+  mOvercurrentProtection->OnCableChanged();
+}
+
+void CLimitingComponents::TakeOvercurrentLimit() {
+  // At all other times its limit repeats the setpoint, which must not be held down by that for ever.
+  if (mOvercurrentProtection->HasStopped()) {
+    SetLimit(mOvercurrentProtection->GetLimit());
+  } else {
+    RemoveLimit(ipc::ECurrentControlOvercurrentProtection);
+  }
+}

@@ -1,0 +1,84 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string_view>
+#include <vector>
+
+#include "platform/worker/worker.h"
+#include "src/components/limiter.h"
+#include "src/components/toleratedcurrent.h"
+#include "src/rpc/clients/stationmeter.h"
+
+class CBlackoutProtectionBase;
+class CChargeControlService;
+class CCurrentControlConfig;
+class CCurrentLimiter;
+class CDiagnosticsSignal;
+class CMeasurementSourceFactory;
+class COvercurrentProtection;
+class CPhaseImbalanceMonitor;
+class CSolarCharging;
+class CUserCableLimit;
+class IAdacService;
+struct CSignalDefinition;
+
+/// Creates the limiting components that the configuration enables, and wires them: to the current limiter, to
+/// the peers, and to one another, for they do not know each other.
+///
+/// Created and destroyed on the main thread; `SetChargingState` on a thread of the RPC framework.
+class CLimitingComponents {
+ public:
+  struct SSurroundings {
+    IScheduler& scheduler;
+    std::shared_ptr<CCurrentControlConfig> config;
+    std::shared_ptr<CCurrentLimiter> limiter;
+    std::shared_ptr<CChargeControlService> chargeControl;
+    std::shared_ptr<IAdacService> adac;
+    StationMeter meter;
+    CMeasurementSourceFactory& sources;
+    std::function<std::shared_ptr<CDiagnosticsSignal>(const CSignalDefinition&)> signal;
+  };
+
+  /// Before charge control is connected and the sources are initialised.
+  explicit CLimitingComponents(SSurroundings surroundings);
+  ~CLimitingComponents();
+  CLimitingComponents(const CLimitingComponents&) = delete;
+  CLimitingComponents& operator=(const CLimitingComponents&) = delete;
+
+  /// In the order in which they are to be enabled.
+  const std::vector<std::shared_ptr<ILimiter>>& InOrder() const { return mInOrder; }
+
+  /// States the limits that hold before anything is enabled, or known of cable and meters: the vehicle waits
+  /// for it.
+  void Hold();
+  /// Tells those who want to know whether there is a vehicle, and whether it is charging.
+  void SetChargingState(ipc::EChargingState state);
+
+ private:
+  std::shared_ptr<CBlackoutProtectionBase> CreateBlackoutProtection();
+  std::shared_ptr<CUserCableLimit> CreateCableLimit();
+  std::shared_ptr<CPhaseImbalanceMonitor> CreatePhaseImbalanceMonitor();
+  std::shared_ptr<COvercurrentProtection> CreateOvercurrentProtection();
+  std::shared_ptr<CSolarCharging> CreateSolarCharging();
+
+  // What a component says is taken to the current limiter.
+  void SetLimit(const SLimit& limit);
+  void SetLimitWithPhases(const SLimit& limit);
+  void RemoveLimit(ipc::ECurrentControlSource source);
+  /// On the worker.
+  void TakeCableLimit();
+  void TakeOvercurrentLimit();
+
+  const SSurroundings mSurroundings;
+  CToleratedCurrent mTolerated;
+  /// For what is heard on threads that must not wait for charge control, and to keep in order what several
+  /// threads say.
+  CWorker mWorker;
+
+  std::vector<std::shared_ptr<ILimiter>> mInOrder;
+  std::vector<std::shared_ptr<IChargeControl>> mFollowers;  ///< of the charging state
+  std::vector<std::shared_ptr<ILimiter>> mHeld;
+  std::shared_ptr<CUserCableLimit> mCable;
+  std::shared_ptr<COvercurrentProtection> mOvercurrentProtection;
+};
