@@ -1,0 +1,249 @@
+#include "src/components/solarcharging.h"
+
+#include <limits>
+
+#include <gmock/gmock.h>
+
+#include "platform/log/logcapture.h"
+#include "platform/worker/virtualscheduler.h"
+#include "src/components/currentcontrolconfig.h"
+#include "src/diagnosticssignals/diagnosticssignals.h"
+#include "support/diagnosticsrecord.h"
+#include "support/memoryconfig.h"
+#include "support/scriptedsource.h"
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::Pair;
+using Texts = std::vector<std::string>;
+constexpr std::int32_t kMax = std::numeric_limits<std::int32_t>::max();
+constexpr std::int32_t kMin = std::numeric_limits<std::int32_t>::min();
+
+class CSolarChargingTest : public ::testing::Test {
+ protected:
+  void Start(std::shared_ptr<IMeasurementSource> source) {
+    using namespace DiagnosticsSignals;
+    const auto changed = [this](const SLimit& limit) {
+      EXPECT_EQ(limit.source, ipc::ECurrentControlSolarCharging);
+      mTold.push_back(mLimit = fmt::format("{}/{}", limit.milliAmpere, limit.phases));
+    };
+    mSolar = std::make_shared<CSolarCharging>(
+        mScheduler, std::move(source), std::make_shared<CCurrentControlConfig>(mSettings, mHwinfo),
+        CSolarCharging::SSignals{mDiagnostics.Signal(kSolarHouseholdPower),
+                                 mDiagnostics.Signal(kSolarSourceUnusable),
+                                 mDiagnostics.Signal(kSolarNotSupported)},
+        CSolarCharging::SCallbacks{[this] { return mStation; }, changed,
+                                   [this] { mTold.push_back(mLimit = "none"); },
+                                   [this] { return mLimit != "none"; }});
+    mSolar->Init();
+    mSolar->Enable();
+  }
+  struct SStep {
+    std::function<void()> before;
+    int runs;
+    std::int32_t surplus;  ///< W, while the vehicle draws what it draws
+    std::string limit;     ///< that stands then, in mA and phases
+  };
+  void Play(const std::vector<SStep>& steps) {
+    for (const auto& step : steps) {
+      if (step.before) step.before();
+      mSource->mWatt[0] = mVehicleWatt - step.surplus;
+      mScheduler.RunFor(step.runs * CSolarCharging::kPeriod);
+      EXPECT_EQ(mLimit, step.limit) << "step " << &step - steps.data();
+    }
+  }
+  void Charge() {
+    Start(mSource);
+    Play({{{}, 4, 1400, "6086/1"}});
+    Draw({6000, 0, 0}, 1380)();
+    mDiagnostics.Take();
+    mLog.Clear();
+  }
+  std::function<void()> Draw(std::array<std::int32_t, 3> milliAmpere, std::int32_t watt) {
+    return [=, this] { mStation = SStationMeterData{milliAmpere, {}}, mVehicleWatt = watt; };
+  }
+  std::function<void()> Set(const std::string& key, const Json::Value& value) {
+    return [=, this] { mSettings->Set("SolarCharging" + key, value); };
+  }
+  std::function<void()> Error(bool error) {
+    return [=, this] { mSource->mHandler(error), mScheduler.RunDue(); };
+  }
+  Texts Logged() const {
+    Texts texts;
+    for (const auto& line : mLog.Lines()) texts.push_back(line.text);
+    return texts;
+  }
+
+  CVirtualScheduler mScheduler;
+  CDiagnosticsRecord mDiagnostics{mScheduler};
+  CLogCapture mLog{Log::ELogLevel::Info};
+  std::shared_ptr<CMemoryConfig> mSettings =
+      std::make_shared<CMemoryConfig>(std::map<std::string, Json::Value, std::less<>>{
+          {"SolarChargingEnable", true}, {"SolarChargingMode", "PureSolar"}});
+  std::shared_ptr<CMemoryConfig> mHwinfo = std::make_shared<CMemoryConfig>(
+      std::map<std::string, Json::Value, std::less<>>{{"HwOneOrThreePhase", 3}});
+  std::shared_ptr<CScriptedSource> mSource = std::make_shared<CScriptedSource>();
+  std::optional<SStationMeterData> mStation = SStationMeterData{};
+  std::int32_t mVehicleWatt = 0;
+  std::string mLimit = "none";
+  Texts mTold;
+  std::shared_ptr<CSolarCharging> mSolar;
+};
+
+TEST_F(CSolarChargingTest, SurplusMustLastToStartAndStayAwayToStop) {
+  Start(mSource);
+  Play({{{}, 3, 1300, "0/1"},
+        {{}, 1, 1299, "0/1"},
+        {{}, 3, 1400, "0/1"},
+        {{}, 1, 1400, "6086/1"},                        // 60 s
+        {Draw({6000, 0, 0}, 1380), 1, 1422, "6086/1"},  // 96 mA more
+        {{}, 1, 1423, "6186/1"},                        // 100 mA more
+        {{}, 45, 1299, "6000/1"},                       // nearly too long
+        {{}, 1, 1300, "6000/1"},
+        {{}, 45, -2000, "6000/1"},
+        {{}, 1, -2000, "0/1"}});  // 900 s
+  EXPECT_EQ(mLog.Count("Stop limit exceeded, setting desired current to 0A"), 1);
+  EXPECT_THAT(mTold, ElementsAre("0/1", "6086/1", "6186/1", "6000/1", "0/1"));
+}
+
+TEST_F(CSolarChargingTest, PhasesFollowTheSmoothedSurplus) {
+  Start(mSource);
+  Play({{{}, 4, 4141, "6001/3"},
+        {Draw({6000, 6000, 6000}, 4140), 18, 1400, "6001/3"},
+        {{}, 1, 1400, "6086/1"},  // smoothed, below 4140 W
+        {Draw({6000, 0, 0}, 1380), 9, 10000, "43478/1"},
+        {{}, 1, 10000, "14492/3"},    // above again
+        {{}, 1, 10000, "43478/3"}});  // the vehicle stays on one phase
+}
+
+TEST_F(CSolarChargingTest, APauseLongerThanTheFilterNeitherUpsetsItNorIsMissed) {
+  Charge();
+  Set("Mode", "AdvancedSolar")();
+  Set("AdvancedContinuousStopThreshold", 100'000)();
+  for (int run = 0; run < 256; ++run) Play({{{}, 1, run % 2 * -9000, "6086/1"}});
+  Play({{{}, 1, -9000, "6086/1"}});
+  EXPECT_THAT(Logged(),
+              ElementsAre("Skipping update because power measurement is equal to the power measurement "
+                          "before the previous update."));
+  Play({{{}, 1, 1840, "8000/1"}});
+}
+
+TEST_F(CSolarChargingTest, SettingsHoldFromTheNextRunHoweverAbsurd) {
+  Charge();
+  const auto gain = [this](const Json::Value& value) { return Set("AdvancedCurrentGain", value); };
+  Play({{Set("Mode", "MaxSolar"), 1, 1400, "106086/3"},
+        {Set("Mode", "optimizedSolar"), 1, 6900, "34000/3"},  // wrong case: the default, 4 A from the grid
+        {Set("PhaseSwitchingMode", "ForceSinglePhase"), 1, 6000, "30086/1"},
+        {Set("Mode", "AdvancedSolar"), 1, 2300, "10000/1"},
+        {Set("AdvancedCurrentOffset", Json::Int64{5'000'000'000}), 1, 2530, "11000/1"},
+        {gain(0), 1, 2530, "6000/1"},
+        {gain(-1), 1, 2530, "6000/1"},
+        {gain(std::nan("")), 1, 2530, "6000/1"},
+        {gain(std::numeric_limits<double>::infinity()), 1, 2530, "2147483647/1"},
+        {gain(0.5), 1, 4600, "10000/1"},
+        {Set("AdvancedPowerThreshold", -500), 1, -500, "6000/1"},
+        {Set("AdvancedContinuousStopThreshold", -9), 2, -501, "0/1"},
+        {Set("AdvancedContinuousStartThreshold", -9), 1, 4600, "0/1"},
+        {Set("PhaseSwitchingMode", "Automatic"), 1, 4600, "6000/3"},
+        {Set("Enable", false), 1, 2300, "none"},
+        {Set("Enable", true), 1, 2300, "0/1"}});
+  EXPECT_THAT(mDiagnostics.Take()[30602], ElementsAre("false"));
+  EXPECT_EQ(mLog.Count("Forcing 1 phase"), 1);
+  EXPECT_EQ(
+      mLog.Count("SolarChargingAdvancedCurrentGain is set to 0 in settings.json, no sensible factor: solar "
+                 "charging charges with 6000 mA"),
+      1);
+  mSolar->Disable();
+  EXPECT_EQ(mLimit, "none");
+}
+
+TEST_F(CSolarChargingTest, AVehicleIsLetGoWhenTheHouseCannotBeMeasured) {
+  Charge();
+  Play({{Error(true), 100, 1400, "none"}, {Error(false), 1, 1000, "0/1"}});
+  EXPECT_THAT(mDiagnostics.Take(),
+              ElementsAre(Pair(30600, Texts{"380"}), Pair(30601, Texts{"true", "false"})));
+  Play({{Error(true), 90, 1000, "0/1"}, {{}, 2, 1000, "none"}, {Error(false), 1, 1000, "0/1"}});
+  Set("Enable", false)();
+  Error(true)();
+  Play({{Set("Enable", true), 91, 1000, "0/1"}, {{}, 2, 1000, "none"}});  // noticed in the first run
+  const auto kLong =
+      "Solar charging measurement source has been unusable for 30 minutes, removing solar limit";
+  EXPECT_THAT(Logged(),
+              ElementsAre("Solar charging measurement source has become unusable, removing solar limit",
+                          kLong, kLong));
+}
+
+TEST_F(CSolarChargingTest, PowerThatIsMissingThriceLetsTheVehicleGoUntilItIsBack) {
+  Charge();
+  mSource->mHasPower = false;
+  Play({{{}, 2, 1400, "6086/1"}, {{}, 1, 1400, "none"}, {{}, 300, 1400, "none"}});
+  mSource->mHasPower = true;
+  Play({{{}, 1, 1400, "0/1"}});
+  EXPECT_EQ(mSource->mDumps, 1);
+  EXPECT_THAT(mDiagnostics.Take()[30601], ElementsAre("true", "false"));
+  const auto kRetrying = "Solar charging cannot obtain power measurements, retrying...";
+  EXPECT_THAT(Logged(), ElementsAre(kRetrying, kRetrying,
+                                    "Cannot find active power on smart meter, removing solar limit"));
+}
+
+TEST_F(CSolarChargingTest, WhatCannotChargeFromTheSunSaysSoOnce) {
+  Start(nullptr);
+  Play({{{}, 3, 5000, "none"}});
+  mHwinfo->Set("HwHasPhaseSwitching", false);
+  Start(mSource);
+  Play({{{}, 3, 5000, "none"}});
+  EXPECT_THAT(mDiagnostics.Take(), ElementsAre(Pair(30601, Texts{"true"}), Pair(30602, Texts{"true"})));
+  EXPECT_THAT(Logged(), ElementsAre("No measurement source, removing limit",
+                                    "Solar charging not supported, removing limit"));
+}
+
+TEST_F(CSolarChargingTest, ASilentStationMeterIsToldOnceAndCountsAsNoVehicle) {
+  Charge();
+  mStation.reset(), mVehicleWatt = 0, mSource->mHasVolt = false;
+  Play({{{}, 2, 1610, "7000/1"},
+        {[this] {
+           mStation = SStationMeterData{{}, {200'999, 0, 0}};
+         },
+         1, 1610, "8050/1"},
+        {[this] { mSource->mHasVolt = true; }, 1, 2070, "9000/1"},
+        {[this] { mSource->mVolt[0] = 0; }, 1, 2070, "10350/1"}});
+  EXPECT_THAT(
+      Logged(),
+      ElementsAre("The station's meter is silent: the vehicle's power is missing in the solar surplus",
+                  "The station's meter is back: the vehicle's power counts in the solar surplus again"));
+}
+
+TEST(SolarSurplus, FollowsFromTheMetersWhateverTheySay) {
+  const SSolarStrategy pure{.CurrentOffset = 0}, half{.CurrentOffset = 4000, .CurrentGain = 0.5F},
+      max{.CurrentOffset = 100000, .Phases = 3};
+  const struct {
+    std::int64_t household;
+    std::int32_t volt;
+    std::array<std::int32_t, 3> milliAmpere;
+    std::uint8_t desired, phases;
+    const SSolarStrategy& strategy;
+    std::array<std::int32_t, 4> result;  // watt, volt, measured phases, limit
+  } kCases[] = {
+      {-966, 230, {}, 1, 1, pure, {966, 230, 1, 6000}},  // 4200 mA
+      {-2300, 0, {}, 1, 1, pure, {2300, 230, 1, 10000}},
+      {-2300, 170, {}, 1, 1, pure, {2300, 230, 1, 10000}},
+      {-1800, 180, {}, 1, 1, pure, {1800, 180, 1, 10000}},
+      {-1800, kMin, {1000, 999, 0}, 3, 3, pure, {2259, 230, 3, 6000}},
+      {200, 231, {15999, 1001, 0}, 3, 3, pure, {3727, 231, 2, 8067}},
+      {200, 231, {15999, 1001, 0}, 3, 1, pure, {3727, 231, 2, 16134}},
+      {-9200, 230, {}, 1, 3, half, {9200, 230, 1, 7333}},
+      {-9200, 230, {}, 0, 0, half, {9200, 230, 0, 22000}},
+      {500, 230, {}, 3, 3, max, {-500, 230, 3, 97827}},
+      {-3LL * kMax, 230, {kMax, kMax, kMax}, 3, 3, max, {kMax, 230, 3, kMax}},
+      {-3LL * kMax, kMax, {kMax, kMax, kMax}, 3, 1, pure, {kMax, kMax, 3, 6000}},
+      {-3LL * kMin, kMax, {kMin, kMin, kMin}, 3, 3, pure, {kMin, kMax, 3, 6000}},
+  };
+  for (const auto& c : kCases) {
+    const auto surplus = SSolarSurplus::Of(c.household, c.volt, c.milliAmpere, c.desired);
+    EXPECT_THAT(c.result, ElementsAre(surplus.watt, surplus.volt, surplus.measuredPhases,
+                                      surplus.LimitFor(c.phases, c.strategy)));
+  }
+}
+
+}  // namespace
