@@ -133,6 +133,7 @@ def measure():
         ("`GetMeasurementAverage` over 24 samples", 1000, True, figure("BM_MeasurementAverage", "real_time"), "ns"),
         ("Heap allocations in it", 0, True, figure("BM_MeasurementAverage", "allocs"), ""),
         ("From an overload at the transformers to the reduced setpoint, slowest", 2500, True, figure("BM_OverloadReaction", "worst_ms"), "ms"),
+        ("One run of solar charging", 20, True, figure("BM_SolarUpdate", "real_time") / 1e3, "µs"),
         ("Time to parse P1 telegrams, as a multiple of what is allowed", 1, True, enough / parsed, "x"),
         ("Heap allocations in it", 0, True, figure("BM_P1Parse", "allocs"), ""),
         ("Requests for a sample of a three-phase Modbus meter over TCP, of the model that needs most", 3, True, figure("BM_ModbusSample", "requests"), ""),
