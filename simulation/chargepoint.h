@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <utility>
 
 #include "platform/utility/mutex.h"
 #include "platform/worker/scheduler.h"
@@ -14,28 +16,34 @@ class CChargePoint {
     CVehicle::EState state;
     CVehicle::Currents draw;  ///< mA on L1 to L3
     bool stopped;             ///< the relay is open until the plug is pulled
+    bool steady;              ///< until something else happens to it
   };
 
   explicit CChargePoint(const IClock& clock) : mClock(clock), mUpTo(clock.Now()) {}
 
+  /// Called after each offer and change, on the thread that brings it and under whatever lock that holds: it
+  /// only posts. Set before anything happens.
+  void OnChange(std::function<void()> callback) { mOnChange = std::move(callback); }
+
   SView View() {
     const CMutexLock lock(mMutex);
     CatchUp();
-    return {mVehicle.State(), mVehicle.Draw(), mVehicle.IsStopped()};
+    return {mVehicle.State(), mVehicle.Draw(), mVehicle.IsStopped(), mVehicle.IsSteady()};
   }
 
   void Offer(std::uint32_t milliAmpere, std::uint32_t phases) {
-    const CMutexLock lock(mMutex);
-    CatchUp();
-    mVehicle.Offer(milliAmpere, phases);
+    Change([milliAmpere, phases](CVehicle& vehicle) { vehicle.Offer(milliAmpere, phases); });
   }
 
   /// `change` gets the vehicle and must not call this object.
   template <class TChange>
   void Change(const TChange& change) {
-    const CMutexLock lock(mMutex);
-    CatchUp();
-    change(mVehicle);
+    {
+      const CMutexLock lock(mMutex);
+      CatchUp();
+      change(mVehicle);
+    }
+    if (mOnChange) mOnChange();
   }
 
  private:
@@ -47,6 +55,7 @@ class CChargePoint {
   }
 
   const IClock& mClock;
+  std::function<void()> mOnChange;
   CMutex mMutex;
   CVehicle mVehicle GUARDED_BY(mMutex);
   TimePoint mUpTo GUARDED_BY(mMutex);

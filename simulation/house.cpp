@@ -1,5 +1,7 @@
 #include "simulation/house.h"
 
+#include <cstdlib>
+
 #include "platform/log/log.h"
 
 CHouse::CHouse(const IClock& clock, CChargePoint& chargePoint, std::uint32_t fuseMilliAmpere)
@@ -8,46 +10,47 @@ CHouse::CHouse(const IClock& clock, CChargePoint& chargePoint, std::uint32_t fus
 CHouse::SView CHouse::View() {
   const CMutexLock lock(mMutex);
   CatchUp();
-  const SFlow flow = Flow();
-  return {flow.load, flow.vehicle, flow.generation, flow.net, flow.total, mFuse};
+  return {mFlow.load, mFlow.vehicle, mFlow.generation, mFlow.net, mFlow.total, mFuse};
 }
 
 CHouse::Currents CHouse::AtTheConnection() {
   const CMutexLock lock(mMutex);
   CatchUp();
-  return Flow().total;
+  return mFlow.total;
 }
 
 CHouse::NetCurrents CHouse::NetAtTheConnection() {
   const CMutexLock lock(mMutex);
   CatchUp();
-  return Flow().net;
+  return mFlow.net;
 }
 
-void CHouse::Look() {
+bool CHouse::Look() {
   const CMutexLock lock(mMutex);
   CatchUp();
+  return mFuse.CarriesTooMuch(mFlow.total);
 }
 
 void CHouse::SetLoads(const Currents& milliAmpere) {
   const CMutexLock lock(mMutex);
   CatchUp();
   mLoad = milliAmpere;
-  CatchUp();  // it may be too much at once
+  Flow();
 }
 
 void CHouse::SetLoad(std::uint32_t phase, std::uint32_t milliAmpere) {
   const CMutexLock lock(mMutex);
   CatchUp();
   mLoad.at(phase - 1) = milliAmpere;
-  CatchUp();
+  Flow();
 }
 
 void CHouse::SetGeneration(const Currents& milliAmpere) {
   const CMutexLock lock(mMutex);
+  if (milliAmpere == mGeneration) return;
   CatchUp();
   mGeneration = milliAmpere;
-  CatchUp();
+  Flow();
 }
 
 void CHouse::FitFuse(std::uint32_t ratingMilliAmpere) {
@@ -55,35 +58,38 @@ void CHouse::FitFuse(std::uint32_t ratingMilliAmpere) {
   CatchUp();
   mFuse = CMainFuse(ratingMilliAmpere);
   mChargePoint.Change([](CVehicle& vehicle) { vehicle.SetSupplied(true); });
-  CatchUp();
-}
-
-CHouse::SFlow CHouse::Flow() {
-  SFlow flow{};
-  if (mFuse.HasTripped()) return flow;
-  flow.load = mLoad;
-  flow.vehicle = mChargePoint.View().draw;
-  flow.generation = mGeneration;
-  for (std::size_t i = 0; i < flow.total.size(); ++i) {
-    const std::uint32_t used = flow.load[i] + flow.vehicle[i];
-    flow.net[i] = static_cast<std::int32_t>(used) - static_cast<std::int32_t>(flow.generation[i]);
-    flow.total[i] = used > flow.generation[i] ? used - flow.generation[i] : flow.generation[i] - used;
-  }
-  return flow;
+  Flow();
 }
 
 void CHouse::CatchUp() {
   const auto span = std::chrono::duration_cast<Milliseconds>(mClock.Now() - mUpTo);
   mUpTo += span;
   if (mFuse.HasTripped()) return;
-  const Currents total = Flow().total;
-  mFuse.Advance(span, total);
-  if (const auto phase = mFuse.TrippedPhase()) CutOff(*phase, total[*phase - 1]);
+  mFuse.Advance(span, mFlow.total);
+  CutOffWhenTripped();
+  Flow();
 }
 
-void CHouse::CutOff(std::uint32_t phase, std::uint32_t milliAmpere) {
+void CHouse::Flow() {
+  if (mFuse.HasTripped()) return;
+  mFlow.load = mLoad;
+  mFlow.vehicle = mChargePoint.View().draw;
+  mFlow.generation = mGeneration;
+  for (std::size_t i = 0; i < mFlow.total.size(); ++i) {
+    const std::uint32_t used = mFlow.load[i] + mFlow.vehicle[i];
+    mFlow.net[i] = static_cast<std::int32_t>(used) - static_cast<std::int32_t>(mFlow.generation[i]);
+    mFlow.total[i] = static_cast<std::uint32_t>(std::abs(mFlow.net[i]));
+  }
+  mFuse.Advance(Milliseconds{0}, mFlow.total);  // it may be too much at once
+  CutOffWhenTripped();
+}
+
+void CHouse::CutOffWhenTripped() {
+  const auto phase = mFuse.TrippedPhase();
+  if (!phase) return;
   const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(mUpTo - mBegin).count();
   LOG_ERROR("The main fuse of {} mA has tripped: {} mA on L{}, {} s after the start",
-            mFuse.RatingMilliAmpere(), milliAmpere, phase, seconds);
+            mFuse.RatingMilliAmpere(), mFlow.total[*phase - 1], *phase, seconds);
   mChargePoint.Change([](CVehicle& vehicle) { vehicle.SetSupplied(false); });
+  mFlow = {};
 }

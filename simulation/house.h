@@ -9,9 +9,10 @@
 #include "simulation/mainfuse.h"
 
 /// The house that the station belongs to: what else is switched on in it, what its roof gives, and the main
-/// fuse through which the difference flows, to the house or from it. Brought up to the present before it is
-/// looked at or changed; look at it at least every `kPeriod`, so that the fuse sees how the vehicle's current
-/// goes. Any thread.
+/// fuse through which the difference flows, to the house or from it. Brought up to the present
+/// before it is looked at or changed; until then all is taken to have flowed on. So look at it when something
+/// happens to the vehicle, and every `kPeriod` while its current changes or the fuse carries too much. Any
+/// thread.
 class CHouse {
  public:
   using Currents = CVehicle::Currents;
@@ -36,8 +37,8 @@ class CHouse {
   Currents AtTheConnection();
   /// The same with its direction, as a meter there sees it.
   NetCurrents NetAtTheConnection();
-  /// Only brings it up to the present.
-  void Look();
+  /// Only brings it up to the present, and says whether the fuse carries more than it can for long.
+  bool Look();
 
   /// From now on the household takes this; behind a fuse that has tripped it takes nothing.
   void SetLoads(const Currents& milliAmpere);
@@ -57,9 +58,9 @@ class CHouse {
     Currents total;
   };
 
-  SFlow Flow() REQUIRES(mMutex);
   void CatchUp() REQUIRES(mMutex);
-  void CutOff(std::uint32_t phase, std::uint32_t milliAmpere) REQUIRES(mMutex);
+  void Flow() REQUIRES(mMutex);
+  void CutOffWhenTripped() REQUIRES(mMutex);
 
   const IClock& mClock;
   CChargePoint& mChargePoint;
@@ -68,5 +69,6 @@ class CHouse {
   Currents mLoad GUARDED_BY(mMutex){};
   Currents mGeneration GUARDED_BY(mMutex){};
   CMainFuse mFuse GUARDED_BY(mMutex);
+  SFlow mFlow GUARDED_BY(mMutex){};  // as it was seen last
   TimePoint mUpTo GUARDED_BY(mMutex);
 };

@@ -43,6 +43,8 @@ class CMainFuse {
   void Advance(Milliseconds span, const Currents& currents);
 
   bool HasTripped() const { return mTripped.has_value(); }
+  /// Whether it would trip some time.
+  bool CarriesTooMuch(const Currents& currents) const;
   /// 1 to 3, the first that was too much; none while it holds. It never closes again by itself.
   std::optional<std::uint32_t> TrippedPhase() const { return mTripped; }
 
@@ -52,7 +54,8 @@ class CMainFuse {
   double HighestHeat() const { return mHighestHeat / kTripHeat; }
 
  private:
-  void Warm(Milliseconds step, const Currents& currents);
+  double FinalHeat(std::uint32_t milliAmpere) const;
+  void Warm(Milliseconds span, const Currents& currents);
 
   std::uint32_t mRating;
   std::array<double, CVehicle::kPhases> mHeat{};

@@ -1,12 +1,17 @@
 #include "simulation/station.h"
 
+#include <utility>
+
 CStation::CStation(IScheduler& scheduler, Rpc::ICommunicationHost& host)
     : mChargePoint(scheduler),
       mHouse(scheduler, mChargePoint),
       mChip([this] { return mHouse.AtTheConnection(); }),
       mHouseMeter(scheduler, mHouse),
       mBasicCharge(std::make_shared<CSimulatedBasicCharge>(scheduler, mChargePoint)),
+      mClock(scheduler),
+      mBegin(scheduler.Now()),
       mWorker(scheduler, "Station") {
+  mChargePoint.OnChange([this] { mWorker.NonBlockingCall([this] { Watch(); }); });
   host.RegisterService("Adac", ipc::CreateService(std::shared_ptr<ipc::IAdac>(mAdac)));
   host.RegisterService("NetM", ipc::CreateService(std::shared_ptr<ipc::INetM>(mNetM)));
   host.RegisterService("SafetyMcuComm",
@@ -18,8 +23,9 @@ CStation::CStation(IScheduler& scheduler, Rpc::ICommunicationHost& host)
 }
 
 void CStation::Start() {
+  mBegin = mClock.Now();
   mWorker.Start();
-  mLooking = mWorker.AddCall([this] { Look(); }, Milliseconds{0}, CHouse::kPeriod);
+  mBeating = mWorker.AddCall([this] { Beat(); }, Milliseconds{0}, kMeterPeriod);
 }
 
 void CStation::Stop() {
@@ -37,9 +43,23 @@ void CStation::PullCable() {
   mAdac->SetPpState(ipc::EPpDisconnect);
 }
 
+void CStation::Beat() {
+  Look();
+  mMeter->Measure(mChargePoint.View().draw);
+}
+
 void CStation::Look() {
   const CChargePoint::SView view = mChargePoint.View();
   mBasicCharge->TellChargingState(view.state);
-  mHouse.Look();
-  if (mLooks++ % (kMeterPeriod / CHouse::kPeriod) == 0) mMeter->Measure(view.draw);
+  const bool isTooMuch = mHouse.Look();
+  if (isTooMuch || !view.steady) return Watch();
+  mIsWatching = false;
+  mWatching.Cancel();
+}
+
+/// Looks every so often until nothing changes by time alone.
+void CStation::Watch() {
+  if (std::exchange(mIsWatching, true)) return;
+  const auto since = std::chrono::duration_cast<Milliseconds>(mClock.Now() - mBegin);
+  mWatching = mWorker.AddCall([this] { Look(); }, CHouse::kPeriod - since % CHouse::kPeriod, CHouse::kPeriod);
 }

@@ -50,7 +50,9 @@ class CStation {
   CSimulatedDiagnostics& Diagnostics() { return *mDiagnostics; }
 
  private:
+  void Beat();
   void Look();
+  void Watch();
 
   CChargePoint mChargePoint;
   CHouse mHouse;
@@ -62,7 +64,11 @@ class CStation {
   const std::shared_ptr<CSimulatedBasicCharge> mBasicCharge;
   const std::shared_ptr<CSimulatedMeter> mMeter = std::make_shared<CSimulatedMeter>();
   const std::shared_ptr<CSimulatedDiagnostics> mDiagnostics = std::make_shared<CSimulatedDiagnostics>();
-  std::int64_t mLooks = 0;  // on the worker
-  CCallHandle mLooking;
+  const IClock& mClock;
+  TimePoint mBegin;
+  CCallHandle mBeating;
+  // Bound to the worker.
+  CCallHandle mWatching;
+  bool mIsWatching = false;
   CWorker mWorker;
 };

@@ -61,6 +61,8 @@ class CVehicle {
   void Advance(Milliseconds span);
 
   EState State() const;
+  /// By time alone nothing will change.
+  bool IsSteady() const { return mPending.empty() && mLevel == Target(); }
   /// mA on L1 to L3; nothing for the first moment of charging.
   Currents Draw() const;
 
