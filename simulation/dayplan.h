@@ -13,7 +13,7 @@
 #include "simulation/solarroof.h"
 #include "simulation/vehicle.h"
 
-/// What happens at a station within a day that begins at midnight, made up from a seed: what the station and
+/// What happens at a station within a day, made up from a seed: what the station and
 /// the house are like, the weather, who comes with what vehicle and cable, what the user changes in the
 /// settings, and what the meters suffer. The household by itself always stays below the fuse.
 struct SDayPlan {
@@ -58,7 +58,9 @@ struct SDayPlan {
     Milliseconds until;
   };
 
-  Milliseconds length = kDay;
+  /// The part of the day that is played; every other time of the plan counts from midnight as well.
+  Milliseconds begin{0};
+  Milliseconds end = kDay;
   // The station.
   std::uint32_t stationPhases = 3;
   bool hasSocket = true;

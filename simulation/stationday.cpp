@@ -57,7 +57,7 @@ CStationDay::SOutcome CStationDay::Play() {
   Happen();
   mStation.Start();
   if (mObserver) mObserver(mSight.Look());
-  while (mStation.Elapsed() < mPlan.length) {
+  while (TimeOfDay() < mPlan.end) {
     mStation.RunFor(kCheckPeriod);
     Watch();
     Happen();
@@ -69,7 +69,7 @@ CStationDay::SOutcome CStationDay::Play() {
 }
 
 void CStationDay::Happen() {
-  const Milliseconds now = mStation.Elapsed();
+  const Milliseconds now = TimeOfDay();
   CHouse& house = mStation.House();
   house.SetGeneration(mRoof.CurrentsAt(now));
   while (mNextLoads < mPlan.loads.size() && mPlan.loads[mNextLoads].at <= now) {
@@ -82,8 +82,9 @@ void CStationDay::Happen() {
 
 void CStationDay::Visit(Milliseconds now) {
   if (mSituation.visit != nullptr && mSituation.visit->until <= now) Unplug();
-  if (mNextVisit < mPlan.visits.size() && mPlan.visits[mNextVisit].from <= now) {
-    Plug(mPlan.visits[mNextVisit++]);
+  while (mNextVisit < mPlan.visits.size() && mPlan.visits[mNextVisit].from <= now) {
+    const SDayPlan::SVisit& visit = mPlan.visits[mNextVisit++];
+    if (visit.until > now) Plug(visit);
   }
   const auto* visit = mSituation.visit;
   if (visit != nullptr && visit->full && *visit->full <= now) {
@@ -108,14 +109,19 @@ void CStationDay::Unplug() {
 }
 
 void CStationDay::ChangeSettings(Milliseconds now) {
-  if (mNextChange >= mPlan.changes.size() || mPlan.changes[mNextChange].at > now) return;
-  mSituation.settings = mPlan.changes[mNextChange++].settings;
+  const std::size_t changes = mNextChange;
+  while (mNextChange < mPlan.changes.size() && mPlan.changes[mNextChange].at <= now) ++mNextChange;
+  if (mNextChange == changes) return;
+  mSituation.settings = mPlan.changes[mNextChange - 1].settings;
   ++mSituation.settingsChanges;
   mStation.Files().Write(CVirtualStation::SettingsPath(), mPlan.Settings(mSituation.settings));
 }
 
 void CStationDay::Trouble(Milliseconds now) {
-  if (mNextTrouble >= mPlan.troubles.size()) return;
+  while (mNextTrouble < mPlan.troubles.size() && !mIsTroubled && mPlan.troubles[mNextTrouble].until <= now) {
+    ++mNextTrouble;
+  }
+  if (mNextTrouble == mPlan.troubles.size()) return;
   const SDayPlan::STrouble& trouble = mPlan.troubles[mNextTrouble];
   if (!mIsTroubled && trouble.from <= now) {
     mIsTroubled = true;

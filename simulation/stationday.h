@@ -40,6 +40,7 @@ class CStationDay {
 
  private:
   void CreateRules();
+  Milliseconds TimeOfDay() const { return mPlan.begin + mStation.Elapsed(); }
   void Happen();
   void Visit(Milliseconds now);
   void Plug(const SDayPlan::SVisit& visit);
