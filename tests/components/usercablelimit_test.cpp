@@ -1,0 +1,73 @@
+#include "src/components/usercablelimit.h"
+
+#include <fmt/ranges.h>
+#include <gtest/gtest.h>
+
+#include "platform/log/logcapture.h"
+#include "platform/worker/virtualscheduler.h"
+#include "src/components/toleratedcurrent.h"
+#include "src/rpc/clients/adacservice.h"
+
+namespace {
+
+class CAdac final : public IAdacService {
+ public:
+  void SetPpStateHandler(PpStateHandler handler) override { mHandler = std::move(handler); }
+  void Notify(int number) const {
+    ipc::MPpState state;
+    state.set_state(static_cast<ipc::EPpState>(number));
+    mHandler(state);
+  }
+
+  PpStateHandler mHandler;
+};
+
+TEST(UserCableLimit, FollowsEveryStateOfTheProximityPilot) {
+  const auto adac = std::make_shared<CAdac>();
+  auto cable = std::make_unique<CUserCableLimit>(adac);
+  EXPECT_EQ(cable->GetLimit().milliAmpere, 0);
+  EXPECT_THROW(adac->Notify(0), std::bad_function_call);
+  int changes = 0;
+  cable->OnLimitChanged([&changes] { ++changes; });
+  for (const auto& [state, text, limit] :
+       std::vector<std::tuple<int, const char*, int>>{{1, "13A", 13000},
+                                                      {2, "20A", 20000},
+                                                      {3, "32A", 32000},
+                                                      {255, "unknown state", 0},
+                                                      {6, "Invalid", 13000},
+                                                      {5, "Error", 0},
+                                                      {4, "63/70A", 70000},
+                                                      {7, "unknown state", 0},
+                                                      {0, "Disconnect", 0}}) {
+    const CLogCapture log;
+    adac->Notify(state);
+    adac->Notify(state);
+    EXPECT_EQ(cable->GetLimit().source, ipc::ECurrentControlUserCable);
+    EXPECT_EQ(cable->GetLimit().milliAmpere, limit) << text;
+    EXPECT_EQ(std::exchange(changes, 0), 2) << "equal ones are told as well";
+    EXPECT_EQ(log.Count(fmt::format("Charging cable: {}", text)), 1);
+    EXPECT_EQ(log.Count(fmt::format("User cable limit: {}", limit)), 2);
+    EXPECT_EQ(log.Count("Unknown Adac PpState"), state > 6 ? 2 : 0);
+  }
+  cable.reset();
+  EXPECT_FALSE(adac->mHandler);
+}
+
+TEST(ToleratedCurrent, RaisedSetpointCountsAtOnceALoweredOneTenSecondsLater) {
+  CVirtualScheduler time;
+  std::string told;
+  CToleratedCurrent tolerated(time, [&](std::uint32_t milliAmpere) {
+    const auto second =
+        std::chrono::duration_cast<std::chrono::seconds>(time.Now().time_since_epoch()).count();
+    told += fmt::format(" {}:{}", second - 3600, milliAmpere);
+  });
+  for (const auto& [milliAmpere, wait] : std::vector<std::pair<std::uint32_t, int>>{
+           {10000, 1}, {16000, 1}, {16000, 1}, {12000, 4}, {6000, 2}, {8000, 1}, {0, 60}, {4294967295, 9}}) {
+    tolerated.SetSetpoint(milliAmpere);
+    time.RunFor(std::chrono::seconds(wait));
+  }
+  EXPECT_EQ(told,
+            " 0:10000 1:16000 2:16000 3:16000 7:16000 9:16000 10:16000 13:12000 17:8000 20:0 70:4294967295");
+}
+
+}  // namespace
