@@ -144,6 +144,8 @@ def measure():
         ("Resident", 25, False, resident, "MB"),
         ("An hour of the station in virtual time", 100, True, figure("BM_VirtualHour", "real_time") / 1e6, "ms"),
         ("The same hour with blackout protection and a household", 20, True, figure("BM_ProtectedHour", "real_time") / 1e6, "ms"),
+        ("24 hours of a station with every component enabled, in virtual time", 500, True, figure("BM_VirtualDay", "real_time") / 1e6, "ms"),
+        ("Growth of the heap in them, from the fourth hour to the last", 64, True, figure("BM_VirtualDay", "growth_kb"), "kB"),
         (f"`{TOUCHED}` touched: its tests built and linked again", 15, False, rebuilt, "s"),
     ]
     remarks = [
@@ -161,6 +163,8 @@ def measure():
         f"{P1_MB_PER_S} MB/s or {P1_SHARE_OF_CRC * 100:.0f} % of the checksum's, whichever is less: {enough:.0f} MB/s. The "
         f"time taken is compared with the time allowed.",
         f"Modbus: a sample of a three-phase meter over loopback takes {figure('BM_ModbusSample', 'real_time') / 1e3:.0f} µs.",
+        "A virtual day: a cloudy one with four visits of a vehicle, everything checked once per second that must hold on "
+        "every day; the house and its meters are in the time and on the heap as well.",
         "Rebuild: preset `dev` (sanitizers on), without ccache.",
     ]
     return rows, remarks

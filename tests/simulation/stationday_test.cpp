@@ -33,7 +33,7 @@ TEST(StationDay, KeepsItsRulesWhateverHappens) {
     plan.begin = 9h + seed % 3 * 2h;
     plan.end = plan.begin + 3h;
     EXPECT_THAT(Texts(CStationDay(plan).Play()), IsEmpty())
-        << "the whole day: currentcontrolsim --day " << seed;
+        << "the whole day: currentcontrolsim --seed " << seed;
   }
 }
 
