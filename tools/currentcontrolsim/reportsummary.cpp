@@ -50,7 +50,7 @@ std::vector<SFact> ReportSummary::Facts(const SSimulatedRun& run) {
       {"Setpoints", std::to_string(outcome.setpoints), "that charge control took"},
       {"Phase switches", std::to_string(outcome.phaseSwitches), "between 1 and 3"},
       {"Stops", std::to_string(outcome.stops), "of vehicles that drew what they may not"}};
-  if (run.isDay) facts.push_back(RulesFact(run));
+  if (run.hasRules) facts.push_back(RulesFact(run));
   return facts;
 }
 
@@ -93,6 +93,7 @@ Json::Value ReportSummary::ToJson(const SSimulatedRun& run) {
   result["setpoints"] = run.outcome.setpoints;
   result["phase_switches"] = run.outcome.phaseSwitches;
   result["stops"] = run.outcome.stops;
+  result["rules_checked"] = run.hasRules;
   result["violations"] = ToJson(run.outcome.violations);
   return result;
 }

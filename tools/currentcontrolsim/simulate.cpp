@@ -1,10 +1,14 @@
 #include "tools/currentcontrolsim/simulate.h"
 
+#include <utility>
+
 #include <fmt/format.h>
 
 #include "platform/log/logcapture.h"
 #include "platform/utility/jsontext.h"
+#include "simulation/dayplan.h"
 #include "simulation/scenario.h"
+#include "tools/currentcontrolsim/dayscenario.h"
 #include "tools/currentcontrolsim/runrecorder.h"
 #include "tools/currentcontrolsim/scenariorun.h"
 #include "tools/currentcontrolsim/stationfiles.h"
@@ -19,29 +23,57 @@ std::string ReadDescription(IFiles& files, const std::filesystem::path& path) {
   return object["description"].isString() ? object["description"].asString() : "";
 }
 
-}  // namespace
-
-SSimulatedRun Simulate::Scenario(IFiles& files, const SSimOptions& options) {
-  const SScenario scenario = LoadScenario(files, options.scenario);
-  const auto stationFiles = ReadStationFiles(files, options, UsualStationFiles());
-  SSimulatedRun run{.title = fmt::format("Scenario {}", options.scenario.stem().string()),
-                    .about = ReadDescription(files, options.scenario)};
+SSimulatedRun PlayAt(const CVirtualStation::SFiles& station, const SScenario& scenario, Milliseconds length,
+                     Milliseconds step) {
+  SSimulatedRun run;
   const CLogCapture silence(Log::ELogLevel::Critical);
-  CRunRecorder recorder(run, options.step);
-  CScenarioRun player(stationFiles, [&recorder](const SStationMoment& moment) { recorder.Take(moment); });
-  run.outcome = player.Play(scenario, options.length.value_or(CScenarioRun::UsualLength(scenario)));
+  CRunRecorder recorder(run, step);
+  CScenarioRun player(station, [&recorder](const SStationMoment& moment) { recorder.Take(moment); });
+  run.outcome = player.Play(scenario, length);
   return run;
 }
 
-SSimulatedRun Simulate::Day(IFiles&, const SSimOptions& options, std::uint64_t seed) {
-  SDayPlan plan = SDayPlan::Make(seed);
-  SSimulatedRun run{
-      .title = fmt::format("A made-up day, seed {}", seed), .about = plan.Summary(), .isDay = true};
+/// Without rules: they know what station the day has made up, and this is another one.
+SSimulatedRun PlayAtAnotherStation(IFiles& files, const SSimOptions& options, const SDayPlan& plan) {
+  const auto station = ReadStationFiles(
+      files, options, {.hwinfo = plan.Hwinfo(), .settings = plan.Settings(plan.settings), .secrets = ""});
+  // Somebody's own settings stay what they are.
+  Json::Value kept = options.overrides;
+  if (!options.settings.empty())
+    JsonText::ParseObject(fmt::format("{{{}}}", plan.settings.ToJsonMembers()), kept);
+  return PlayAt(station, ToScenario(plan, station, kept), SDayPlan::kDay, options.step);
+}
+
+SSimulatedRun PlayWithRules(SDayPlan plan, Milliseconds step) {
+  SSimulatedRun run;
+  run.hasRules = true;
   const CLogCapture silence(Log::ELogLevel::Critical);
-  CRunRecorder recorder(run, options.step);
+  CRunRecorder recorder(run, step);
   CStationDay day(
       std::move(plan), [&recorder](const SStationMoment& moment) { recorder.Take(moment); },
       CStationDay::kCheckPeriod);
   run.outcome = day.Play();
+  return run;
+}
+
+}  // namespace
+
+SSimulatedRun Simulate::Scenario(IFiles& files, const SSimOptions& options) {
+  const SScenario scenario = LoadScenario(files, options.scenario);
+  const auto station = ReadStationFiles(files, options, UsualStationFiles());
+  const Milliseconds length = options.length.value_or(CScenarioRun::UsualLength(scenario));
+  SSimulatedRun run = PlayAt(station, scenario, length, options.step);
+  run.title = fmt::format("Scenario {}", options.scenario.stem().string());
+  run.about = ReadDescription(files, options.scenario);
+  return run;
+}
+
+SSimulatedRun Simulate::Day(IFiles& files, const SSimOptions& options, std::uint64_t seed) {
+  const SDayPlan plan = SDayPlan::Make(seed);
+  const bool isOwn = options.hwinfo.empty() && options.settings.empty() && options.overrides.empty();
+  SSimulatedRun run = isOwn ? PlayWithRules(plan, options.step) : PlayAtAnotherStation(files, options, plan);
+  run.title = fmt::format("A made-up day, seed {}{}", seed, isOwn ? "" : ", at another station");
+  run.about = plan.Summary();
+  run.isDay = true;
   return run;
 }

@@ -10,7 +10,8 @@ namespace Simulate {
 /// Throws CFileError.
 SSimulatedRun Scenario(IFiles& files, const SSimOptions& options);
 
-/// A made-up day, in which all rules are checked. Throws CFileError.
+/// A made-up day: all rules are checked at its own station, none at another one that the options name. Throws
+/// CFileError.
 SSimulatedRun Day(IFiles& files, const SSimOptions& options, std::uint64_t seed);
 
 }  // namespace Simulate

@@ -29,7 +29,8 @@ struct SSimulatedRun {
 
   std::string title;
   std::string about;                      ///< one line; may be empty
-  bool isDay = false;                     ///< times are times of a day with rules of its own
+  bool isDay = false;                     ///< times are times of day
+  bool hasRules = false;                  ///< which were checked
   std::vector<SStationMoment> moments{};  ///< one of every step, the start first
   SPeak peak{};
   bool hasFuseTripped = false;

@@ -67,7 +67,8 @@
   });
   const timeAxis = (label) => axis({
     label,
-    labelSize: label ? 20 : 0,
+    labelSize: label ? 18 : 0,
+    size: label ? 26 : 28,
     space: 70,
     incrs: [1, 2, 5, 10, 15, 30, 60, 120, 300, 600, 900, 1800, 3600, 7200, 10800, 21600, 43200, 86400],
     values: (plot, ticks, _, __, step) => ticks.map((tick) => clock(tick, step < 60)),
@@ -142,18 +143,21 @@
     ],
   }, [scaled("house1", 1000), scaled("house2", 1000), scaled("house3", 1000), scaled("fuse", 1000)]);
 
+  const surplus = scaled("surplus", 1000);
   const setpoint = scaled("setpoint", 1000);
   const phases = column("phases");
   add({
     title: "Power",
-    about: "surplus is what the roof gives and the household does not take; the setpoint is what the vehicle may draw",
+    about: "surplus: what the roof gives and the household leaves, drawn where there is some; setpoint: what the vehicle may draw",
     height: 280,
     scales: { y: { range: (plot, min, max) => uPlot.rangeNum(Math.min(min, 0), max, 0.1, true) } },
     axes: [timeAxis(), valueAxis("Power (kW)")],
     series: [
       line("Roof", "roof", "kW", 2, { fill: () => colour("roof") + "22" }),
       line("Household", "household", "kW", 2, { paths: stepped }),
-      line("Surplus", "surplus", "kW", 2),
+      line("Surplus", "surplus", "kW", 2, {
+        value: (plot, value, series, index) => number(index == null ? null : surplus[index], 2, "kW"),
+      }),
       line("Vehicle", "vehicle", "kW", 2, { width: 2 }),
       line("Setpoint", "setpoint", "kW", 2, {
         dash: [3, 3],
@@ -162,7 +166,8 @@
           : `${value.toFixed(2)} kW (${setpoint[index].toFixed(1)} A × ${phases[index]})`),
       }),
     ],
-  }, [scaled("roof", 1000), scaled("household", 1000), scaled("surplus", 1000), scaled("vehicle", 1000),
+  }, [scaled("roof", 1000), scaled("household", 1000), surplus.map((power) => Math.max(power, 0)),
+    scaled("vehicle", 1000),
     setpoint.map((ampere, i) => ampere * phases[i] * report.volt / 1000)]);
 
   add({
@@ -182,7 +187,7 @@
     "#c33fa0", "#86bcb6", "#f1ce3c", "#a0cbe8", "#9d7660", "#d4a6c8", "#79706e", "#ff9d9a", "#8cd17d", "#3f6fd1", "#b07aa1"];
   const sourceColour = (value) => palette[(value + palette.length - 2) % palette.length];
   const vehicleColours = ["absent", "connected", "surplus", "full"];
-  const cableColours = ["absent", "connected", "vehicle", "household", "l3", "bad", "bad"];
+  const cableColours = ["absent", "cable1", "cable2", "cable3", "cable4", "bad", "bad"];
   const lanes = [
     { name: "Current", label: "Current decided by", column: "source", names: report.sources, colour: sourceColour },
     { name: "Phases", label: "Phases decided by", column: "phasesource", names: report.sources, colour: sourceColour },
@@ -215,6 +220,7 @@
     ctx.rect(bbox.left, bbox.top, bbox.width, bbox.height);
     ctx.clip();
     ctx.font = `${12 * devicePixelRatio}px ${font.slice(font.indexOf(" ") + 1)}`;
+    ctx.textAlign = "left";
     ctx.textBaseline = "middle";
     lanes.forEach((lane, row) => {
       const top = bbox.top + row * height + gap;
