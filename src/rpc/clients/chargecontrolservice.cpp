@@ -13,6 +13,11 @@ CChargeControlService::~CChargeControlService() {
   Disconnect();
 }
 
+void CChargeControlService::OnTaken(TakenCallback taken) {
+  CMutexLock lock(mMutex);
+  mTaken = std::move(taken);
+}
+
 void CChargeControlService::Connect(std::function<void(ipc::EChargingState)> chargingState) {
   mChargingState = std::move(chargingState);
   mWorker.Start();

@@ -4,7 +4,6 @@
 #include <functional>
 #include <memory>
 #include <optional>
-#include <utility>
 
 #include "ipc/basiccharge2.service.h"
 
@@ -50,8 +49,9 @@ class CChargeControlService final : public IChargeControlService {
   ~CChargeControlService() override;
 
   /// Called with every setpoint that charge control has taken, under this object's lock on the thread that
-  /// handed it over: must neither wait nor call back. Set before the first setpoint.
-  void OnTaken(TakenCallback taken) { mTaken = std::move(taken); }
+  /// handed it over: must neither wait nor call back. Set before the first setpoint; an empty one ends it,
+  /// and the former one does not run any more then.
+  void OnTaken(TakenCallback taken) EXCLUDES(mMutex);
 
   /// Begins to follow the peer and to retry. `chargingState` is called on a thread of the RPC framework.
   void Connect(std::function<void(ipc::EChargingState)> chargingState);
@@ -73,9 +73,9 @@ class CChargeControlService final : public IChargeControlService {
   void HandOverStop() REQUIRES(mMutex);
 
   ipc::CBasicCharge2Client mPeer;
-  TakenCallback mTaken;
   std::function<void(ipc::EChargingState)> mChargingState;
   CMutex mMutex;
+  TakenCallback mTaken GUARDED_BY(mMutex);
   std::optional<ipc::MChargeCurrent> mNewest GUARDED_BY(mMutex);
   /// What charge control did with the newest setpoint, as far as is known. Pending: it may not have heard of
   /// it.
