@@ -43,18 +43,21 @@ void CStation::PullCable() {
   mAdac->SetPpState(ipc::EPpDisconnect);
 }
 
-void CStation::Beat() {
-  Look();
-  mMeter->Measure(mChargePoint.View().draw);
+void CStation::Look() {
+  Follow(mChargePoint.View());
 }
 
-void CStation::Look() {
+void CStation::Beat() {
   const CChargePoint::SView view = mChargePoint.View();
+  Follow(view);
+  mMeter->Measure(view.draw);
+}
+
+void CStation::Follow(const CChargePoint::SView& view) {
   mBasicCharge->TellChargingState(view.state);
   const bool isTooMuch = mHouse.Look();
   if (isTooMuch || !view.steady) return Watch();
-  mIsWatching = false;
-  mWatching.Cancel();
+  if (std::exchange(mIsWatching, false)) mWatching.Cancel();
 }
 
 /// Looks every so often until nothing changes by time alone.

@@ -52,6 +52,7 @@ class CStation {
  private:
   void Beat();
   void Look();
+  void Follow(const CChargePoint::SView& view);
   void Watch();
 
   CChargePoint mChargePoint;

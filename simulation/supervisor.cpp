@@ -40,9 +40,21 @@ void CSupervisor::StepEvery(Milliseconds period) {
 void CSupervisor::Step() {
   const EOutcome outcome = Work();
   mGoalReached = outcome == EOutcome::Reached;
-  const Milliseconds period = outcome == EOutcome::OnTheWay ? kPeriod : kWatchPeriod;
+  const Milliseconds period = PeriodAfter(outcome);
   if (period != mPeriod) StepEvery(period);
   if (mGoalReached && mReached) std::exchange(mReached, {})();
+}
+
+Milliseconds CSupervisor::PeriodAfter(EOutcome outcome) {
+  switch (outcome) {
+    case EOutcome::Reached:
+      return kWatchPeriod;
+    case EOutcome::OnTheWay:
+      return kPeriod;
+    case EOutcome::Refused:
+      break;
+  }
+  return kRest;
 }
 
 CSupervisor::EOutcome CSupervisor::Work() {

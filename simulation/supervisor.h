@@ -21,8 +21,10 @@ class CSupervisor {
   };
   /// How often it looks while it waits for the goal.
   static constexpr Milliseconds kPeriod{100};
-  /// How often it looks once there, and how long it rests after a refusal.
-  static constexpr Milliseconds kWatchPeriod{2000};
+  /// How long it rests after a refusal.
+  static constexpr Milliseconds kRest{2000};
+  /// How often it looks once there.
+  static constexpr Milliseconds kWatchPeriod{5000};
 
   /// How long current control may take to be there.
   static constexpr Milliseconds kPatience{5000};
@@ -39,6 +41,7 @@ class CSupervisor {
  private:
   enum class EOutcome { Reached, OnTheWay, Refused };
 
+  static Milliseconds PeriodAfter(EOutcome outcome);
   void Step();
   EOutcome Work();
   EOutcome WorkTowardsEnabled(const ipc::MProcessState& state);

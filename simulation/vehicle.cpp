@@ -55,6 +55,11 @@ void CVehicle::Offer(std::uint32_t milliAmpere, std::uint32_t phases) {
 
 void CVehicle::Advance(Milliseconds span) {
   const Milliseconds end = mNow + span;
+  if (IsSteady()) {
+    mNow = end;
+    mFlowsFrom.reset();
+    mRampRemainder = 0;
+  }
   while (mNow < end) {
     AskForCurrent();
     Milliseconds next = mPending.empty() ? end : std::min(end, mPending.front().due);
