@@ -105,28 +105,36 @@ TEST_F(CSolarChargingTest, SurplusMustLastToStartAndStayAwayToStop) {
         {{}, 1, -2000, "0/1"}});  // 900 s
   EXPECT_EQ(mLog.Count("Stop limit exceeded, setting desired current to 0A"), 1);
   EXPECT_THAT(mTold, ElementsAre("0/1", "6086/1", "6186/1", "6000/1", "0/1"));
+  EXPECT_THAT(mDiagnostics.Take()[30600],
+              ElementsAre("-1300", "-42", "81", "81", "81", "3380", "3380", "3380", "3380"));
 }
 
 TEST_F(CSolarChargingTest, PhasesFollowTheSmoothedSurplus) {
+  Set("Mode", "AdvancedSolar")();
+  Set("AdvancedCurrentOffset", 3000)();
   Start(mSource);
-  Play({{{}, 4, 4141, "6001/3"},
-        {Draw({6000, 6000, 6000}, 4140), 18, 1400, "6001/3"},
-        {{}, 1, 1400, "6086/1"},  // smoothed, below 4140 W
-        {Draw({6000, 0, 0}, 1380), 9, 10000, "43478/1"},
-        {{}, 1, 10000, "14492/3"},    // above again
-        {{}, 1, 10000, "43478/3"}});  // the vehicle stays on one phase
+  Play({{{}, 3, 3910, "0/1"},
+        {{}, 1, 3911, "6668/3"},
+        {Draw({6000, 6000, 6000}, 4140), 33, 1500, "6000/3"},
+        {{}, 1, 1500, "9521/1"},  // smoothed, below 3450 W
+        {Draw({6000, 0, 0}, 1380), 15, 9000, "42130/1"},
+        {{}, 1, 9000, "14043/3"},  // above 3910 W
+        {{}, 1, 9000, "42130/3"},  // the vehicle stays on one phase
+        {Set("PhaseSwitchingMode", "ForceSinglePhase"), 60, 9000, "42130/1"},
+        {Set("PhaseSwitchingMode", "Automatic"), 1, 9000, "14043/3"},
+        {Draw({6000, 6000, 6000}, 4140), 90, 1500, "6000/1"}});
 }
 
 TEST_F(CSolarChargingTest, APauseLongerThanTheFilterNeitherUpsetsItNorIsMissed) {
   Charge();
   Set("Mode", "AdvancedSolar")();
   Set("AdvancedContinuousStopThreshold", 100'000)();
-  for (int run = 0; run < 256; ++run) Play({{{}, 1, run % 2 * -9000, "6086/1"}});
-  Play({{{}, 1, -9000, "6086/1"}});
+  for (int run = 0; run < 256; ++run) Play({{{}, 1, (run + 1) % 2 * -9000, "6086/1"}});
+  Play({{{}, 1, 0, "6086/1"}});
   EXPECT_THAT(Logged(),
               ElementsAre("Skipping update because power measurement is equal to the power measurement "
                           "before the previous update."));
-  Play({{{}, 1, 1840, "8000/1"}});
+  Play({{{}, 1, 1840, "8000/1"}, {{}, 40, 10000, "43478/3"}});
 }
 
 TEST_F(CSolarChargingTest, SettingsHoldFromTheNextRunHoweverAbsurd) {
@@ -160,10 +168,10 @@ TEST_F(CSolarChargingTest, SettingsHoldFromTheNextRunHoweverAbsurd) {
 
 TEST_F(CSolarChargingTest, AVehicleIsLetGoWhenTheHouseCannotBeMeasured) {
   Charge();
-  Play({{Error(true), 100, 1400, "none"}, {Error(false), 1, 1000, "0/1"}});
+  Play({{Error(true), 100, 1400, "none"}, {Error(false), 2, 1400, "0/1"}});
   EXPECT_THAT(mDiagnostics.Take(),
-              ElementsAre(Pair(30600, Texts{"380"}), Pair(30601, Texts{"true", "false"})));
-  Play({{Error(true), 90, 1000, "0/1"}, {{}, 2, 1000, "none"}, {Error(false), 1, 1000, "0/1"}});
+              ElementsAre(Pair(30600, Texts{"-20"}), Pair(30601, Texts{"true", "false"})));
+  Play({{Error(true), 90, 1400, "0/1"}, {{}, 2, 1000, "none"}, {Error(false), 3, 1400, "0/1"}});
   Set("Enable", false)();
   Error(true)();
   Play({{Set("Enable", true), 91, 1000, "0/1"}, {{}, 2, 1000, "none"}});  // noticed in the first run
@@ -231,7 +239,6 @@ TEST(SolarSurplus, FollowsFromTheMetersWhateverTheySay) {
       {-1800, 180, {}, 1, 1, pure, {1800, 180, 1, 10000}},
       {-1800, kMin, {1000, 999, 0}, 3, 3, pure, {2259, 230, 3, 6000}},
       {200, 231, {15999, 1001, 0}, 3, 3, pure, {3727, 231, 2, 8067}},
-      {200, 231, {15999, 1001, 0}, 3, 1, pure, {3727, 231, 2, 16134}},
       {-9200, 230, {}, 1, 3, half, {9200, 230, 1, 7333}},
       {-9200, 230, {}, 0, 0, half, {9200, 230, 0, 22000}},
       {500, 230, {}, 3, 3, max, {-500, 230, 3, 97827}},
