@@ -1,5 +1,8 @@
 #include "src/components/overcurrentprotection.h"
 
+#include <fstream>
+#include <iterator>
+
 #include "protectionstation.h"
 
 namespace {
@@ -128,6 +131,20 @@ TEST(OvercurrentProtection, WithoutTheMeterOnlyTimersGoOn) {
     silent.Silence(1);
     EXPECT_EQ(silent.protection.HasStopped(), !isUnplugged);
     EXPECT_EQ(silent.log.Texts(ELevel::Warning).size(), 2U) << "of the timer and of the silence";
+  }
+}
+
+TEST(ProtectionsPage, TellsThresholdsAndSignals) {
+  std::ifstream file(PROTECTIONS_PAGE);
+  const std::string page(std::istreambuf_iterator<char>(file), {});
+  for (const auto& [factor, duration] : COvercurrentProtection::kThresholds) {
+    const auto stop = page.find(fmt::format("stopped after {} s\n  {:<4} --", duration.count(), factor));
+    EXPECT_NE(stop, std::string::npos) << factor;
+  }
+  using namespace DiagnosticsSignals;
+  for (const auto& signal :
+       {kOvercurrentHardwareLimit, kOvercurrentInstallationLimit, kOvercurrentCableRating, kPhaseImbalance}) {
+    EXPECT_NE(page.find(fmt::format("\n| {} | {} |", signal.number, signal.name)), std::string::npos);
   }
 }
 
