@@ -96,7 +96,7 @@ void CHomeWizard::Disconnect() {
   StopLooking();
   mClient.reset();
   mChecked.clear();
-  mTrace.clear();
+  mMeasured = Json::Value();
 }
 
 void CHomeWizard::Know(const std::string& serial) {
@@ -185,9 +185,9 @@ CHomeWizard::Answer CHomeWizard::Judge(const std::string& target, const Json::Va
 }
 
 bool CHomeWizard::StandsStill(const Json::Value& data, const SMeterReading& reading) {
-  std::string trace = HomeWizardReading::Trace(data);
-  if (trace == mTrace) return mScheduler.Now() - mMoved > LongestStandstill(reading);
-  mTrace = std::move(trace);
+  Json::Value measured = HomeWizardReading::Measured(data);
+  if (measured == mMeasured) return mScheduler.Now() - mMoved > LongestStandstill(reading);
+  mMeasured = std::move(measured);
   mMoved = mScheduler.Now();
   return false;
 }

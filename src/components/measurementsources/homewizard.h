@@ -104,7 +104,7 @@ class CHomeWizard final : public CPolledMeter {
   std::unique_ptr<IHttpClient> mClient;
   std::string mChecked;        // the place where the right device has answered; empty: none since a failure
   std::string mCheckedSerial;  // and its serial number
-  std::string mTrace;          // of the newest data
+  Json::Value mMeasured;       // newest data
   TimePoint mMoved;            // when that was new
 
   std::unique_ptr<IServiceDiscovery::ISearch> mSearch;

@@ -127,10 +127,9 @@ std::variant<SMeterReading, std::string> From(const Json::Value& data) {
   }
 }
 
-std::string Trace(const Json::Value& data) {
-  Json::Value measured = data;
-  for (const auto* own : {"wifi_ssid", "wifi_strength"}) measured.removeMember(own);
-  return JsonText::ToLine(measured);
+Json::Value Measured(Json::Value data) {
+  for (const auto* own : {"wifi_ssid", "wifi_strength"}) data.removeMember(own);
+  return data;
 }
 
 }  // namespace HomeWizardReading

@@ -18,8 +18,8 @@ namespace HomeWizardReading {
 /// current.
 std::variant<SMeterReading, std::string> From(const Json::Value& data);
 
-/// All that changes when the meter measures anew, as text: what the device tells of its own radio is left
+/// All that changes when the meter measures anew: what the device tells of its own radio is left
 /// out.
-std::string Trace(const Json::Value& data);
+Json::Value Measured(Json::Value data);
 
 }  // namespace HomeWizardReading
