@@ -40,7 +40,7 @@ CSolarRoof::SProperties MakeRoof(CRandom& random) {
   CSolarRoof::SProperties roof;
   roof.weather = OneOf(random, kWeathers);
   roof.phases = random.Chance(1, 4) ? 1 : 3;
-  roof.peakWatt = Number(random, 2000, roof.phases == 1 ? 4600 : SDayPlan::kMostPeakWatt);
+  roof.peakWatt = Number(random, 3000, roof.phases == 1 ? 4600 : SDayPlan::kMostPeakWatt);
   roof.seed = random.Below(1000000);
   return roof;
 }
@@ -51,14 +51,14 @@ SDaySettings MakeSettings(CRandom& random) {
   constexpr std::array<seconds, 3> kStarts{seconds(0), seconds(50), seconds(300)};
   constexpr std::array<seconds, 3> kStops{seconds(60), seconds(310), seconds(1200)};
   SDaySettings settings;
-  settings.isSolarEnabled = random.Chance(3, 4);
+  settings.isSolarEnabled = random.Chance(5, 6);
   settings.mode = OneOf(random, kModes);
-  settings.phaseSwitching = random.Chance(1, 5) ? "ForceSinglePhase" : "Automatic";
+  settings.phaseSwitching = random.Chance(1, 8) ? "ForceSinglePhase" : "Automatic";
   settings.advanced.thresholds = {static_cast<std::int32_t>(random.Between(-500, 4000)),
                                   OneOf(random, kStarts), OneOf(random, kStops)};
-  settings.advanced.offsetMilliAmpere = static_cast<std::int32_t>(random.Between(-2000, 8000));
+  settings.advanced.offsetMilliAmpere = static_cast<std::int32_t>(random.Between(-1000, 8000));
   settings.advanced.gainPercent = Number(random, 50, 150);
-  settings.advanced.phases = random.Chance(1, 3) ? 3 : 1;
+  settings.advanced.phases = random.Chance(1, 4) ? 3 : 1;
   settings.userAmpere = random.Chance(1, 3) ? Number(random, 6, 32) : 32;
   return settings;
 }
@@ -123,10 +123,10 @@ std::vector<SDayPlan::SVisit> MakeVisits(CRandom& random) {
 
 std::vector<SDayPlan::SChange> MakeChanges(CRandom& random) {
   std::vector<SDayPlan::SChange> changes;
-  Milliseconds at = random.Between(hours(1), hours(8));
+  Milliseconds at = random.Between(hours(2), hours(20));
   while (at < SDayPlan::kDay) {
     changes.push_back({at, MakeSettings(random)});
-    at += random.Between(minutes(5), hours(8));
+    at += random.Chance(1, 3) ? random.Between(minutes(1), hours(1)) : random.Between(hours(2), hours(12));
   }
   return changes;
 }

@@ -1,5 +1,7 @@
 #include "simulation/phaseswitchrule.h"
 
+#include <utility>
+
 #include <fmt/format.h>
 
 void CPhaseSwitchRule::OnSetpoint(Milliseconds at, std::uint32_t milliAmpere, std::uint32_t phases) {
@@ -13,6 +15,7 @@ void CPhaseSwitchRule::OnMoment(const SStationMoment& moment, const SDaySituatio
   const std::uint32_t interventions = situation.settingsChanges + situation.troubles;
   if (interventions != mInterventions) mBeginnings.push_back(moment.at);
   mInterventions = interventions;
+  CheckDistance(moment, situation);
   for (Times* times : {&mSwitches, &mBeginnings}) {
     while (!times->empty() && times->front() <= moment.at - std::chrono::hours(1)) times->pop_front();
   }
@@ -20,4 +23,14 @@ void CPhaseSwitchRule::OnMoment(const SStationMoment& moment, const SDaySituatio
   if (mSwitches.size() <= most) return;
   Violate(moment.at, fmt::format("{} times within an hour, {} are allowed", mSwitches.size(), most));
   mSwitches.clear();
+}
+
+void CPhaseSwitchRule::CheckDistance(const SStationMoment& moment, const SDaySituation& situation) {
+  if (mSwitches.empty() || mSwitches.back() == mChecked) return;
+  const Milliseconds newest = mSwitches.back();
+  const Milliseconds before = std::exchange(mChecked, newest);
+  const bool hasBegun = !mBeginnings.empty() && mBeginnings.back() >= before;
+  if (hasBegun || !situation.isHouseMeterGood || !situation.isStationMeterGood) return;
+  if (newest - before >= kLeastApart) return;
+  Violate(moment.at, fmt::format("{} ms after the change before", (newest - before).count()));
 }

@@ -4,7 +4,8 @@
 
 #include "simulation/dayrule.h"
 
-/// The phases of the setpoint change at most so often within any hour while solar charging goes on.
+/// The phases of the setpoint do not change in one run of solar charging and back in the next, and at most so
+/// often within any hour while solar charging goes on.
 ///
 /// Only solar charging changes them, in a run of 20 s, by a surplus F that is filtered: each run moves F
 /// towards the surplus s by (runs since the limit was last set) / 60 of the way. It sets the limit in every
@@ -20,6 +21,8 @@
 /// run:
 ///   at least 2 runs.
 /// So there and back takes 9 runs of 20 s at least: 20 times an hour, 40 changes, and one more at the edge.
+/// (Meters that do not measure at one moment may show a change of the vehicle's power as surplus, if it comes
+/// within the 2.5 s before a run: 22 kW / 60 = 367 W once, which makes one way shorter and not two runs one.)
 ///
 /// When charging begins or ends, when settings change and when a meter fails or recovers the phases are
 /// chosen anew, which is one change, and the next may follow at once: two more for each of these.
@@ -27,6 +30,8 @@ class CPhaseSwitchRule final : public CDayRule {
  public:
   static constexpr std::size_t kMostPerHour = 41;
   static constexpr std::size_t kMorePerBeginning = 2;
+  /// From one run to the one after the next.
+  static constexpr Milliseconds kLeastApart{40000};
 
   explicit CPhaseSwitchRule(Report report)
       : CDayRule("the number of phases does not change too often", std::move(report)) {}
@@ -37,9 +42,12 @@ class CPhaseSwitchRule final : public CDayRule {
  private:
   using Times = std::deque<Milliseconds>;
 
+  void CheckDistance(const SStationMoment& moment, const SDaySituation& situation);
+
   Times mSwitches;    ///< within the last hour
   Times mBeginnings;  ///< likewise
   std::uint32_t mSetpoint = 0;
   std::uint32_t mPhases = 0;
   std::uint32_t mInterventions = 0;
+  Milliseconds mChecked = -kLeastApart;  ///< the newest switch that was looked at
 };

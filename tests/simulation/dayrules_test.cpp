@@ -98,6 +98,14 @@ TEST(DayRules, CountChangesOfPhasesWithinAnHour) {
   }
   switches.Show(1s);
   EXPECT_EQ(switches.Found(), Seconds{44 * 80 + 1});
+  for (const auto apart : {40s, 20s}) {
+    switches.Show(41s);
+    switches.Offer(6000, 3);
+    switches.Show(apart);
+    switches.Offer(6000, 1);
+    switches.Show(1s);
+  }
+  EXPECT_EQ(switches.Found(), Seconds{3665}) << "the second only: 20 s apart";
 }
 
 TEST(DayRules, SeeSolarChargingThatIsLate) {
