@@ -1,0 +1,186 @@
+#include <sstream>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "simulation/memoryfiles.h"
+#include "simulation/strictjson.h"
+#include "tools/currentcontrolsim/dayscenario.h"
+#include "tools/currentcontrolsim/manydays.h"
+#include "tools/currentcontrolsim/reportcsv.h"
+#include "tools/currentcontrolsim/reporthtml.h"
+#include "tools/currentcontrolsim/reportsummary.h"
+#include "tools/currentcontrolsim/runrecorder.h"
+#include "tools/currentcontrolsim/simoptions.h"
+#include "tools/currentcontrolsim/simulate.h"
+#include "tools/display/options.h"
+
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+SSimOptions Read(std::vector<std::string> words) {
+  words.insert(words.begin(), "currentcontrolsim");
+  std::vector<char*> arguments;
+  for (std::string& word : words) arguments.push_back(word.data());
+  return ReadSimOptions(arguments);
+}
+
+TEST(SimOptions, RefusesNonsenseAndSaysWhatToDo) {
+  const std::pair<std::vector<std::string>, const char*> kCases[] = {
+      {{"evening.json"}, "'evening.json' is no option; --help lists them"},
+      {{"--scenario", "x", "--seed", "2"},
+       "--scenario plays a file, --seed and --days play made-up days: give one of them"},
+      {{"--hours", "3"}, "--hours is for a --scenario; a made-up day has 24"},
+      {{"--days", "2", "--csv", "x"}, "--csv and --html show one run: give --seed without --days"},
+      {{"--root", "x", "--settings", "y"}, "--root names all files: leave --hwinfo and --settings out"},
+      {{"--step", "0"}, "--step takes a whole number from 1 to 3600, not '0'"},
+      {{"--set", "=5"}, "--set takes KEY=VALUE, such as SolarChargingEnable=true, not '=5'"}};
+  for (const auto& [words, error] : kCases) {
+    EXPECT_THAT([&words = words] { Read(words); }, testing::ThrowsMessage<CUsageError>(error));
+  }
+  const auto options =
+      Read({"--root", "/x", "-k", "A=true", "-k", "B=Max,\"x\":1", "-k", "C=-1.5", "-k", "D=null"});
+  EXPECT_EQ(options.settings, "/x/etc/settings.json");
+  EXPECT_EQ(options.overrides["A"], Json::Value(true));
+  EXPECT_EQ(options.overrides["B"], Json::Value("Max,\"x\":1"));
+  EXPECT_EQ(options.overrides["C"], Json::Value(-1.5));
+  EXPECT_TRUE(options.overrides.isMember("D") && options.overrides["D"].isNull());
+}
+
+/// Two moments, the latter between two steps of 10 s.
+SSimulatedRun TinyRun() {
+  SSimulatedRun run{.title = "A day", .about = "</script><b>clear</b>", .isDay = true, .hasRules = true};
+  CRunRecorder recorder(run, Milliseconds{10000});
+  SStationMoment moment{.at = Milliseconds{20000},
+                        .load = {1000, 2000, 3000},
+                        .generation = {5000, 0, 0},
+                        .vehicle = {6000, 6000, 900},
+                        .house = {2000, 8000, 3900},
+                        .fuseMilliAmpere = 25000,
+                        .fuseHeat = 0.125,
+                        .surplusWatt = -230,
+                        .setpointMilliAmpere = 6500,
+                        .setpointPhases = 3,
+                        .source = ipc::ECurrentControlBop,
+                        .phaseSource = ipc::ECurrentControlSolarCharging,
+                        .vehicleState = CVehicle::EState::Charging,
+                        .cable = ipc::EPp20A};
+  recorder.Take(moment);
+  moment.at += Milliseconds{1000};
+  moment.house[1] = -9000;
+  recorder.Take(moment);
+  run.outcome = {.violations = {{Milliseconds{21000}, "a rule", "1 instead of 2"}},
+                 .chargedWattHours = 1234,
+                 .solarWattHours = 200,
+                 .setpoints = 5,
+                 .phaseSwitches = 1,
+                 .stops = 0,
+                 .highestHeat = 0.5};
+  return run;
+}
+
+template <class TWrite>
+std::string Written(const TWrite& write, const SSimulatedRun& run) {
+  std::ostringstream out;
+  write(out, run);
+  return out.str();
+}
+
+TEST(SimReport, HasARowForEveryStepAndAShortSummary) {
+  EXPECT_THAT(
+      Written(WriteCsv, TinyRun()),
+      testing::EndsWith("\n20,1000,2000,3000,5000,0,0,6000,6000,900,2000,8000,3900,25000,12.5,0,-230,6500,"
+                        "3,Dynamic load balancing,Solar charging,charging,20 A\n"));
+  const std::string text = ReportSummary::ToText(TinyRun());
+  EXPECT_THAT(text, HasSubstr("1.23 kWh  of which from the roof 0.20 kWh\n"));
+  EXPECT_THAT(text, HasSubstr("-9.00 A  on L2 at 00:00:21; the fuse is for 25 A\n"));
+  EXPECT_THAT(text, HasSubstr("  00:00:21 a rule: 1 instead of 2\n"));
+}
+
+TEST(SimReport, IsOnePageThatFetchesNothing) {
+  const std::string page = Written(WriteHtml, TinyRun());
+  EXPECT_THAT(page, HasSubstr("var uPlot=function()"));
+  EXPECT_THAT(page, HasSubstr("The MIT License (MIT)"));
+  EXPECT_THAT(page, HasSubstr("\"house2\":[8000],\n"));
+  EXPECT_THAT(page, HasSubstr("\"vehiclephases\":[2],\n"));
+  EXPECT_THAT(page, HasSubstr(R"("sources":{"13":"Solar charging","4":"Dynamic load balancing"})"));
+  EXPECT_THAT(page, HasSubstr("default-src 'none'"));
+  for (const auto* fetching : {"src=", "href=", "url(", "@import", "fetch(", "<link", "</script><b>"})
+    EXPECT_THAT(page, Not(HasSubstr(fetching)));
+}
+
+TEST(ManyDays, NamesTheCommandThatPlaysABadDayAgain) {
+  std::ostringstream news;
+  CManyDays days(2, news, false);
+  days.Add(7, {});
+  EXPECT_TRUE(days.IsGood());
+  days.Add(8, TinyRun());
+  EXPECT_FALSE(days.IsGood());
+  EXPECT_EQ(news.str(),
+            "day 8: 00:00:21 a rule: 1 instead of 2; again: currentcontrolsim --seed 8\n"
+            "2 of 2 days, 1 with a broken rule\n");
+}
+
+TEST(Simulate, PlaysAScenarioAtAnInstallationAndTheSameBytesAgain) {
+  CMemoryFiles files;
+  files.Write("/x/etc/hwinfo.json", R"({"HwMaxCurrent": 20, "HwOneOrThreePhase": 3})");
+  files.Write("/x/etc/settings.json", R"({"CurrentCtrlFixedChargeCurrentLimit": 16})");
+  files.Write("/noon.json", R"({"description": "Noon", "repeat": "00:00:30", "events": [
+      {"at": "00:00:01", "vehicle": {"connected": true, "reaction-ms": 0}}]})");
+  auto options = Read({"--scenario", "/noon.json", "--root", "/x", "--step", "15"});
+  const auto run = Simulate::Scenario(files, options);
+  EXPECT_EQ(run.title + ": " + run.about, "Scenario noon: Noon");
+  ASSERT_EQ(run.moments.size(), 3U);  // at 0, 15 and 30 s
+  EXPECT_EQ(run.moments[2].setpointMilliAmpere, 16000U);
+  EXPECT_EQ(run.moments[2].vehicle, (CVehicle::Currents{16000, 16000, 16000}));
+  EXPECT_TRUE(run.IsGood());
+  EXPECT_EQ(Written(WriteHtml, Simulate::Scenario(files, options)), Written(WriteHtml, run));
+
+  options.overrides["CurrentCtrlFixedChargeCurrentLimit"] = 10;
+  EXPECT_EQ(Simulate::Scenario(files, options).moments[2].setpointMilliAmpere, 10000U);
+  options.settings = "/none.json";
+  EXPECT_THAT([&] { Simulate::Scenario(files, options); },
+              testing::ThrowsMessage<CFileError>(HasSubstr("/none.json: ")));
+}
+
+TEST(DayScenario, IsTheDayAtAnotherStation) {
+  SDayPlan plan;
+  plan.loads = {{Milliseconds{0}, {100, 200, 300}}};
+  plan.visits = {{.from = Milliseconds{5000}, .until = Milliseconds{9000}, .cable = ipc::EPp13A}};
+  plan.changes = {{Milliseconds{6000}, {}}};
+  plan.changes[0].settings.isSolarEnabled = false;
+  plan.changes[0].settings.userAmpere = 11;
+  plan.troubles = {{SDayPlan::ETrouble::MeterAway, Milliseconds{1000}, Milliseconds{7000}}};
+  Json::Value kept(Json::objectValue);
+  kept["SolarChargingEnable"] = true;
+  const SScenario day = ToScenario(plan,
+                                   {.hwinfo = R"({"HwHasSocket": true})",
+                                    .settings = R"({"CurrentCtrlBopFuseRating": 35})",
+                                    .secrets = ""},
+                                   kept);
+  std::vector<std::pair<std::int64_t, std::size_t>> events;  // which kind when
+  for (const auto& event : day.events) events.emplace_back(event.at.count(), event.action.index());
+  const auto kind = [](SScenario::Action action) { return action.index(); };
+  const auto house = kind(SScenario::SHouseChange{});
+  const auto cable = kind(SScenario::SCable{});
+  const auto meter = kind(SScenario::SMeter{});
+  EXPECT_EQ(events, (decltype(events){{0, house},
+                                      {0, kind(SScenario::SRoof{})},
+                                      {0, cable},
+                                      {0, house},
+                                      {1000, meter},
+                                      {5000, kind(SScenario::SVehicleChange{})},
+                                      {5000, cable},
+                                      {6000, kind(SScenario::SSettings{})},
+                                      {7000, meter},
+                                      {9000, cable}}));
+  EXPECT_EQ(std::get<SScenario::SHouseChange>(day.events[0].action).fuseAmpere, 35U);
+  EXPECT_EQ(std::get<SScenario::SCable>(day.events[6].action).plugged, ipc::EPp13A);
+  const Json::Value& values = std::get<SScenario::SSettings>(day.events[7].action).values;
+  EXPECT_EQ(values["UserDefinedChargeLimitCurrent"], Json::Value(11));
+  EXPECT_FALSE(values.isMember("SolarChargingEnable"));
+}
+
+}  // namespace
