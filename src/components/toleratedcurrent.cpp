@@ -15,17 +15,12 @@ void CToleratedCurrent::SetSetpoint(std::uint32_t milliAmpere) {
 }
 
 void CToleratedCurrent::Replace(std::uint32_t milliAmpere, TimePoint now) {
-  ForgetUpTo(mPresent);
   mReplaced.push_back({mPresent, now + kTimeToFollow});
   mPresent = milliAmpere;
-  ForgetUpTo(mPresent);
+  while (!mReplaced.empty() && mReplaced.back().milliAmpere <= mPresent) mReplaced.pop_back();
   Forget(mClock.Now());
   AwaitNextFall();
   Tell();
-}
-
-void CToleratedCurrent::ForgetUpTo(std::uint32_t milliAmpere) {
-  while (!mReplaced.empty() && mReplaced.back().milliAmpere <= milliAmpere) mReplaced.pop_back();
 }
 
 void CToleratedCurrent::Forget(TimePoint now) {

@@ -30,7 +30,6 @@ class CToleratedCurrent {
   // All on the worker.
   void Replace(std::uint32_t milliAmpere, TimePoint now);
   void Forget(TimePoint now);
-  void ForgetUpTo(std::uint32_t milliAmpere);
   void AwaitNextFall();
   void Tell() const;
 

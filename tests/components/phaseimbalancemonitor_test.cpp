@@ -89,8 +89,14 @@ TEST(PhaseImbalanceMonitor, WithoutTheMeterNothingIsAllowed) {
   silent.Draw({0, 0, 0}, 8);
   silent.Silence(60);
   EXPECT_EQ(silent.Told(), "19782, 0");
-  silent.Draw({0, 0, 0}, 7);
-  EXPECT_EQ(silent.Told(), "19782");
+  silent.Draw({0, 0, 0}, 4);
+  EXPECT_EQ(silent.Told(), "") << "samples of before do not count";
+  silent.Draw({25000, 0, 0}, 20);
+  EXPECT_EQ(silent.Told(), "19782") << "after a new limit it is not verified at once";
+  silent.Draw({25000, 0, 0}, 1);
+  EXPECT_EQ(silent.Told(), "stop, 0, 30500 true");
+  silent.monitor.SetChargingState(ipc::EChargingStateNoVehicle);
+  EXPECT_EQ(silent.Told(), "removed, 30500 false");
   EXPECT_EQ(silent.log.Texts(Log::ELogLevel::Warning).size(), 1U);
   silent.monitor.Disable();
   silent.Silence(60);
