@@ -61,13 +61,22 @@ TEST(ToleratedCurrent, RaisedSetpointCountsAtOnceALoweredOneTenSecondsLater) {
         std::chrono::duration_cast<std::chrono::seconds>(time.Now().time_since_epoch()).count();
     told += fmt::format(" {}:{}", second - 3600, milliAmpere);
   });
-  for (const auto& [milliAmpere, wait] : std::vector<std::pair<std::uint32_t, int>>{
-           {10000, 1}, {16000, 1}, {16000, 1}, {12000, 4}, {6000, 2}, {8000, 1}, {0, 60}, {4294967295, 9}}) {
+  for (const auto& [milliAmpere, wait] : std::vector<std::pair<std::uint32_t, int>>{{0, 20},
+                                                                                    {10000, 1},
+                                                                                    {16000, 1},
+                                                                                    {16000, 1},
+                                                                                    {12000, 4},
+                                                                                    {6000, 2},
+                                                                                    {8000, 1},
+                                                                                    {0, 60},
+                                                                                    {4294967295, 9}}) {
     tolerated.SetSetpoint(milliAmpere);
     time.RunFor(std::chrono::seconds(wait));
   }
-  EXPECT_EQ(told,
-            " 0:10000 1:16000 2:16000 3:16000 7:16000 9:16000 10:16000 13:12000 17:8000 20:0 70:4294967295");
+  EXPECT_EQ(
+      told,
+      " 0:4294967295 10:0 20:10000 21:16000 22:16000 23:16000 27:16000 29:16000 30:16000 33:12000 37:8000 "
+      "40:0 90:4294967295");
 }
 
 }  // namespace
