@@ -142,7 +142,7 @@ void COvercurrentProtection::ClearWarnings() {
 void COvercurrentProtection::Check() {
   const auto data = mCallbacks.meter();
   NoteMeter(data.has_value());
-  if (!data) return;
+  if (!data || mWatch.IsVehicleGone()) return;
   mSamples.Add(LargestOf(data->milliAmpere));
   const std::int64_t average = mSamples.Sum() / mSamples.Size();
   const std::uint32_t limit = MonitoredLimit();
@@ -174,7 +174,7 @@ void COvercurrentProtection::Follow(STimer& timer, std::int64_t average, std::ui
 
 void COvercurrentProtection::Expire(STimer& timer) {
   timer.running.reset();
-  if (!mWatch.IsEnabled()) return;
+  if (!mWatch.IsEnabled() || mWatch.IsVehicleGone()) return;
   const std::uint32_t limit = MonitoredLimit();
   LOG_ERROR("Current limit ({}mA) exceeded for {} seconds, stop charging and set diagnostics signal(s)",
             limit, timer.threshold.duration.count());

@@ -32,7 +32,14 @@ bool CVehicleWatch::HasStopped() const {
 }
 
 void CVehicleWatch::SetChargingState(ipc::EChargingState state) {
-  if (state == ipc::EChargingStateNoVehicle) mWorker.NonBlockingCall([this] { OnNoVehicle(); });
+  const CMutexLock lock(mMutex);
+  mIsVehicleGone = state == ipc::EChargingStateNoVehicle;
+  if (mIsVehicleGone) mWorker.NonBlockingCall([this] { OnNoVehicle(); });
+}
+
+bool CVehicleWatch::IsVehicleGone() const {
+  const CMutexLock lock(mMutex);
+  return mIsVehicleGone;
 }
 
 void CVehicleWatch::Stop() {

@@ -28,10 +28,12 @@ class CVehicleWatch {
 
   /// Looks for the first time one period from now, also if it is enabled already.
   void Enable();
-  /// No look begins any more when this returns.
+  /// Looks and what was measured end; a look that is about to begin may still come.
   void Disable();
   bool IsEnabled() const;
   void SetChargingState(ipc::EChargingState state);
+  /// Nobody draws anything then, whatever the station's meter said last.
+  bool IsVehicleGone() const;
 
   /// Ends the looks. On the worker only.
   void Stop();
@@ -51,6 +53,7 @@ class CVehicleWatch {
   mutable CMutex mMutex;
   bool mIsEnabled GUARDED_BY(mMutex) = false;
   bool mHasStopped GUARDED_BY(mMutex) = false;
+  bool mIsVehicleGone GUARDED_BY(mMutex) = false;
   CCallHandle mLooking;
   CWorker mWorker;
 };

@@ -52,18 +52,21 @@ void CChargeControlService::StopCharging() {
   CMutexLock lock(mMutex);
   mIsStopPending = true;
   HandOverStop();
-  if (mIsStopPending) LOG_WARNING("Charge control could not be told to stop charging, trying again");
+  if (!mIsStopPending) return;
+  LOG_WARNING("Charge control could not be told to stop charging, {}",
+              mIsVehicleGone ? "but the vehicle is gone" : "trying again");
+  mIsStopPending = !mIsVehicleGone;
 }
 
 void CChargeControlService::OnChargingState(ipc::EChargingState state) {
-  if (state == ipc::EChargingStateNoVehicle) {
-    mWorker.NonBlockingCall([this] {
-      CMutexLock lock(mMutex);
-      if (!mIsStopPending) return;
-      mIsStopPending = false;
-      LOG_INFO("The vehicle is gone, charge control need not stop charging any more");
-    });
-  }
+  mWorker.NonBlockingCall([this, isGone = state == ipc::EChargingStateNoVehicle] {
+    CMutexLock lock(mMutex);
+    mIsVehicleGone = isGone;
+    // Else the next vehicle would be stopped for it.
+    if (!isGone || !mIsStopPending) return;
+    mIsStopPending = false;
+    LOG_INFO("The vehicle is gone, charge control need not stop charging any more");
+  });
   mChargingState(state);
 }
 
@@ -100,11 +103,19 @@ ipc::MResult CChargeControlService::HandOver() {
   const auto answer = mPeer.SetChargeCurrent(*mNewest);
   if (!answer.IsOk()) {
     mDelivery = EDelivery::Pending;
+    // Who hangs may have heard it and offer it to the vehicle, which must not be blamed for that.
+    const bool mayBeTaken = answer.status == Rpc::EStatus::Timeout;
+    if (mayBeTaken && mNewest->milliampere() > mTakenMilliAmpere) TellTaken();
     return Rpc::Failure();
   }
   mDelivery = Rpc::IsFailure(answer.value) ? EDelivery::Refused : EDelivery::Taken;
-  if (mDelivery == EDelivery::Taken && mTaken) mTaken(mNewest->milliampere(), mNewest->number_of_phases());
+  if (mDelivery == EDelivery::Taken) TellTaken();
   return answer.value;
+}
+
+void CChargeControlService::TellTaken() {
+  mTakenMilliAmpere = mNewest->milliampere();
+  if (mTaken) mTaken(mNewest->milliampere(), mNewest->number_of_phases());
 }
 
 void CChargeControlService::HandOverStop() {

@@ -48,8 +48,9 @@ class CChargeControlService final : public IChargeControlService {
   CChargeControlService(IScheduler& scheduler, const std::shared_ptr<Rpc::CClient>& client);
   ~CChargeControlService() override;
 
-  /// Called with every setpoint that charge control has taken, under this object's lock on the thread that
-  /// handed it over: must neither wait nor call back. Set before the first setpoint; an empty one ends it,
+  /// Called with every setpoint that charge control has taken, and with a raised one that it may have taken
+  /// without an answer, under this object's lock on the thread that handed it over: must neither wait nor
+  /// call back. Set before the first setpoint; an empty one ends it,
   /// and the former one does not run any more then.
   void OnTaken(TakenCallback taken) EXCLUDES(mMutex);
 
@@ -70,6 +71,7 @@ class CChargeControlService final : public IChargeControlService {
   void HandOverAgain();
   void HandOverStopAgain();
   ipc::MResult HandOver() REQUIRES(mMutex);
+  void TellTaken() REQUIRES(mMutex);
   void HandOverStop() REQUIRES(mMutex);
 
   ipc::CBasicCharge2Client mPeer;
@@ -81,7 +83,9 @@ class CChargeControlService final : public IChargeControlService {
   /// it.
   enum class EDelivery { Pending, Refused, Taken };
   EDelivery mDelivery GUARDED_BY(mMutex) = EDelivery::Pending;
+  std::uint32_t mTakenMilliAmpere GUARDED_BY(mMutex) = 0;  ///< as far as was told
   bool mIsStopPending GUARDED_BY(mMutex) = false;
+  bool mIsVehicleGone GUARDED_BY(mMutex) = false;  ///< as far as is known
 
   CWorker mWorker;
   CCallHandle mRetry;
