@@ -26,12 +26,14 @@ using Setpoints = std::vector<std::pair<std::uint32_t, std::uint32_t>>;
 class CMeter final : public ipc::IMeter {
  public:
   ipc::MResult Enable(const ipc::MEmpty&) override {
-    ++mEnabled;
-    return {};
+    ipc::MResult result;
+    result.set_code(++mEnabled <= mRefusals ? 1 : 0);
+    return result;
   }
   Rpc::CNotifier<ipc::MMeterData>& ValueNotifications() override { return mNotifier; }
 
   int mEnabled = 0;
+  int mRefusals = 0;
   Rpc::CNotifier<ipc::MMeterData> mNotifier;
 };
 
@@ -131,6 +133,10 @@ TEST_F(CChargeControlServiceTest, OnlySetpointsThatWereTakenAreTold) {
   mLink.SetChargeCurrent(0, 1);
   mLink.EnsureTaken();
   EXPECT_EQ(taken, (Setpoints{{16000, 3}, {0, 1}}));
+  Fail(EFault::Hanging);
+  mLink.SetChargeCurrent(13000, 3);
+  mLink.SetChargeCurrent(6000, 3);
+  EXPECT_EQ(taken, (Setpoints{{16000, 3}, {0, 1}, {13000, 3}})) << "a raised one may have been taken";
 }
 
 TEST_F(CChargeControlServiceTest, StopIsHandedOverUntilItIsAnsweredOrTheVehicleIsGone) {
@@ -157,7 +163,9 @@ TEST_F(CChargeControlServiceTest, StopIsHandedOverUntilItIsAnsweredOrTheVehicleI
   charging(CVehicle::EState::Absent);
   mScheduler.RunFor(std::chrono::minutes(1));
   EXPECT_EQ(mLog.Count("The vehicle is gone, charge control need not stop charging any more"), 1);
-  EXPECT_EQ(mLog.Count("Charge control was told to stop charging"), 1);
+  stopWhileItHangs();
+  mScheduler.RunFor(std::chrono::minutes(1));
+  EXPECT_EQ(mLog.Count("Charge control was told to stop charging"), 1) << "the next vehicle is not stopped";
 }
 
 TEST_F(CChargeControlServiceTest, ChargingStatesOfOtherVersionsArriveAsNumbers) {
@@ -193,6 +201,14 @@ TEST_F(CClientsTest, MeterIsEnabledWheneverItComesAndItsNewestValuesAreKeptWithT
   Fail(EFault::None, "meter");
   mScheduler.RunFor(std::chrono::seconds(10));
   EXPECT_EQ(peer->mEnabled, 2);
+
+  peer->mRefusals = 4;
+  Fail(EFault::Absent, "meter");
+  mScheduler.RunFor(std::chrono::seconds(5));
+  Fail(EFault::None, "meter");
+  mScheduler.RunFor(std::chrono::minutes(1));
+  EXPECT_EQ(peer->mEnabled, 5) << "asked again until it agrees";
+  EXPECT_EQ(mLog.Count("The station's meter refuses to be enabled, trying again"), 1);
 }
 
 class CTemperatureLinksTest : public CClientsTest {

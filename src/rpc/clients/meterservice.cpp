@@ -22,19 +22,27 @@ CMeterService::~CMeterService() {
 
 void CMeterService::Enable() {
   mWorker.Start();
-  const auto enablePeer = [this] {
-    const auto answer = mPeer.Enable({});
-    if (answer.IsOk() && answer.value.code() != 0) LOG_WARNING("The station's meter refuses to be enabled");
-  };
   mSubscription = mPeer.ValueNotifications(
       {},
       [this](const ipc::MMeterData& values) {
         CMutexLock lock(mMutex);
         mNewest = SReceived{ToData(values), mClock.Now()};
       },
-      [this, enablePeer](bool established) {
-        if (established) mWorker.NonBlockingCall(enablePeer);
+      [this](bool established) {
+        mWorker.NonBlockingCall([this, established] { established ? EnablePeer() : mRetry.Cancel(); });
       });
+}
+
+void CMeterService::EnablePeer() {
+  const auto answer = mPeer.Enable({});
+  const bool isRefused = answer.IsOk() && answer.value.code() != 0;
+  if (isRefused && !mIsRefused) LOG_WARNING("The station's meter refuses to be enabled, trying again");
+  if (answer.IsOk()) mIsRefused = isRefused;
+  if (answer.IsOk() && !isRefused) {
+    mRetry.Cancel();
+  } else {
+    mRetry = mWorker.AddCall([this] { EnablePeer(); }, kRetryInterval);
+  }
 }
 
 void CMeterService::Disable() {

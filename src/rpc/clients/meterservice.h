@@ -24,6 +24,9 @@ class CMeterService {
   CMeterService(IScheduler& scheduler, const std::shared_ptr<Rpc::CClient>& client);
   ~CMeterService();
 
+  /// How long a meter that could not be enabled is left alone before the next attempt.
+  static constexpr Milliseconds kRetryInterval{5000};
+
   /// Has the meter deliver values, now and whenever it comes back.
   void Enable();
   void Disable();
@@ -34,6 +37,9 @@ class CMeterService {
   StationMeter Reader() const;
 
  private:
+  /// On the worker; goes on until the meter agrees or the link is lost.
+  void EnablePeer();
+
   struct SReceived {
     SStationMeterData values;
     TimePoint at;
@@ -43,6 +49,8 @@ class CMeterService {
   ipc::CMeterClient mPeer;
   mutable CMutex mMutex;
   std::optional<SReceived> mNewest GUARDED_BY(mMutex);
+  bool mIsRefused = false;  // which was told; on the worker
+  CCallHandle mRetry;       // on the worker
   CWorker mWorker;
   Rpc::Subscription mSubscription;
 };
