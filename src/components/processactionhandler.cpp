@@ -50,6 +50,8 @@ void CProcessActionHandler::Disable() {
 
 void CProcessActionHandler::Terminate() {
   LOG_ENTRY(kClassName);
+  // First, so that a component which takes its limit back does not let the vehicle go for a moment.
+  mLimiter->SetLimitWithDefaultPhases(ipc::ECurrentControlHardwareLimit, kSafeCurrent);
   Disable();
   LeaveSafe();
 }

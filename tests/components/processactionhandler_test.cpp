@@ -90,8 +90,8 @@ TEST_F(CProcessActionHandlerTest, EnablesInOrderDisablesInReverseAndLeavesTheVeh
   handler.Disable();
   EXPECT_TRUE(handler.Enable());
   handler.Terminate();
-  EXPECT_THAT(done,
-              ElementsAre("peers", "+a", "+b", "-b", "-a", "peers", "+a", "+b", "-b", "-a", "source 8 0 A"));
+  EXPECT_THAT(done, ElementsAre("peers", "+a", "+b", "-b", "-a", "peers", "+a", "+b", "source 8 0 A", "-b",
+                                "-a", "source 8 0 A"));
   EXPECT_THAT(log.Texts(Log::ELogLevel::Info), ElementsAre("The vehicle is left with a setpoint of 0 A"));
   chargeControl->takes = false;
   handler.Terminate();
