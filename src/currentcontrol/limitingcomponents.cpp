@@ -29,9 +29,9 @@ float ToAmpere(std::int32_t milliAmpere) {
 
 CLimitingComponents::CLimitingComponents(SSurroundings surroundings)
     : mSurroundings(std::move(surroundings)),
+      mWorker(mSurroundings.scheduler, "Limits"),
       mTolerated(mSurroundings.scheduler,
-                 [this](std::uint32_t milliAmpere) { mOvercurrentProtection->UpdateLimit(milliAmpere); }),
-      mWorker(mSurroundings.scheduler, "Limits") {
+                 [this](std::uint32_t milliAmpere) { mOvercurrentProtection->UpdateLimit(milliAmpere); }) {
   const CCurrentControlConfig& config = *mSurroundings.config;
   if (config.GetBopEnable()) mInOrder.push_back(CreateBlackoutProtection());
   if (!config.IsFixedCable()) mInOrder.push_back(mCable = CreateCableLimit());
@@ -50,8 +50,8 @@ CLimitingComponents::CLimitingComponents(SSurroundings surroundings)
 }
 
 CLimitingComponents::~CLimitingComponents() {
-  mWorker.Stop();
   mSurroundings.chargeControl->OnTaken({});
+  mWorker.Stop();
 }
 
 void CLimitingComponents::Hold() {
@@ -168,10 +168,11 @@ void CLimitingComponents::RemoveLimit(ipc::ECurrentControlSource source) {
 }
 
 void CLimitingComponents::TakeCableLimit() {
+  // First, so that the setpoint that follows has the last word: a vehicle is given time to go down to it.
+  mOvercurrentProtection->OnCableChanged();
   // Without a cable, too: nobody can draw then, and whoever plugs the next one waits until its rating is
   // known.
   SetLimit(mCable->GetLimit());
-  mOvercurrentProtection->OnCableChanged();
 }
 
 void CLimitingComponents::TakeOvercurrentLimit() {

@@ -71,7 +71,6 @@ class CLimitingComponents {
   void TakeOvercurrentLimit();
 
   const SSurroundings mSurroundings;
-  CToleratedCurrent mTolerated;
   /// For what is heard on threads that must not wait for charge control, and to keep in order what several
   /// threads say.
   CWorker mWorker;
@@ -81,4 +80,5 @@ class CLimitingComponents {
   std::vector<std::shared_ptr<ILimiter>> mHeld;
   std::shared_ptr<CUserCableLimit> mCable;
   std::shared_ptr<COvercurrentProtection> mOvercurrentProtection;
+  CToleratedCurrent mTolerated;  ///< last: it ends first and tells the one above
 };
