@@ -123,6 +123,7 @@ void CSolarCharging::StandBy() {
   if (HasLimit()) return ResetState();
   mSourceUnusable.Set(false);
   mNotSupported.Set(false);
+  mMissingPowers = 0;
   mErrorSince.reset();
 }
 
@@ -320,7 +321,8 @@ void CSolarCharging::ClearLimit() {
 }
 
 bool CSolarCharging::HasLasted(TimePoint since, std::int64_t seconds) const {
-  return std::chrono::duration_cast<std::chrono::seconds>(mClock.Now() - since).count() >= seconds;
+  // Rounded: a run that comes a little early for its turn would put the matter off by a whole period.
+  return std::chrono::round<std::chrono::seconds>(mClock.Now() - since).count() >= seconds;
 }
 
 void CSolarCharging::ResetReducedSignal() {

@@ -1,6 +1,7 @@
 #include "src/components/solarsurplus.h"
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 #include <numeric>
 
@@ -42,6 +43,6 @@ std::int32_t SSolarSurplus::LimitFor(std::uint8_t phases, const SSolarStrategy& 
   const int parts = strategy.Phases == 3 ? 1 : std::max(used, 1);
   const float limit =
       static_cast<float>(total / parts + strategy.CurrentOffset / parts) * strategy.CurrentGain;
-  if (!(limit >= kLeast)) return kLeastChargingMilliAmpere;  // so is what is no number
+  if (!std::isfinite(limit) || limit < kLeast) return kLeastChargingMilliAmpere;
   return limit < static_cast<float>(kMost) ? static_cast<std::int32_t>(limit) : kMost;
 }

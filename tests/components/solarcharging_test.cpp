@@ -148,7 +148,7 @@ TEST_F(CSolarChargingTest, SettingsHoldFromTheNextRunHoweverAbsurd) {
         {gain(0), 1, 2530, "6000/1"},
         {gain(-1), 1, 2530, "6000/1"},
         {gain(std::nan("")), 1, 2530, "6000/1"},
-        {gain(std::numeric_limits<double>::infinity()), 1, 2530, "2147483647/1"},
+        {gain(std::numeric_limits<double>::infinity()), 1, 2530, "6000/1"},
         {gain(0.5), 1, 4600, "10000/1"},
         {Set("AdvancedPowerThreshold", -500), 1, -500, "6000/1"},
         {Set("AdvancedContinuousStopThreshold", -9), 2, -501, "0/1"},
