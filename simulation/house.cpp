@@ -35,14 +35,14 @@ void CHouse::SetLoads(const Currents& milliAmpere) {
   const CMutexLock lock(mMutex);
   CatchUp();
   mLoad = milliAmpere;
-  Flow();
+  Change();
 }
 
 void CHouse::SetLoad(std::uint32_t phase, std::uint32_t milliAmpere) {
   const CMutexLock lock(mMutex);
   CatchUp();
   mLoad.at(phase - 1) = milliAmpere;
-  Flow();
+  Change();
 }
 
 void CHouse::SetGeneration(const Currents& milliAmpere) {
@@ -50,7 +50,7 @@ void CHouse::SetGeneration(const Currents& milliAmpere) {
   if (milliAmpere == mGeneration) return;
   CatchUp();
   mGeneration = milliAmpere;
-  Flow();
+  Change();
 }
 
 void CHouse::FitFuse(std::uint32_t ratingMilliAmpere) {
@@ -58,28 +58,35 @@ void CHouse::FitFuse(std::uint32_t ratingMilliAmpere) {
   CatchUp();
   mFuse = CMainFuse(ratingMilliAmpere);
   mChargePoint.Change([](CVehicle& vehicle) { vehicle.SetSupplied(true); });
-  Flow();
+  Change();
 }
 
 void CHouse::CatchUp() {
   const auto span = std::chrono::duration_cast<Milliseconds>(mClock.Now() - mUpTo);
   mUpTo += span;
   if (mFuse.HasTripped()) return;
-  mFuse.Advance(span, mFlow.total);
-  CutOffWhenTripped();
+  const SFlow before = mFlow;
   Flow();
+  mFuse.Advance(span, before.isSteady ? before.total : mFlow.total);
+  CutOffWhenTripped();
 }
 
 void CHouse::Flow() {
-  if (mFuse.HasTripped()) return;
   mFlow.load = mLoad;
-  mFlow.vehicle = mChargePoint.View().draw;
+  const CChargePoint::SView vehicle = mChargePoint.View();
+  mFlow.vehicle = vehicle.draw;
+  mFlow.isSteady = vehicle.steady;
   mFlow.generation = mGeneration;
   for (std::size_t i = 0; i < mFlow.total.size(); ++i) {
     const std::uint32_t used = mFlow.load[i] + mFlow.vehicle[i];
     mFlow.net[i] = static_cast<std::int32_t>(used) - static_cast<std::int32_t>(mFlow.generation[i]);
     mFlow.total[i] = static_cast<std::uint32_t>(std::abs(mFlow.net[i]));
   }
+}
+
+void CHouse::Change() {
+  if (mFuse.HasTripped()) return;
+  Flow();
   mFuse.Advance(Milliseconds{0}, mFlow.total);  // it may be too much at once
   CutOffWhenTripped();
 }

@@ -9,10 +9,10 @@
 #include "simulation/mainfuse.h"
 
 /// The house that the station belongs to: what else is switched on in it, what its roof gives, and the main
-/// fuse through which the difference flows, to the house or from it. Brought up to the present
-/// before it is looked at or changed; until then all is taken to have flowed on. So look at it when something
-/// happens to the vehicle, and every `kPeriod` while its current changes or the fuse carries too much. Any
-/// thread.
+/// fuse through which the difference flows, to the house or from it. Brought up to the present before it is
+/// looked at or changed: what was steady is taken to have flowed on, otherwise what flows now to have flowed
+/// since. So look at it when something happens to the vehicle, and every `kPeriod` while its current changes
+/// or the fuse carries too much. Any thread.
 class CHouse {
  public:
   using Currents = CVehicle::Currents;
@@ -56,9 +56,11 @@ class CHouse {
     Currents generation;
     NetCurrents net;
     Currents total;
+    bool isSteady;  ///< the vehicle
   };
 
   void CatchUp() REQUIRES(mMutex);
+  void Change() REQUIRES(mMutex);
   void Flow() REQUIRES(mMutex);
   void CutOffWhenTripped() REQUIRES(mMutex);
 

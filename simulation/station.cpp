@@ -11,7 +11,12 @@ CStation::CStation(IScheduler& scheduler, Rpc::ICommunicationHost& host)
       mClock(scheduler),
       mBegin(scheduler.Now()),
       mWorker(scheduler, "Station") {
-  mChargePoint.OnChange([this] { mWorker.NonBlockingCall([this] { Watch(); }); });
+  mChargePoint.OnChange([this] {
+    mWorker.NonBlockingCall([this] {
+      mHouse.Look();
+      Watch();
+    });
+  });
   host.RegisterService("Adac", ipc::CreateService(std::shared_ptr<ipc::IAdac>(mAdac)));
   host.RegisterService("NetM", ipc::CreateService(std::shared_ptr<ipc::INetM>(mNetM)));
   host.RegisterService("SafetyMcuComm",

@@ -4,8 +4,9 @@
 
 #include "platform/log/log.h"
 
-CSupervisor::CSupervisor(IScheduler& scheduler, Rpc::ICommunicationHost& host)
+CSupervisor::CSupervisor(IScheduler& scheduler, Rpc::ICommunicationHost& host, Milliseconds watchPeriod)
     : mClock(scheduler),
+      mWatchPeriod(watchPeriod),
       mPeer(host.CreateClient("CurrentControlGenCtrl")),
       mControl(mPeer),
       mWorker(scheduler, "Supervisor") {
@@ -45,10 +46,10 @@ void CSupervisor::Step() {
   if (mGoalReached && mReached) std::exchange(mReached, {})();
 }
 
-Milliseconds CSupervisor::PeriodAfter(EOutcome outcome) {
+Milliseconds CSupervisor::PeriodAfter(EOutcome outcome) const {
   switch (outcome) {
     case EOutcome::Reached:
-      return kWatchPeriod;
+      return mWatchPeriod;
     case EOutcome::OnTheWay:
       return kPeriod;
     case EOutcome::Refused:

@@ -23,13 +23,13 @@ class CSupervisor {
   static constexpr Milliseconds kPeriod{100};
   /// How long it rests after a refusal.
   static constexpr Milliseconds kRest{2000};
-  /// How often it looks once there.
-  static constexpr Milliseconds kWatchPeriod{5000};
+  /// How often it usually looks once there.
+  static constexpr Milliseconds kWatchPeriod{2000};
 
   /// How long current control may take to be there.
   static constexpr Milliseconds kPatience{5000};
 
-  CSupervisor(IScheduler& scheduler, Rpc::ICommunicationHost& host);
+  CSupervisor(IScheduler& scheduler, Rpc::ICommunicationHost& host, Milliseconds watchPeriod = kWatchPeriod);
 
   void Start();
   void Stop();
@@ -41,7 +41,7 @@ class CSupervisor {
  private:
   enum class EOutcome { Reached, OnTheWay, Refused };
 
-  static Milliseconds PeriodAfter(EOutcome outcome);
+  Milliseconds PeriodAfter(EOutcome outcome) const;
   void Step();
   EOutcome Work();
   EOutcome WorkTowardsEnabled(const ipc::MProcessState& state);
@@ -50,6 +50,7 @@ class CSupervisor {
   void NotePresence(bool present);
 
   const IClock& mClock;
+  const Milliseconds mWatchPeriod;
   const std::shared_ptr<Rpc::CClient> mPeer;
   ipc::CGenericControlClient mControl;
   // Bound to the worker.

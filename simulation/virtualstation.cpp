@@ -10,6 +10,8 @@
 namespace {
 
 const std::filesystem::path kRoot = "/station";
+/// Nobody restarts the service by itself here.
+constexpr Milliseconds kWatchPeriod{10000};
 
 void Write(CMemoryFiles& files, const char* name, const std::string& content) {
   if (!content.empty()) files.Write(kRoot / "etc" / name, content);
@@ -24,7 +26,7 @@ CVirtualStation::CVirtualStation(const SFiles& files)
       mStation(mScheduler, mPeerHost),
       mModbusUnit(mStation.Meter(), *FindModbusMeterModel(kModbusModel)),
       mHomeWizard(std::make_shared<CSimulatedHomeWizard>(mScheduler)),
-      mSupervisor(mScheduler, mPeerHost),
+      mSupervisor(mScheduler, mPeerHost, kWatchPeriod),
       mPlayer(mScheduler, mPeerHost, mStation, mSupervisor,
               [this](const Json::Value& values) { ChangeSettings(values); }),
       mServiceHost(Rpc::InProcessBackend(mNetwork), mFiles, kRoot),
