@@ -4,8 +4,16 @@
 #include <gtest/gtest.h>
 
 #include "platform/log/logcapture.h"
+#include "platform/utility/jsontext.h"
 #include "platform/worker/virtualscheduler.h"
+#include "simulation/homewizardpages.h"
+#include "simulation/memoryfiles.h"
+#include "simulation/p1telegramtext.h"
 #include "simulation/simulatedctmeter.h"
+#include "simulation/simulatedmodbus.h"
+#include "src/components/measurementsources/homewizardreading.h"
+#include "src/components/measurementsources/modbusmeasurementsource.h"
+#include "src/components/measurementsources/p1parser.h"
 
 namespace {
 
@@ -48,23 +56,86 @@ TEST(House, AddsTheVehicleAndIsDarkBehindATrippedFuse) {
   chargePoint.Offer(12000, 1);
   scheduler.RunFor(1min);
   EXPECT_EQ(house.AtTheConnection(), (Currents{22000, 3000, 500}));
+  house.SetGeneration({3000, 3000, 9000});
+  EXPECT_EQ(house.View().net, (CHouse::NetCurrents{19000, 0, -8500}));
+  EXPECT_EQ(house.AtTheConnection(), (Currents{19000, 0, 8500}));
 
-  house.SetLoad(3, 60000);
+  house.SetLoad(3, 0);
+  house.SetGeneration({0, 0, 60000});  // too much is too much in either direction
   scheduler.RunFor(10s);
   scheduler.RunFor(1min);
   EXPECT_EQ(house.AtTheConnection(), (Currents{0, 0, 0}));
   EXPECT_EQ(chargePoint.View().draw, (Currents{0, 0, 0}));
   house.SetLoads({1, 2, 3});
   EXPECT_EQ(house.View().load, (Currents{0, 0, 0}));
+  EXPECT_EQ(house.View().generation, (Currents{0, 0, 0})) << "an inverter needs the grid";
   EXPECT_EQ(house.View().fuse.TrippedPhase(), 3U);
   EXPECT_THAT(
       log.Texts(Log::ELogLevel::Error),
       testing::ElementsAre("The main fuse of 25000 mA has tripped: 60000 mA on L3, 130 s after the start"));
 
+  house.SetGeneration({});
   house.FitFuse(35000);
   scheduler.RunFor(5s);
   EXPECT_EQ(house.AtTheConnection(), (Currents{12001, 2, 3}));
   EXPECT_FALSE(house.View().fuse.HasTripped());
+}
+
+/// What a kind of meter tells of L1 to L3 in mA, and of the whole in W.
+void ExpectFeedIn(const std::optional<ThreePhaseValue>& current, const std::optional<ThreePhaseValue>& watt) {
+  ASSERT_TRUE(current && watt);
+  EXPECT_NEAR((*current)[0], -6000, 10);
+  EXPECT_NEAR((*current)[1], 1000, 10);
+  EXPECT_NEAR((*current)[2], -6000, 10);
+  EXPECT_EQ((*watt)[0], -2564);
+}
+
+/// 232 V without a load, 0.15 V more for each ampere fed in, and 0 V, 0.2 V and 0.4 V of flicker.
+TEST(HouseMeter, TellsWhatTheRoofFeedsInThroughEveryKindOfMeter) {
+  const CLogCapture silence;
+  CVirtualScheduler scheduler;
+  CChargePoint chargePoint{scheduler};
+  CHouse house{scheduler, chargePoint, 80000};
+  CHouseMeter meter{scheduler, house};
+  house.SetLoads({1000, 1000, 20000});
+  house.SetGeneration({7000, 0, 26000});
+  const CHouseMeter::SView view = meter.View();
+  EXPECT_EQ(view.milliAmpere, (std::array<std::uint32_t, 3>{6000, 1000, 6000}));
+  EXPECT_EQ(view.milliVolt, (std::array<std::uint32_t, 3>{232900, 232050, 233300}));
+  EXPECT_EQ(view.watt, (std::array<std::int32_t, 3>{-1397, 232, -1399}));
+
+  CMemoryFiles files;
+  const std::string telegram = P1TelegramOf(meter);
+  const std::vector<std::uint8_t> bytes(telegram.begin(), telegram.end());
+  const SP1Output p1 = CP1Parser(files, "dump", nullptr).Parse(bytes.data(), bytes.size());
+  ExpectFeedIn(p1.current, p1.activePower);
+
+  Json::Value page;
+  ASSERT_EQ(JsonText::ParseObject(HomeWizardPages::Get(meter, {}, "/api/v1/data")->body, page), "");
+  const auto reading = std::get<SMeterReading>(HomeWizardReading::From(page));
+  ExpectFeedIn(reading.current, reading.activePower);
+
+  for (const SModbusMeterModel& model : ModbusMeterModels()) {
+    if (model.map.phases == 1 || model.name == "eastron_sdm72dm_v1") continue;
+    SCOPED_TRACE(model.name);
+    CModbusUnit unit(meter, model);
+    Json::Value parameters;
+    parameters["type"] = std::string(model.name);
+    parameters["address"] = "meter";
+    const auto kind =
+        model.Has(EModbusConnectionKind::Rtu) ? EModbusConnectionKind::Rtu : EModbusConnectionKind::Tcp;
+    CModbusMeasurementSource source(scheduler, std::make_shared<CSimulatedModbus>(unit), kind, parameters,
+                                    {.device = "/dev/line"}, {});
+    ASSERT_TRUE(source.Init());
+    scheduler.RunDue();
+    ExpectFeedIn(source.GetMeasurements(EMeasureType::Current),
+                 source.GetMeasurements(EMeasureType::ActivePower));
+  }
+
+  scheduler.RunFor(1h);
+  EXPECT_NEAR(static_cast<double>(meter.View().exportedWattHours), 2564, 10);
+  EXPECT_EQ(meter.View().importedWattHours, 0U);
+  EXPECT_THAT(P1TelegramOf(meter), testing::HasSubstr("1-0:2.8.1(000002.5"));
 }
 
 TEST(MeteringChip, MeasuresAndFails) {

@@ -59,6 +59,15 @@ TEST(Scenario, TellsPlaceKeyAndWhatIsAllowed) {
        R"(1:42: "l4-milliampere" is not a key that is known here; allowed: "l1-milliampere", "l2-milliampere", )"
        R"("l3-milliampere", "fuse-ampere")"},
       {event(R"("meter": "gone")"), R"(1:32: "meter" must be "vanish", "return" or "garble")"},
+      {event(R"("cable": "13")"), R"(1:32: "cable" must be "13A", "20A", "32A", "63A/70A" or "pull")"},
+      {event(R"("roof": "on")"), R"(1:32: "roof" must be "off")"},
+      {event(R"("roof": {"weather": "clear", "begins-at": "24:00:00"})"),
+       R"(1:61: "begins-at" must be a time of day)"},
+      {event(R"("roof": {"weather": "snow"})"),
+       R"(1:41: "weather" must be "clear", "broken-clouds" or "rain")"},
+      {event(R"("settings": "none")"), R"(1:32: "settings" must be an object)"},
+      {event(R"("vehicle": {"excess-percent": 101})"),
+       R"(1:44: "excess-percent" must be a whole number from 0 to 100)"},
       {event(R"("house": {"fuse-ampere": 0})"),
        R"(1:42: "fuse-ampere" must be a whole number from 1 to 125)"}};
   for (const auto& [text, error] : kCases) EXPECT_EQ(ErrorOf(text), "s.json:" + error);

@@ -79,6 +79,42 @@ TEST(Vehicle, DropsTheCurrentAtOnceWhenUnpluggedAndStartsAnewWhenPlugged) {
   EXPECT_EQ(vehicle.State(), EState::Full);
 }
 
+TEST(Vehicle, HasItsFlaws) {
+  struct SFlaw {
+    CVehicle::SProperties properties;
+    std::vector<SStep> steps;
+  };
+  const std::vector<SFlaw> flaws{
+      {{.excessPercent = 15}, {{10000, 3, 1min, {11500, 11500, 11500}}, {5999, 3, 1min, {}}}},
+      {{.phases = 2, .ignoresPhaseCount = true}, {{10000, 1, 1min, {10000, 10000, 0}}}},
+      {{.inWholeAmperes = true},
+       {{7000, 3, 2749ms, {6000, 6000, 6000}},
+        {{}, 0, 1ms, {7000, 7000, 7000}},
+        {6999, 3, 1min, {6000, 6000, 6000}}}},
+      {{.maxMilliAmpere = 32000, .reaction = 5000ms, .rampDownMilliAmperePerSecond = 1000},
+       {{32000, 3, 1min, {32000, 32000, 32000}},
+        {6000, 3, 5s, {32000, 32000, 32000}},
+        {{}, 0, 25s, {7000, 7000, 7000}},
+        {32000, 3, 9s, {22000, 22000, 22000}}}}};
+  for (const SFlaw& flaw : flaws) {
+    CVehicle vehicle;
+    vehicle.SetProperties(flaw.properties);
+    ExpectSteps(vehicle, flaw.steps);
+  }
+}
+
+TEST(Vehicle, GetsNothingOnceStoppedUntilItIsUnplugged) {
+  CVehicle vehicle = Vehicle();
+  ExpectSteps(vehicle, {{16000, 3, 1min, {16000, 16000, 16000}}});
+  vehicle.Stop();
+  EXPECT_EQ(vehicle.State(), EState::Connected);
+  ExpectSteps(vehicle, {{{}, 0, 0ms, {}}, {10000, 3, 1min, {}}});
+  vehicle.Disconnect();
+  vehicle.Stop();  // opens nothing without a vehicle
+  vehicle.Connect();
+  ExpectSteps(vehicle, {{{}, 0, 1min, {10000, 10000, 10000}}});
+}
+
 TEST(Vehicle, DoesTheSameHoweverTimeIsCut) {
   for (const Milliseconds step : {4200ms, 37ms, 1ms}) {
     CVehicle vehicle;
