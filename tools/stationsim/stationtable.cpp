@@ -71,9 +71,15 @@ std::string FormatHouse(const CHouse::SView& house) {
   std::string text = fmt::format("      household #   vehicle =   at the fuse of {} |\n",
                                  FormatAmpere(house.fuse.RatingMilliAmpere()));
   for (std::size_t i = 0; i < house.total.size(); ++i) {
-    text += fmt::format("  L{}  {:>11} {:>11} {:>13}  {}\n", i + 1, FormatAmpere(house.load[i]),
-                        FormatAmpere(house.vehicle[i]), FormatAmpere(house.total[i]),
-                        FormatBar(house.load[i], house.total[i], house.fuse.RatingMilliAmpere()));
+    text += fmt::format(
+        "  L{}  {:>11} {:>11} {:>13}  {}\n", i + 1, FormatAmpere(house.load[i]),
+        FormatAmpere(house.vehicle[i]), FormatAmpere(house.net[i]),
+        FormatBar(std::min(house.load[i], house.total[i]), house.total[i], house.fuse.RatingMilliAmpere()));
+  }
+  if (house.generation != CHouse::Currents{}) {
+    text += fmt::format("roof       gives {}, {}, {}; negative at the fuse is fed into the grid\n",
+                        FormatAmpere(house.generation[0]), FormatAmpere(house.generation[1]),
+                        FormatAmpere(house.generation[2]));
   }
   return text + fmt::format("main fuse  {}\n", FormatFuse(house.fuse));
 }
