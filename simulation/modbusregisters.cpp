@@ -33,10 +33,10 @@ SValues ValuesOf(const CHouseMeter::SView& view) {
 /// Fills registers one after the other.
 class CWriter {
  public:
-  CWriter(ModbusRegisters& registers, std::uint32_t address) : mRegisters(registers), mAddress(address) {}
+  CWriter(CModbusRegisters& registers, std::uint32_t address) : mRegisters(registers), mAddress(address) {}
 
   void Word(std::uint32_t word) {
-    mRegisters[static_cast<std::uint16_t>(mAddress++)] = static_cast<std::uint16_t>(word);
+    mRegisters.Set(static_cast<std::uint16_t>(mAddress++), static_cast<std::uint16_t>(word));
   }
   void Words(std::initializer_list<std::uint32_t> words) {
     for (const std::uint32_t word : words) Word(word);
@@ -66,11 +66,11 @@ class CWriter {
   }
 
  private:
-  ModbusRegisters& mRegisters;
+  CModbusRegisters& mRegisters;
   std::uint32_t mAddress;
 };
 
-void Write(ModbusRegisters& registers, const std::optional<SModbusQuantity>& quantity, std::uint32_t phases,
+void Write(CModbusRegisters& registers, const std::optional<SModbusQuantity>& quantity, std::uint32_t phases,
            const Values& values) {
   if (!quantity) return;
   for (std::uint32_t phase = 0; phase < phases; ++phase) {
@@ -79,8 +79,7 @@ void Write(ModbusRegisters& registers, const std::optional<SModbusQuantity>& qua
   }
 }
 
-ModbusRegisters OfMap(const SModbusMap& map, const SValues& values) {
-  ModbusRegisters registers;
+void WriteMap(const SModbusMap& map, const SValues& values, CModbusRegisters& registers) {
   if (map.readAlong) {
     CWriter(registers, map.readAlong->first).Fill(map.readAlong->last - map.readAlong->first + 1U, {0});
   }
@@ -89,7 +88,6 @@ ModbusRegisters OfMap(const SModbusMap& map, const SValues& values) {
   Write(registers, map.current, map.phases, values.current);
   Write(registers, map.power, map.phases, values.power);
   Write(registers, map.totalPower, 1, {values.Total(), 0, 0});
-  return registers;
 }
 
 // Models of a SunSpec list: number, length, and as many registers.
@@ -134,8 +132,7 @@ void WriteFloats(CWriter& writer, const SValues& values) {
   writer.Fill((kFloatsLength - 34) / 2, {kNoFloat, 0});
 }
 
-ModbusRegisters OfList(ESunSpec sunSpec, const SValues& values) {
-  ModbusRegisters registers;
+void WriteList(ESunSpec sunSpec, const SValues& values, CModbusRegisters& registers) {
   CWriter writer(registers, kListBegin);
   writer.Words({0x5375, 0x6e53, kCommon, kCommonLength});
   writer.Fill(kCommonLength, {0});
@@ -145,12 +142,13 @@ ModbusRegisters OfList(ESunSpec sunSpec, const SValues& values) {
     WriteFloats(writer, values);
   }
   writer.Words({kListEnd, 0});
-  return registers;
 }
 
 }  // namespace
 
-ModbusRegisters ModbusRegistersOf(const SModbusMeterModel& model, const CHouseMeter::SView& view) {
+void WriteModbusRegisters(const SModbusMeterModel& model, const CHouseMeter::SView& view,
+                          CModbusRegisters& registers) {
   const SValues values = ValuesOf(view);
-  return model.sunSpec == ESunSpec::No ? OfMap(model.map, values) : OfList(model.sunSpec, values);
+  if (model.sunSpec == ESunSpec::No) return WriteMap(model.map, values, registers);
+  WriteList(model.sunSpec, values, registers);
 }

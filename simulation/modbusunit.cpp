@@ -31,15 +31,17 @@ std::optional<CModbusUnit::SAnswer> CModbusUnit::Read(std::uint8_t unit, std::ui
 }
 
 CModbusUnit::SAnswer CModbusUnit::Look(std::uint16_t address, std::uint16_t count) {
-  const ModbusRegisters registers = ModbusRegistersOf(mModel, mMeter.View());
+  const CHouseMeter::SView view = mMeter.View();
   SAnswer answer;
+  answer.registers.reserve(count);
   CMutexLock lock(mMutex);
+  WriteModbusRegisters(mModel, view, mRegisters);
   for (std::uint32_t at = address; at < std::uint32_t{address} + count; ++at) {
     const auto key = static_cast<std::uint16_t>(at);
-    const auto found = registers.find(key);
-    if (at != key || found == registers.end()) return {kIllegalAddress, {}};
+    const auto word = mRegisters.At(key);
+    if (at != key || !word) return {kIllegalAddress, {}};
     const auto changed = mOverwritten.find(key);
-    answer.registers.push_back(changed == mOverwritten.end() ? found->second : changed->second);
+    answer.registers.push_back(changed == mOverwritten.end() ? *word : changed->second);
   }
   return answer;
 }

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <vector>
 
@@ -46,5 +47,6 @@ class CModbusUnit {
   std::atomic<bool> mAnswersToAll = false;
   std::atomic<bool> mFailsNext = false;
   CMutex mMutex;
-  ModbusRegisters mOverwritten GUARDED_BY(mMutex);
+  CModbusRegisters mRegisters GUARDED_BY(mMutex);
+  std::map<std::uint16_t, std::uint16_t> mOverwritten GUARDED_BY(mMutex);
 };
