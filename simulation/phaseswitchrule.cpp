@@ -29,6 +29,8 @@ void CPhaseSwitchRule::CheckDistance(const SStationMoment& moment, const SDaySit
   if (mSwitches.empty() || mSwitches.back() == mChecked) return;
   const Milliseconds newest = mSwitches.back();
   const Milliseconds before = std::exchange(mChecked, newest);
+  const bool isCharging = situation.limitOf(ipc::ECurrentControlSolarCharging).value_or(0) > 0;
+  if (std::exchange(mWasCharging, isCharging) != isCharging) mBeginnings.push_back(newest);
   const bool hasBegun = !mBeginnings.empty() && mBeginnings.back() >= before;
   if (hasBegun || !situation.isHouseMeterGood || !situation.isStationMeterGood) return;
   if (newest - before >= kLeastApart) return;

@@ -50,4 +50,5 @@ class CPhaseSwitchRule final : public CDayRule {
   std::uint32_t mPhases = 0;
   std::uint32_t mInterventions = 0;
   Milliseconds mChecked = -kLeastApart;  ///< the newest switch that was looked at
+  bool mWasCharging = false;             ///< from the sun, as far as that allows it, after that
 };
