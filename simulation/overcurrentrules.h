@@ -41,7 +41,8 @@ class COvercurrentRule final : public CDayRule {
 
   std::uint32_t Tolerated(Milliseconds at);
 
-  std::uint32_t mSetpoint = 0;
+  /// Before the first one a vehicle may have had any other.
+  std::uint32_t mSetpoint = CVehicle::kMostMilliAmpere;
   std::deque<SFormer> mFormer;  ///< that still count, falling
   std::uint32_t mTolerated = 0;
   std::array<std::optional<Milliseconds>, 3> mSince;  ///< that too much is drawn, by threshold

@@ -25,10 +25,11 @@ std::vector<std::string> Texts(const CStationDay::SOutcome& outcome) {
   return texts;
 }
 
-/// Whole days take long with sanitizers; these hours have sun, visits and all kinds of vehicle.
+/// Whole days take long with sanitizers; these hours have all kinds of vehicle, weather, meter and mode in
+/// them.
 TEST(StationDay, KeepsItsRulesWhateverHappens) {
   const CLogCapture silence(Log::ELogLevel::Critical);
-  for (std::uint64_t seed = 1; seed <= 8; ++seed) {
+  for (const std::uint64_t seed : {7, 9, 10, 12, 14, 27, 36, 39}) {
     SDayPlan plan = SDayPlan::Make(seed);
     plan.begin = 9h + seed % 3 * 2h;
     plan.end = plan.begin + 3h;
