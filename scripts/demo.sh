@@ -4,7 +4,8 @@
 # usage: demo.sh [--meter TYPE] [--scenario NAME|FILE] [--seconds N] [--root PATH]
 #   --meter TYPE           what measures the house: ct (else), p1extender, homewizard, modbustcp or modbusrtu; homewizard-mdns
 #                          has to be found on the network, by the avahi daemon
-#   --scenario NAME|FILE   what happens: evening-cooking (else), demo, evening, meter-lost, or a file of your own
+#   --scenario NAME|FILE   what happens: evening-cooking (else), demo, evening, meter-lost, solar, which is measured over
+#                          modbustcp unless you say otherwise, or a file of your own
 #   --seconds N            end after N seconds
 #   --root PATH            keep settings, sockets and the log below PATH, and leave them there (else: a temporary folder)
 set -euo pipefail
@@ -36,6 +37,10 @@ scenario=$(realpath "$scenario")
 if [ -n "$meter" ] && [ -n "$root" ] && [ -e "$root/etc/settings.json" ]; then
   echo "demo: --meter is for a root without settings; $root/etc/settings.json is there already" >&2
   exit 2
+fi
+# Current transformers do not tell power, which solar charging needs.
+if [ -z "$meter" ] && [ "$(basename "$scenario")" = solar.json ] && [ ! -e "$root/etc/settings.json" ]; then
+  meter=modbustcp
 fi
 meter=${meter:-ct}
 cd "$(dirname "$0")/.."
@@ -125,7 +130,8 @@ END
   "CurrentCtrlBopFuseRating": 25,
   "BopSource": "$source",
   "BopSourceParameters": "$parameters",
-  "CurrentCtrlBopCtType": "C-CT-16"
+  "CurrentCtrlBopCtType": "C-CT-16",
+  "SolarChargingAllowed": true
 }
 END
 
