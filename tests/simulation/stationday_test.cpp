@@ -29,7 +29,7 @@ std::vector<std::string> Texts(const CStationDay::SOutcome& outcome) {
 /// them.
 TEST(StationDay, KeepsItsRulesWhateverHappens) {
   const CLogCapture silence(Log::ELogLevel::Critical);
-  for (const std::uint64_t seed : {7, 9, 10, 12, 14, 27, 36, 39}) {
+  for (const std::uint64_t seed : {7U, 9U, 10U, 12U, 14U, 27U, 36U, 39U}) {
     SDayPlan plan = SDayPlan::Make(seed);
     plan.begin = 9h + seed % 3 * 2h;
     plan.end = plan.begin + 3h;
