@@ -2,9 +2,11 @@
 
 #include <utility>
 
+#include "src/rpc/clients/stationmeter.h"
+
 CVehicleWatch::CVehicleWatch(IScheduler& scheduler, const std::string& name, Milliseconds period,
                              SCalls calls)
-    : mPeriod(period), mCalls(std::move(calls)), mWorker(scheduler, name) {
+    : mClock(scheduler), mPeriod(period), mCalls(std::move(calls)), mWorker(scheduler, name) {
   mWorker.Start();
 }
 
@@ -33,13 +35,15 @@ bool CVehicleWatch::HasStopped() const {
 
 void CVehicleWatch::SetChargingState(ipc::EChargingState state) {
   const CMutexLock lock(mMutex);
-  mIsVehicleGone = state == ipc::EChargingStateNoVehicle;
-  if (mIsVehicleGone) mWorker.NonBlockingCall([this] { OnNoVehicle(); });
+  mGone.reset();
+  if (state != ipc::EChargingStateNoVehicle) return;
+  mGone.emplace(mClock, kLongestStationMeterAge).Restart();
+  mWorker.NonBlockingCall([this] { OnNoVehicle(); });
 }
 
 bool CVehicleWatch::IsVehicleGone() const {
   const CMutexLock lock(mMutex);
-  return mIsVehicleGone;
+  return mGone && !mGone->HasExpired();
 }
 
 void CVehicleWatch::Stop() {

@@ -1,11 +1,13 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 
 #include "ipc/basiccharge2.pb.h"
 
 #include "platform/utility/mutex.h"
+#include "platform/worker/deadman.h"
 #include "platform/worker/worker.h"
 
 /// Looks at the vehicle once per period while it is enabled. Once the vehicle has to be stopped nobody looks
@@ -32,7 +34,8 @@ class CVehicleWatch {
   void Disable();
   bool IsEnabled() const;
   void SetChargingState(ipc::EChargingState state);
-  /// Nobody draws anything then, whatever the station's meter said last.
+  /// Nobody draws anything then, though the station's meter may not have said so yet. What is measured later
+  /// counts again: charge control may have fallen silent, and somebody be plugged by now.
   bool IsVehicleGone() const;
 
   /// Ends the looks. On the worker only.
@@ -48,12 +51,14 @@ class CVehicleWatch {
   void End();
   void OnNoVehicle();
 
+  const IClock& mClock;
   const Milliseconds mPeriod;
   const SCalls mCalls;
   mutable CMutex mMutex;
   bool mIsEnabled GUARDED_BY(mMutex) = false;
   bool mHasStopped GUARDED_BY(mMutex) = false;
-  bool mIsVehicleGone GUARDED_BY(mMutex) = false;
+  /// Happens when it goes; none while there is one.
+  std::optional<CDeadman> mGone GUARDED_BY(mMutex);
   CCallHandle mLooking;
   CWorker mWorker;
 };

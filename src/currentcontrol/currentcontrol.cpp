@@ -41,9 +41,7 @@ CCurrentcontrol::CCurrentcontrol(const std::string& root, SEnvironment environme
           environment.scheduler,
           environment.host.CreateClient("ChargeControlBasicCharge", CChargeControlService::kTimeout))),
       mMeter(std::make_shared<CMeterService>(environment.scheduler, environment.host.CreateClient("Meter"))),
-      mAdacPeer(environment.host.CreateClient("Adac")),
-      mAdacService(std::make_shared<CAdacService>(mAdacPeer)),
-      mAdac(mAdacPeer),
+      mAdac(std::make_shared<CAdacService>(environment.host.CreateClient("Adac"))),
       mNetM(environment.host.CreateClient("NetM")),
       mSafetyMcuComm(environment.host.CreateClient("SafetyMcuComm")),
       mLimiter(std::make_shared<CCurrentLimiter>(
@@ -58,7 +56,7 @@ CCurrentcontrol::CCurrentcontrol(const std::string& root, SEnvironment environme
                    .config = mConfig,
                    .limiter = mLimiter,
                    .chargeControl = mChargeControl,
-                   .adac = mAdacService,
+                   .adac = mAdac,
                    .meter = mMeter->Reader(),
                    .sources = mSources,
                    .signal = [this](const CSignalDefinition& definition) { return Signal(definition); }}),
@@ -109,7 +107,7 @@ void CCurrentcontrol::Stop() {
   mStateMachine.Stop();
   mSources.DeInitSources();
   mSubscriptions.clear();
-  mAdacService->Disconnect();
+  mAdac->Disconnect();
   mMeter->Disable();
   mChargeControl->Disconnect();
   mDiagnostics->Stop();
@@ -148,9 +146,10 @@ void CCurrentcontrol::ConnectPeers() {
 }
 
 void CCurrentcontrol::ConnectIAdac() {
-  mAdacService->Connect();
-  mSubscriptions.push_back(LinkTemperatures(
-      mAdac, [this](auto source, float celsius) { mTemperatureReport->SetTemperature(source, celsius); }));
+  mAdac->Connect();
+  mSubscriptions.push_back(LinkTemperatures(mAdac->Peer(), [this](auto source, float celsius) {
+    mTemperatureReport->SetTemperature(source, celsius);
+  }));
 }
 
 void CCurrentcontrol::ConnectINetM() {

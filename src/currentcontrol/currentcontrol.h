@@ -83,9 +83,7 @@ class CCurrentcontrol {
   std::shared_ptr<CDiagnosticsCommClient> mDiagnostics;
   std::shared_ptr<CChargeControlService> mChargeControl;
   std::shared_ptr<CMeterService> mMeter;
-  std::shared_ptr<Rpc::CClient> mAdacPeer;
-  std::shared_ptr<CAdacService> mAdacService;
-  ipc::CAdacClient mAdac;
+  std::shared_ptr<CAdacService> mAdac;
   ipc::CNetMClient mNetM;
   ipc::CSafetyMcuCommClient mSafetyMcuComm;
 

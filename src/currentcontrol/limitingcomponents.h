@@ -49,8 +49,9 @@ class CLimitingComponents {
   /// In the order in which they are to be enabled.
   const std::vector<std::shared_ptr<ILimiter>>& InOrder() const { return mInOrder; }
 
-  /// States the limits that hold before anything is enabled, or known of cable and meters: the vehicle waits
-  /// for it.
+  /// States what holds before anything is enabled, or known of cable and meters: 0 A by the cable, by phase
+  /// imbalance and by blackout protection, as far as they are there. Solar charging and overcurrent
+  /// protection hold nothing at first.
   void Hold();
   /// Tells those who want to know whether there is a vehicle, and whether it is charging.
   void SetChargingState(ipc::EChargingState state);

@@ -103,7 +103,7 @@ TEST(OvercurrentProtection, IsStoppedUntilItIsUnplugged) {
   EXPECT_EQ(station.protection.GetLimit().milliAmpere, 0);
   station.protection.SetChargingState(ipc::EChargingStateNoVehicle);
   EXPECT_EQ(station.Told(), "10000, 30400 false, 30401 false, 30402 false");
-  station.Draw({21000, 0, 0}, 60);
+  station.Draw({21000, 0, 0}, 9);
   EXPECT_EQ(station.Told(), "") << "the meter's last values stop nobody";
   station.protection.SetChargingState(ipc::EChargingStateConnected);
   EXPECT_EQ(station.TimeToStop(12600), 6) << "and the next vehicle is watched again";

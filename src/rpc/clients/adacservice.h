@@ -34,6 +34,9 @@ class CAdacService final : public IAdacService {
 
   void SetPpStateHandler(PpStateHandler handler) override EXCLUDES(mMutex);
 
+  /// For whatever else the peer tells.
+  ipc::CAdacClient& Peer() { return mPeer; }
+
  private:
   ipc::CAdacClient mPeer;
   CMutex mMutex;

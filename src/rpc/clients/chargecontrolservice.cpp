@@ -80,6 +80,7 @@ void CChargeControlService::OnLink(bool established) {
     mWorker.NonBlockingCall([this] {
       CMutexLock lock(mMutex);
       mDelivery = EDelivery::Pending;
+      mIsVehicleGone = false;  // not as far as is known from now on
     });
   }
 }

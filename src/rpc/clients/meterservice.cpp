@@ -54,7 +54,7 @@ std::optional<CMeterService::SSample> CMeterService::Newest() const {
   CMutexLock lock(mMutex);
   if (!mNewest) return std::nullopt;
   const auto age = std::chrono::duration_cast<Milliseconds>(mClock.Now() - mNewest->at);
-  return age <= kLongestAge ? std::optional(SSample{mNewest->values, age}) : std::nullopt;
+  return age <= kLongestStationMeterAge ? std::optional(SSample{mNewest->values, age}) : std::nullopt;
 }
 
 StationMeter CMeterService::Reader() const {

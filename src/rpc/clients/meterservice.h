@@ -13,9 +13,6 @@
 /// `Disable` one at a time.
 class CMeterService {
  public:
-  /// Values that are older do not count.
-  static constexpr Milliseconds kLongestAge{10000};
-
   struct SSample {
     SStationMeterData values;
     Milliseconds age;

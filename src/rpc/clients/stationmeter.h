@@ -5,6 +5,11 @@
 #include <functional>
 #include <optional>
 
+#include "platform/worker/scheduler.h"
+
+/// Values of the station's own meter that are older do not count.
+inline constexpr Milliseconds kLongestStationMeterAge{10000};
+
 /// What the station's own meter measures towards the vehicle, on L1 to L3.
 struct SStationMeterData {
   std::array<std::int32_t, 3> milliAmpere{};
