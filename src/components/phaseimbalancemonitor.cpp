@@ -8,11 +8,11 @@
 #include "platform/diagnostics/diagnosticssignal.h"
 #include "platform/log/log.h"
 #include "src/components/currentcontrolconfig.h"
+#include "src/limitationsources/limits.h"
 
 namespace {
 
 constexpr auto kClassName = "CPhaseImbalanceMonitor";
-constexpr std::uint32_t kPhases = 3;
 
 /// mVA that each ampere of unbalance is worth: 230 V.
 constexpr std::int64_t kPowerOfAmpere = 230000;
@@ -36,6 +36,9 @@ CPhaseImbalanceMonitor::CPhaseImbalanceMonitor(IScheduler& scheduler,
     : mConfig(std::move(config)),
       mLimitExceeded(std::move(limitExceeded)),
       mCallbacks(std::move(callbacks)),
+      mMeter(mCallbacks.meter,
+             {.silent = "The station's meter is silent, phase imbalance limits current to 0 mA",
+              .back = "The station's meter is back, phase imbalance is measured again"}),
       mWatch(scheduler, "PhaseImbalance", period,
              {.look = [this] { Update(); },
               .forget = [this] { ForgetSamples(); },
@@ -64,7 +67,7 @@ void CPhaseImbalanceMonitor::Disable() {
 
 SLimit CPhaseImbalanceMonitor::GetLimit() {
   LOG_ENTRY(kClassName);
-  return {ipc::ECurrentControlVDEPhaseImbalance, mLimit, kPhases};
+  return {ipc::ECurrentControlVDEPhaseImbalance, mLimit, kLimitedPhases};
 }
 
 void CPhaseImbalanceMonitor::SetChargingState(ipc::EChargingState state) {
@@ -77,8 +80,7 @@ std::int64_t CPhaseImbalanceMonitor::MaximumImbalance() const {
 }
 
 void CPhaseImbalanceMonitor::Update() {
-  const auto data = mCallbacks.meter();
-  NoteMeter(data.has_value());
+  const auto data = mMeter.Read();
   if (!data) {
     ForgetSamples();
     FallToZero();
@@ -94,16 +96,6 @@ void CPhaseImbalanceMonitor::Update() {
     ForgetPowers();
   } else {
     VerifyPhaseBalanceLimit(maximum);
-  }
-}
-
-void CPhaseImbalanceMonitor::NoteMeter(bool isThere) {
-  if (isThere != mIsMeterSilent) return;
-  mIsMeterSilent = !isThere;
-  if (isThere) {
-    LOG_INFO("The station's meter is back, phase imbalance is measured again");
-  } else {
-    LOG_WARNING("The station's meter is silent, phase imbalance limits current to 0 mA");
   }
 }
 

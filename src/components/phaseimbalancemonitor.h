@@ -8,6 +8,7 @@
 
 #include "src/components/limiter.h"
 #include "src/components/recentsamples.h"
+#include "src/components/stationmeterwatch.h"
 #include "src/components/vehiclewatch.h"
 #include "src/rpc/clients/stationmeter.h"
 
@@ -54,7 +55,6 @@ class CPhaseImbalanceMonitor final : public IChargeControl, public ILimiter {
 
   // On the worker.
   void Update();
-  void NoteMeter(bool isThere);
   void AddSamples(const SStationMeterData& data);
   void BalancePhases(std::int64_t maximum);
   void VerifyPhaseBalanceLimit(std::int64_t maximum);
@@ -74,11 +74,11 @@ class CPhaseImbalanceMonitor final : public IChargeControl, public ILimiter {
   std::atomic<std::int32_t> mLimit{0};  ///< mA
 
   // The worker's own.
+  CStationMeterWatch mMeter;
   std::array<SPhase, 3> mPhases;
   std::uint32_t mRuns = 0;       ///< since the last balancing
   bool mHasRestarted = false;    ///< samples of before the newest limit are not to be verified
   bool mIsLimitRemoved = false;  ///< until the next one, be it the same
-  bool mIsMeterSilent = false;
 
   CVehicleWatch mWatch;  // last, so that its worker ends first
 };

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <numeric>
 #include <string>
+#include <utility>
 
 #include <fmt/ranges.h>
 
@@ -31,26 +32,14 @@ constexpr std::uint8_t kMostMissingPowers = 4;
 /// A smaller change of the limit is not worth telling.
 constexpr std::int64_t kIgnoredMilliAmpere = 99;
 
-/// Phases that `GetLimit` names.
-constexpr std::uint32_t kPhases = 3;
+/// Only part of the text: nothing lasts, or is measured, for so long.
+constexpr int kToldSecondsOfEqualPower = 30;
 
 std::string ToText(const SStationMeterData& station) {
   return fmt::format("{} mA at {} mV", station.milliAmpere, station.milliVolt);
 }
 
 }  // namespace
-
-bool CSolarCharging::CWarning::Set(bool raised) {
-  if (raised == mIsRaised) return false;
-  mIsRaised = raised;
-  mSignal->Send(raised);
-  return true;
-}
-
-void CSolarCharging::CWarning::Reset() {
-  mIsRaised = false;
-  mSignal->Send(false);
-}
 
 CSolarCharging::CSolarCharging(IScheduler& scheduler, std::shared_ptr<IMeasurementSource> source,
                                std::shared_ptr<CCurrentControlConfig> config, SSignals signals,
@@ -62,11 +51,15 @@ CSolarCharging::CSolarCharging(IScheduler& scheduler, std::shared_ptr<IMeasureme
       mCallbacks(std::move(callbacks)),
       mSourceUnusable(std::move(signals.sourceUnusable)),
       mNotSupported(std::move(signals.notSupported)),
+      mStationMeter(
+          mCallbacks.meter,
+          {.silent = "The station's meter is silent: the vehicle's power is missing in the solar surplus",
+           .back = "The station's meter is back: the vehicle's power counts in the solar surplus again"}),
       mPhases(mConfig),
       mWorker(scheduler, "SolarCharging") {
   LOG_ENTRY(kClassName);
   ResetReducedSignal();
-  if (mSource) mPhases.SetDesired(mPhases.Decide(kPhases, mConfig->GetSolarStrategy()));
+  if (mSource) mPhases.SetDesired(mPhases.Decide(kLimitedPhases, mConfig->GetSolarStrategy()));
 }
 
 CSolarCharging::~CSolarCharging() {
@@ -98,7 +91,7 @@ void CSolarCharging::Disable() {
 
 SLimit CSolarCharging::GetLimit() {
   LOG_ENTRY(kClassName);
-  return {ipc::ECurrentControlSolarCharging, mLimit, kPhases};
+  return {ipc::ECurrentControlSolarCharging, mLimit, kLimitedPhases};
 }
 
 void CSolarCharging::Update() {
@@ -197,7 +190,7 @@ void CSolarCharging::CountMissingPower() {
 }
 
 void CSolarCharging::RunAlgorithm(const SSolarStrategy& strategy) {
-  const SStationMeterData station = ReadStationMeter();
+  const SStationMeterData station = mStationMeter.Read().value_or(SStationMeterData{});
   const std::int64_t household = ReadHouseholdPower();
   ++mRuns;
   if (MustSkip(household)) return;
@@ -223,25 +216,15 @@ std::int64_t CSolarCharging::ReadHouseholdPower() {
 
 bool CSolarCharging::MustSkip(std::int64_t householdWatt) {
   if (mLimit == 0 || householdWatt != mLastHouseholdWatt) return false;
+  // Counted up before: it is 0 only when it wrapped.
   if (mRuns == 0) {
     LOG_INFO(
         "Skipping update because power measurement is equal to the power measurement before the previous "
         "update.");
     return true;
   }
-  LOG_DEBUG("Forcing update as power measurement was equal for {}s.", 30);
+  LOG_DEBUG("Forcing update as power measurement was equal for {}s.", kToldSecondsOfEqualPower);
   return false;
-}
-
-SStationMeterData CSolarCharging::ReadStationMeter() {
-  const auto data = mCallbacks.meter ? mCallbacks.meter() : std::nullopt;
-  if (!data && !mIsStationMeterSilent) {
-    LOG_WARNING("The station's meter is silent: the vehicle's power is missing in the solar surplus");
-  } else if (data && mIsStationMeterSilent) {
-    LOG_INFO("The station's meter is back: the vehicle's power counts in the solar surplus again");
-  }
-  mIsStationMeterSilent = !data;
-  return data.value_or(SStationMeterData{});
 }
 
 std::int32_t CSolarCharging::ReadVolt(const SStationMeterData& station) const {
@@ -269,38 +252,22 @@ std::int32_t CSolarCharging::ComputeLimit(const SSolarSurplus& surplus, std::uin
 void CSolarCharging::UpdateLimit(std::int32_t limit, std::uint8_t phases, std::int32_t surplusWatt,
                                  const SSolarStrategy& strategy) {
   const bool isEnough = surplusWatt >= strategy.PowerThreshold;
-  if (mLimit != 0) {
-    UpdateWhileCharging(limit, phases, isEnough, strategy);
-  } else {
-    UpdateWhileHeld(limit, phases, isEnough, strategy);
-  }
-}
-
-void CSolarCharging::UpdateWhileCharging(std::int32_t limit, std::uint8_t phases, bool isEnough,
-                                         const SSolarStrategy& strategy) {
-  if (isEnough) {
-    SetNewLimit(limit, phases, EUpdate::IfChanged);
-    mStopSince.reset();
-  } else if (!mStopSince) {
-    mStopSince = mClock.Now();
-    SetNewLimit(kLeastChargingMilliAmpere, phases, EUpdate::IfChanged);
-  } else if (HasLasted(*mStopSince, strategy.ContinuousStopThreshold)) {
-    LOG_INFO("Stop limit exceeded, setting desired current to 0A");
-    SetNewLimit(0, phases, EUpdate::Forced);
-    mStopSince.reset();
-  }
-}
-
-void CSolarCharging::UpdateWhileHeld(std::int32_t limit, std::uint8_t phases, bool isEnough,
-                                     const SSolarStrategy& strategy) {
-  if (!isEnough) {
-    mStartSince.reset();
-  } else if (!mStartSince) {
-    mStartSince = mClock.Now();
-  } else if (HasLasted(*mStartSince, strategy.ContinuousStartThreshold)) {
-    LOG_INFO("Enough solar power, charging with {} mA on {} phases", limit, phases);
-    SetNewLimit(limit, phases, EUpdate::IfChanged);
-    mStartSince.reset();
+  const TimePoint now = mClock.Now();
+  using enum CSolarDebounce::EStep;
+  switch (mLimit != 0 ? mDebounce.WhileCharging(isEnough, strategy.ContinuousStopThreshold, now)
+                      : mDebounce.WhileHeld(isEnough, strategy.ContinuousStartThreshold, now)) {
+    case Wait:
+      return;
+    case Start:
+      LOG_INFO("Enough solar power, charging with {} mA on {} phases", limit, phases);
+      return SetNewLimit(limit, phases, EUpdate::IfChanged);
+    case Follow:
+      return SetNewLimit(limit, phases, EUpdate::IfChanged);
+    case FallToLeast:
+      return SetNewLimit(kLeastChargingMilliAmpere, phases, EUpdate::IfChanged);
+    case Stop:
+      LOG_INFO("Stop limit exceeded, setting desired current to 0A");
+      return SetNewLimit(0, phases, EUpdate::Forced);
   }
 }
 
@@ -315,14 +282,8 @@ void CSolarCharging::SetNewLimit(std::int32_t limit, std::uint8_t phases, EUpdat
 
 void CSolarCharging::ClearLimit() {
   mLimit = 0;
-  mStartSince.reset();
-  mStopSince.reset();
+  mDebounce.Reset();
   if (HasLimit() && mCallbacks.limitRemoved) mCallbacks.limitRemoved();
-}
-
-bool CSolarCharging::HasLasted(TimePoint since, std::int64_t seconds) const {
-  // Rounded: a run that comes a little early for its turn would put the matter off by a whole period.
-  return std::chrono::round<std::chrono::seconds>(mClock.Now() - since).count() >= seconds;
 }
 
 void CSolarCharging::ResetReducedSignal() {

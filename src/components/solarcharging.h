@@ -5,13 +5,15 @@
 #include <functional>
 #include <memory>
 #include <optional>
-#include <utility>
 
+#include "platform/diagnostics/warningsignal.h"
 #include "platform/worker/worker.h"
 #include "src/components/limiter.h"
 #include "src/components/measurementsources/measurement.h"
+#include "src/components/solardebounce.h"
 #include "src/components/solarphases.h"
 #include "src/components/solarsurplus.h"
+#include "src/components/stationmeterwatch.h"
 #include "src/rpc/clients/stationmeter.h"
 
 class CCurrentControlConfig;
@@ -25,7 +27,7 @@ struct SSolarStrategy;
 /// `Init`, `Enable` and `Disable` one at a time; `GetLimit` from any thread. All else happens on the worker.
 class CSolarCharging final : public ILimiter, public std::enable_shared_from_this<CSolarCharging> {
  public:
-  static constexpr Milliseconds kPeriod{20000};
+  static constexpr Milliseconds kPeriod = CSolarPhases::kRunPeriod;
 
   struct SSignals {
     std::shared_ptr<CDiagnosticsSignal> householdPower;  ///< W
@@ -57,19 +59,6 @@ class CSolarCharging final : public ILimiter, public std::enable_shared_from_thi
   SLimit GetLimit() override;
 
  private:
-  /// A boolean signal that is sent when it changes.
-  class CWarning {
-   public:
-    explicit CWarning(std::shared_ptr<CDiagnosticsSignal> signal) : mSignal(std::move(signal)) {}
-    /// True when it changed.
-    bool Set(bool raised);
-    /// Lowers it and sends that in any case.
-    void Reset();
-
-   private:
-    const std::shared_ptr<CDiagnosticsSignal> mSignal;
-    bool mIsRaised = false;
-  };
   enum class EUpdate { IfChanged, Forced };
 
   void Update();
@@ -86,21 +75,15 @@ class CSolarCharging final : public ILimiter, public std::enable_shared_from_thi
   /// W drawn from the grid; negative while the house feeds into it.
   std::int64_t ReadHouseholdPower();
   bool MustSkip(std::int64_t householdWatt);
-  SStationMeterData ReadStationMeter();
   std::int32_t ReadVolt(const SStationMeterData& station) const;
   std::int32_t ComputeLimit(const SSolarSurplus& surplus, std::uint8_t phases,
                             const SSolarStrategy& strategy);
 
   void UpdateLimit(std::int32_t limit, std::uint8_t phases, std::int32_t surplusWatt,
                    const SSolarStrategy& strategy);
-  void UpdateWhileCharging(std::int32_t limit, std::uint8_t phases, bool isEnough,
-                           const SSolarStrategy& strategy);
-  void UpdateWhileHeld(std::int32_t limit, std::uint8_t phases, bool isEnough,
-                       const SSolarStrategy& strategy);
   void SetNewLimit(std::int32_t limit, std::uint8_t phases, EUpdate update);
   void ClearLimit();
   bool HasLimit() const { return mCallbacks.hasLimit && mCallbacks.hasLimit(); }
-  bool HasLasted(TimePoint since, std::int64_t seconds) const;
   void ResetReducedSignal();
 
   // Constant after construction.
@@ -115,16 +98,15 @@ class CSolarCharging final : public ILimiter, public std::enable_shared_from_thi
   std::atomic<std::int32_t> mLimit{0};  ///< mA; changed on the worker
 
   // Used on the worker, or while it stands still.
-  CWarning mSourceUnusable;
-  CWarning mNotSupported;
+  CWarningSignal mSourceUnusable;
+  CWarningSignal mNotSupported;
+  CStationMeterWatch mStationMeter;
   CSolarPhases mPhases;
+  CSolarDebounce mDebounce;
   std::uint8_t mMissingPowers = 0;       ///< runs in a row without the household's power, as far as counted
-  std::uint8_t mRuns = 0;                ///< after the limit changed last; wraps
+  std::uint8_t mRuns = 0;                ///< since a limit was chosen last, be it the same; wraps
   std::int64_t mLastHouseholdWatt = 0;   ///< in the previous run
   std::optional<TimePoint> mErrorSince;  ///< while the source is in error
-  std::optional<TimePoint> mStartSince;  ///< enough surplus, not charging yet
-  std::optional<TimePoint> mStopSince;   ///< too little surplus, still charging
-  bool mIsStationMeterSilent = false;
   bool mIsGainAbsurd = false;
 
   CCallHandle mUpdating;

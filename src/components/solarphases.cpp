@@ -1,6 +1,7 @@
 #include "src/components/solarphases.h"
 
 #include <algorithm>
+#include <chrono>
 #include <utility>
 
 #include "platform/log/log.h"
@@ -17,7 +18,7 @@ constexpr std::int64_t kMilliWattPerWatt = 1000;
 /// mW that the surplus must fall, or rise, further before the phases are switched back.
 constexpr float kHysteresis = 1e6F;
 
-constexpr float kRunSeconds = 20.0F;
+constexpr float kRunSeconds = std::chrono::duration<float>(CSolarPhases::kRunPeriod).count();
 constexpr float kFilterSeconds = 1200.0F;
 
 constexpr auto kForceSinglePhase = "ForceSinglePhase";

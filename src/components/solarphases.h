@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <memory>
 
+#include "platform/worker/scheduler.h"
+
 class CCurrentControlConfig;
 struct SSolarStrategy;
 struct SSolarSurplus;
@@ -11,6 +13,9 @@ struct SSolarSurplus;
 /// them, else on one, as far as the strategy, the settings and the station let it. One thread.
 class CSolarPhases {
  public:
+  /// Between two runs.
+  static constexpr Milliseconds kRunPeriod{20000};
+
   explicit CSolarPhases(std::shared_ptr<CCurrentControlConfig> config);
 
   /// In force with the present limit; 0 before the first decision.
@@ -23,7 +28,7 @@ class CSolarPhases {
 
   /// On how many phases to start.
   std::uint8_t DecideBeforeStart(const SSolarSurplus& surplus, const SSolarStrategy& strategy);
-  /// On how many phases to go on, `runs` of the update after the limit changed last.
+  /// On how many phases to go on, `runs` after a limit was chosen last, be it the same.
   std::uint8_t DecideWhileCharging(const SSolarSurplus& surplus, const SSolarStrategy& strategy,
                                    std::uint8_t runs);
 

@@ -6,12 +6,12 @@
 #include <utility>
 
 #include "platform/log/log.h"
+#include "src/limitationsources/limits.h"
 #include "src/rpc/clients/adacservice.h"
 
 namespace {
 
 constexpr auto kClassName = "CUserCableLimit";
-constexpr std::uint32_t kPhases = 3;
 
 struct SRating {
   std::string_view text;
@@ -54,7 +54,7 @@ void CUserCableLimit::OnLimitChanged(std::function<void()> limitChanged) {
 
 SLimit CUserCableLimit::GetLimit() {
   LOG_ENTRY(kClassName);
-  return {ipc::ECurrentControlUserCable, static_cast<std::int32_t>(mLimit.load()), kPhases};
+  return {ipc::ECurrentControlUserCable, static_cast<std::int32_t>(mLimit.load()), kLimitedPhases};
 }
 
 void CUserCableLimit::OnPpState(const ipc::MPpState& state) {

@@ -175,7 +175,7 @@ void CBlackoutProtection::Announce(std::int32_t limit) {
 }
 
 SLimit CBlackoutProtection::Limit() const {
-  return {ipc::ECurrentControlBop, mCurrentLimit, kPhases};
+  return {ipc::ECurrentControlBop, mCurrentLimit, kLimitedPhases};
 }
 
 std::int64_t CBlackoutProtection::PresentMilliAmpere() const {

@@ -62,8 +62,6 @@ class CBlackoutProtectionBase : public ILimiter,
   std::uint32_t GetFallbackCurrent() const override;
 
  protected:
-  /// Phases that a limit is for.
-  static constexpr std::uint32_t kPhases = 3;
   /// Of the fuse rating, as far as it is planned with.
   static constexpr std::int64_t kUsablePercent = 95;
 

@@ -2,6 +2,7 @@
 
 #include "platform/diagnostics/diagnosticssignal.h"
 #include "platform/log/log.h"
+#include "src/limitationsources/limits.h"
 
 namespace {
 
@@ -23,7 +24,7 @@ bool CBlackoutProtectionDGLB::Init() {
 
 SLimit CBlackoutProtectionDGLB::GetLimit() {
   LOG_ERROR("BopDGLB::GetLimit() is called, which shall not be used. This is a programming error, FIX ME!");
-  return {ipc::ECurrentControlBop, 0, kPhases};
+  return {ipc::ECurrentControlBop, 0, kLimitedPhases};
 }
 
 void CBlackoutProtectionDGLB::UpdateLimit(const ThreePhaseValue& currents) {
