@@ -13,7 +13,6 @@
 namespace {
 
 constexpr auto kClassName = "COvercurrentProtection";
-constexpr std::uint32_t kPhases = 3;
 
 /// mA; of a vehicle that waits a meter may show so much.
 constexpr std::uint32_t kWaiting = 1000;
@@ -48,6 +47,10 @@ COvercurrentProtection::COvercurrentProtection(IScheduler& scheduler,
       mSignals(std::move(signals)),
       mCallbacks(std::move(callbacks)),
       mMonitoredLimit(static_cast<std::uint32_t>(std::min(mHardwareLimit, kLargestLimit))),
+      mMeter(mCallbacks.meter,
+             {.silent =
+                  "The station's meter is silent, overcurrent protection does not see what the vehicle draws",
+              .back = "The station's meter is back, overcurrent protection looks again"}),
       mTimers(thresholds.size()),
       mWatch(scheduler, "OvercurrentProt", kCheckPeriod,
              {.look = [this] { Check(); },
@@ -84,7 +87,7 @@ void COvercurrentProtection::Disable() {
 SLimit COvercurrentProtection::GetLimit() {
   LOG_ENTRY(kClassName);
   const std::uint64_t limit = HasStopped() ? 0 : std::min<std::uint64_t>(MonitoredLimit(), kLargestLimit);
-  return {ipc::ECurrentControlOvercurrentProtection, static_cast<std::int32_t>(limit), kPhases};
+  return {ipc::ECurrentControlOvercurrentProtection, static_cast<std::int32_t>(limit), kLimitedPhases};
 }
 
 void COvercurrentProtection::SetChargingState(ipc::EChargingState state) {
@@ -140,23 +143,12 @@ void COvercurrentProtection::ClearWarnings() {
 }
 
 void COvercurrentProtection::Check() {
-  const auto data = mCallbacks.meter();
-  NoteMeter(data.has_value());
+  const auto data = mMeter.Read();
   if (!data || mWatch.IsVehicleGone()) return;
   mSamples.Add(LargestOf(data->milliAmpere));
   const std::int64_t average = mSamples.Sum() / mSamples.Size();
   const std::uint32_t limit = MonitoredLimit();
   for (STimer& timer : mTimers) Follow(timer, average, limit);
-}
-
-void COvercurrentProtection::NoteMeter(bool isThere) {
-  if (isThere != mIsMeterSilent) return;
-  mIsMeterSilent = !isThere;
-  if (isThere) {
-    LOG_INFO("The station's meter is back, overcurrent protection looks again");
-  } else {
-    LOG_WARNING("The station's meter is silent, overcurrent protection does not see what the vehicle draws");
-  }
 }
 
 void COvercurrentProtection::Follow(STimer& timer, std::int64_t average, std::uint32_t limit) {

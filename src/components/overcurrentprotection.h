@@ -12,6 +12,7 @@
 #include "platform/utility/mutex.h"
 #include "src/components/limiter.h"
 #include "src/components/recentsamples.h"
+#include "src/components/stationmeterwatch.h"
 #include "src/components/vehiclewatch.h"
 #include "src/rpc/clients/stationmeter.h"
 
@@ -80,7 +81,6 @@ class COvercurrentProtection final : public IChargeControl, public ILimiter {
   // On the worker.
   void TellLimit();
   void Check();
-  void NoteMeter(bool isThere);
   void Follow(STimer& timer, std::int64_t average, std::uint32_t limit);
   void Expire(STimer& timer);
   void CancelTimers();
@@ -100,10 +100,10 @@ class COvercurrentProtection final : public IChargeControl, public ILimiter {
   std::uint32_t mMonitoredLimit GUARDED_BY(mMutex);
 
   // The worker's own.
+  CStationMeterWatch mMeter;
   static constexpr std::uint32_t kAveraged = 5;
   CRecentSamples<kAveraged> mSamples;  ///< mA
   std::vector<STimer> mTimers;         ///< as many as there are thresholds, from the start
-  bool mIsMeterSilent = false;
 
   CVehicleWatch mWatch;  // last, so that its worker ends first
 };
