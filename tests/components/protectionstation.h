@@ -1,16 +1,22 @@
 #pragma once
 
 #include <array>
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <gtest/gtest.h>
+#include <json/value.h>
 
 #include "platform/log/logcapture.h"
+#include "platform/worker/virtualscheduler.h"
 #include "src/components/currentcontrolconfig.h"
 #include "src/components/limiter.h"
 #include "src/diagnosticssignals/diagnosticssignals.h"

@@ -1,11 +1,14 @@
 #include "src/components/usercablelimit.h"
 
-#include <fmt/ranges.h>
+#include <functional>
+#include <memory>
+#include <tuple>
+#include <utility>
+
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include "platform/log/logcapture.h"
-#include "platform/worker/virtualscheduler.h"
-#include "src/components/toleratedcurrent.h"
 #include "src/rpc/clients/adacservice.h"
 
 namespace {
@@ -29,16 +32,15 @@ TEST(UserCableLimit, FollowsEveryStateOfTheProximityPilot) {
   EXPECT_THROW(adac->Notify(0), std::bad_function_call);
   int changes = 0;
   cable->OnLimitChanged([&changes] { ++changes; });
-  for (const auto& [state, text, limit] :
-       std::vector<std::tuple<int, const char*, int>>{{1, "13A", 13000},
-                                                      {2, "20A", 20000},
-                                                      {3, "32A", 32000},
-                                                      {255, "unknown state", 0},
-                                                      {6, "Invalid", 13000},
-                                                      {5, "Error", 0},
-                                                      {4, "63/70A", 70000},
-                                                      {7, "unknown state", 0},
-                                                      {0, "Disconnect", 0}}) {
+  for (const auto& [state, text, limit] : {std::tuple{1, "13A", 13000},
+                                           {2, "20A", 20000},
+                                           {3, "32A", 32000},
+                                           {255, "unknown state", 0},
+                                           {6, "Invalid", 13000},
+                                           {5, "Error", 0},
+                                           {4, "63/70A", 70000},
+                                           {7, "unknown state", 0},
+                                           {0, "Disconnect", 0}}) {
     const CLogCapture log;
     adac->Notify(state);
     adac->Notify(state);
@@ -51,32 +53,6 @@ TEST(UserCableLimit, FollowsEveryStateOfTheProximityPilot) {
   }
   cable.reset();
   EXPECT_FALSE(adac->mHandler);
-}
-
-TEST(ToleratedCurrent, RaisedSetpointCountsAtOnceALoweredOneTenSecondsLater) {
-  CVirtualScheduler time;
-  std::string told;
-  CToleratedCurrent tolerated(time, [&](std::uint32_t milliAmpere) {
-    const auto second =
-        std::chrono::duration_cast<std::chrono::seconds>(time.Now().time_since_epoch()).count();
-    told += fmt::format(" {}:{}", second - 3600, milliAmpere);
-  });
-  for (const auto& [milliAmpere, wait] : std::vector<std::pair<std::uint32_t, int>>{{0, 20},
-                                                                                    {10000, 1},
-                                                                                    {16000, 1},
-                                                                                    {16000, 1},
-                                                                                    {12000, 4},
-                                                                                    {6000, 2},
-                                                                                    {8000, 1},
-                                                                                    {0, 60},
-                                                                                    {4294967295, 9}}) {
-    tolerated.SetSetpoint(milliAmpere);
-    time.RunFor(std::chrono::seconds(wait));
-  }
-  EXPECT_EQ(
-      told,
-      " 0:4294967295 10:0 20:10000 21:16000 22:16000 23:16000 27:16000 29:16000 30:16000 33:12000 37:8000 "
-      "40:0 90:4294967295");
 }
 
 }  // namespace
