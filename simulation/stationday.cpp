@@ -4,10 +4,14 @@
 #include <limits>
 #include <utility>
 
-#include "simulation/offerrules.h"
-#include "simulation/overcurrentrules.h"
+#include "simulation/fuserule.h"
+#include "simulation/imbalancerule.h"
+#include "simulation/obediencerule.h"
+#include "simulation/offerafterstoprule.h"
+#include "simulation/offeredcurrentrule.h"
+#include "simulation/overcurrentrule.h"
 #include "simulation/phaseswitchrule.h"
-#include "simulation/solarrules.h"
+#include "simulation/solarrule.h"
 
 namespace {
 

@@ -2,10 +2,12 @@
 
 #include <gtest/gtest.h>
 
-#include "simulation/offerrules.h"
-#include "simulation/overcurrentrules.h"
+#include "simulation/obediencerule.h"
+#include "simulation/offerafterstoprule.h"
+#include "simulation/offeredcurrentrule.h"
+#include "simulation/overcurrentrule.h"
 #include "simulation/phaseswitchrule.h"
-#include "simulation/solarrules.h"
+#include "simulation/solarrule.h"
 
 namespace {
 

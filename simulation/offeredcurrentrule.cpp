@@ -1,4 +1,4 @@
-#include "simulation/offerrules.h"
+#include "simulation/offeredcurrentrule.h"
 
 #include <algorithm>
 
@@ -45,22 +45,4 @@ void COfferedCurrentRule::OnMoment(const SStationMoment& moment, const SDaySitua
   mIsBroken = isBroken;
   mAllowedBefore = allowed;
   mHighest = moment.setpointMilliAmpere;
-}
-
-void COfferAfterStopRule::OnMoment(const SStationMoment& moment, const SDaySituation& situation) {
-  const std::uint32_t draw = *std::ranges::max_element(moment.vehicle);
-  const bool isBroken = situation.stoppedBy != ipc::ECurrentControlNone && situation.visit != nullptr &&
-                        (moment.setpointMilliAmpere > 0 || draw > 0);
-  if (isBroken && !mIsBroken) {
-    Violate(moment.at, fmt::format("{} mA offered, {} mA drawn", moment.setpointMilliAmpere, draw));
-  }
-  mIsBroken = isBroken;
-}
-
-void CFuseRule::OnMoment(const SStationMoment& moment, const SDaySituation& situation) {
-  const bool hasJustTripped = moment.hasFuseTripped && !mHadTripped;
-  mHadTripped = moment.hasFuseTripped;
-  if (!hasJustTripped || (situation.visit != nullptr && !situation.visit->Obeys())) return;
-  Violate(moment.at, fmt::format("{} mA, household {} {} {} mA", moment.fuseMilliAmpere, moment.load[0],
-                                 moment.load[1], moment.load[2]));
 }

@@ -18,27 +18,3 @@ class COfferedCurrentRule final : public CDayRule {
   std::uint32_t mAllowedBefore = 0;  ///< mA, at that moment
   bool mIsBroken = false;
 };
-
-/// After a stop nothing is offered and nothing flows until the vehicle is unplugged.
-class COfferAfterStopRule final : public CDayRule {
- public:
-  explicit COfferAfterStopRule(Report report)
-      : CDayRule("after a stop nothing is offered until the vehicle is unplugged", std::move(report)) {}
-
-  void OnMoment(const SStationMoment& moment, const SDaySituation& situation) override;
-
- private:
-  bool mIsBroken = false;
-};
-
-/// The main fuse holds, whoever charges, as long as the vehicle obeys.
-class CFuseRule final : public CDayRule {
- public:
-  explicit CFuseRule(Report report)
-      : CDayRule("the main fuse holds while vehicles obey", std::move(report)) {}
-
-  void OnMoment(const SStationMoment& moment, const SDaySituation& situation) override;
-
- private:
-  bool mHadTripped = false;
-};

@@ -1,4 +1,4 @@
-#include "simulation/overcurrentrules.h"
+#include "simulation/overcurrentrule.h"
 
 #include <algorithm>
 
@@ -20,21 +20,11 @@ constexpr seconds kTimeToFollow{10};
 /// mA; a vehicle that waits may be measured with some.
 constexpr std::uint32_t kWaiting = 1000;
 
-constexpr std::uint32_t kMilliVolt = 230000;
-
 std::int64_t Tenths(Milliseconds span) {
   return span.count() / 100;
 }
 
 }  // namespace
-
-void CObedienceRule::OnMoment(const SStationMoment& moment, const SDaySituation& situation) {
-  const bool isStopped = situation.stoppedBy == ipc::ECurrentControlOvercurrentProtection;
-  if (isStopped && !mWasStopped && situation.visit != nullptr && situation.visit->Obeys()) {
-    Violate(moment.at, fmt::format("reaction {} ms", situation.visit->vehicle.reaction.count()));
-  }
-  mWasStopped = isStopped;
-}
 
 void COvercurrentRule::OnSetpoint(Milliseconds at, std::uint32_t milliAmpere, std::uint32_t /*phases*/) {
   while (!mFormer.empty() && mFormer.back().milliAmpere <= mSetpoint) mFormer.pop_back();
@@ -61,17 +51,4 @@ void COvercurrentRule::OnMoment(const SStationMoment& moment, const SDaySituatio
                                    Tenths(moment.at - *mSince[i]) / 10, Tenths(moment.at - *mSince[i]) % 10));
     mSince[i].reset();
   }
-}
-
-void CImbalanceRule::OnMoment(const SStationMoment& moment, const SDaySituation& situation) {
-  const auto [low, high] = std::ranges::minmax(moment.vehicle);
-  const std::uint32_t milliVoltAmpere = (high - low) * (kMilliVolt / 1000);
-  const std::uint32_t most = situation.plan.imbalanceAmpere * kMilliVolt;
-  const bool isAbove = milliVoltAmpere > most && situation.plan.stationPhases == 3;
-  if (!isAbove || !situation.isStationMeterGood) return mSince.reset();
-  if (!mSince) mSince = moment.at;
-  if (moment.at - *mSince <= kLongest) return;
-  Violate(moment.at, fmt::format("{} VA of {} VA for {} s", milliVoltAmpere / 1000, most / 1000,
-                                 (moment.at - *mSince).count() / 1000));
-  mSince.reset();
 }

@@ -1,4 +1,4 @@
-#include "simulation/solarrules.h"
+#include "simulation/solarrule.h"
 
 #include <algorithm>
 #include <numeric>
