@@ -23,6 +23,7 @@ using EVehicle = SDayPlan::EVehicle;
 constexpr std::uint32_t kWholeOffer = 32000;
 /// The longest that a vehicle takes from nothing to its full current.
 constexpr seconds kLongestRamp{26};
+constexpr std::size_t kVehicleKinds = static_cast<std::size_t>(EVehicle::SinglePhase) + 1;
 
 template <class TValue, std::size_t kCount>
 TValue OneOf(CRandom& random, const std::array<TValue, kCount>& values) {
@@ -113,7 +114,7 @@ SDayPlan::SVisit MakeVisit(CRandom& random, Milliseconds from) {
 std::vector<SDayPlan::SVisit> MakeVisits(CRandom& random) {
   std::vector<SDayPlan::SVisit> visits;
   Milliseconds at = random.Between(minutes(1), hours(5));
-  while (at < SDayPlan::kDay) {
+  while (at < kDay) {
     visits.push_back(MakeVisit(random, at));
     at = visits.back().until + (random.Chance(1, 4) ? random.Between(seconds(2), seconds(59))
                                                     : random.Between(minutes(1), hours(3)));
@@ -124,7 +125,7 @@ std::vector<SDayPlan::SVisit> MakeVisits(CRandom& random) {
 std::vector<SDayPlan::SChange> MakeChanges(CRandom& random) {
   std::vector<SDayPlan::SChange> changes;
   Milliseconds at = random.Between(hours(2), hours(20));
-  while (at < SDayPlan::kDay) {
+  while (at < kDay) {
     changes.push_back({at, MakeSettings(random)});
     at += random.Chance(1, 3) ? random.Between(minutes(1), hours(1)) : random.Between(hours(2), hours(12));
   }
@@ -138,7 +139,7 @@ std::vector<SDayPlan::STrouble> MakeTroubles(CRandom& random, bool hasTransforme
                                  ETrouble::TransformersReset, ETrouble::TransformersGone};
   std::vector<SDayPlan::STrouble> troubles;
   Milliseconds at = random.Between(minutes(30), hours(12));
-  while (at < SDayPlan::kDay) {
+  while (at < kDay) {
     const Milliseconds span = random.Chance(1, 4) ? random.Between(minutes(1), minutes(50))
                                                   : random.Between(seconds(1), seconds(40));
     const ETrouble what = kTroubles[random.Index(hasTransformers ? kTroubles.size() : kTroubles.size() - 2)];
@@ -180,6 +181,10 @@ std::string_view ToText(CSolarRoof::EWeather weather) {
   return "unknown";
 }
 
+std::string_view Phases(std::uint32_t count) {
+  return count == 1 ? "1 phase" : "3 phases";
+}
+
 }  // namespace
 
 bool SDayPlan::SVisit::Obeys() const {
@@ -191,7 +196,7 @@ bool SDayPlan::SVisit::Obeys() const {
 
 SDayPlan SDayPlan::Make(std::uint64_t seed) {
   constexpr std::array kMeters{SettingsKeys::kModbusTcp, SettingsKeys::kModbusTcp, SettingsKeys::kModbusRtu,
-                               SettingsKeys::kHomeWizard, SettingsKeys::kP1Extender};
+                               SettingsKeys::kModbusRtu, SettingsKeys::kP1Extender};
   CRandom random(seed);
   SDayPlan plan;
   plan.stationPhases = random.Chance(1, 4) ? 1 : 3;
@@ -204,7 +209,7 @@ SDayPlan SDayPlan::Make(std::uint64_t seed) {
   plan.isImbalanceLimited = plan.stationPhases == 3;
   plan.imbalanceAmpere = OneOf(random, std::array{10U, 16U, 20U, 20U});
   plan.roof = MakeRoof(random);
-  plan.loads = CHousehold(random.Below(1000000), plan.fuseAmpere).Day();
+  plan.loads = CHousehold(random.Below(1000000)).Behind(plan.fuseAmpere);
   plan.visits = MakeVisits(random);
   plan.settings = MakeSettings(random);
   plan.changes = MakeChanges(random);
@@ -215,11 +220,14 @@ SDayPlan SDayPlan::Make(std::uint64_t seed) {
 std::string SDayPlan::Summary() const {
   std::string summary =
       fmt::format("{}, roof of {} W on {}, {} on {} at {} A and a fuse of {} A, {}{}", ToText(roof.weather),
-                  roof.peakWatt, roof.phases, hasSocket ? "socket" : "fixed cable", stationPhases,
-                  std::min(hardwareAmpere, installationAmpere), fuseAmpere, meter,
+                  roof.peakWatt, Phases(roof.phases), hasSocket ? "socket" : "fixed cable",
+                  Phases(stationPhases), std::min(hardwareAmpere, installationAmpere), fuseAmpere, meter,
                   hasTransformers ? " and transformers" : "");
   summary += settings.isSolarEnabled ? ", " + settings.mode : ", no solar charging";
-  for (const SVisit& visit : visits) summary += fmt::format(", {}", ToText(visit.kind));
+  for (std::size_t kind = 0; kind < kVehicleKinds; ++kind) {
+    const auto count = std::ranges::count(visits, static_cast<EVehicle>(kind), &SVisit::kind);
+    if (count > 0) summary += fmt::format(", {} x {}", count, ToText(static_cast<EVehicle>(kind)));
+  }
   return summary;
 }
 

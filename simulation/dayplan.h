@@ -8,16 +8,16 @@
 #include "ipc/adac.pb.h"
 
 #include "platform/worker/scheduler.h"
+#include "simulation/day.h"
 #include "simulation/daysettings.h"
 #include "simulation/loadplan.h"
 #include "simulation/solarroof.h"
 #include "simulation/vehicle.h"
 
-/// What happens at a station within a day, made up from a seed: what the station and
-/// the house are like, the weather, who comes with what vehicle and cable, what the user changes in the
-/// settings, and what the meters suffer. The household by itself always stays below the fuse.
+/// What happens at a station within a day, made up from a seed: what the station and the house are like, the
+/// weather, who comes with what vehicle and cable, what the user changes in the settings, and what the meters
+/// suffer. The household by itself always stays below the fuse.
 struct SDayPlan {
-  static constexpr Milliseconds kDay = CSolarRoof::kDay;
   static constexpr std::uint32_t kMostPeakWatt = 10000;  ///< of the roof
 
   enum class EVehicle : std::uint8_t {
@@ -82,7 +82,8 @@ struct SDayPlan {
   std::vector<SChange> changes;
   std::vector<STrouble> troubles;
 
-  /// The same for the same seed, on every machine.
+  /// The same for the same seed, on every machine. Never behind a HomeWizard meter, whose pages make a day
+  /// slow: evenings have it.
   static SDayPlan Make(std::uint64_t seed);
   /// One line: what sets this day apart.
   std::string Summary() const;

@@ -186,7 +186,7 @@ SScenario::Action ReadRoof(const CNode& node) {
     roof.seed = *seed;
   const CNode begin = node.Require("begins-at");
   const Milliseconds ofDay = ReadTime(begin);
-  if (ofDay >= CSolarRoof::kDay) begin.Fail("must be a time of day");
+  if (ofDay >= kDay) begin.Fail("must be a time of day");
   return SScenario::SRoof{roof, ofDay};
 }
 

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "platform/worker/scheduler.h"
+#include "simulation/day.h"
 #include "simulation/random.h"
 #include "simulation/vehicle.h"
 
@@ -23,7 +24,6 @@ class CSolarRoof {
     std::uint64_t seed = 1;
   };
   static constexpr std::uint32_t kMostPeakWatt = 60000;
-  static constexpr Milliseconds kDay = std::chrono::hours(24);
   static constexpr Milliseconds kSunrise = std::chrono::hours(6);
   static constexpr Milliseconds kSunset = std::chrono::hours(20);
 

@@ -5,8 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include "simulation/household.h"
-
 namespace {
 
 using namespace std::chrono_literals;
@@ -52,31 +50,6 @@ TEST(SolarRoof, ShinesThroughTheDayAsTheWeatherLetsIt) {
     EXPECT_LT(LargestStep(rain), 40);
     EXPECT_EQ(broken, AroundNoon(EWeather::BrokenClouds, seed));
     EXPECT_NE(broken, AroundNoon(EWeather::BrokenClouds, seed + 1));
-  }
-}
-
-TEST(Household, LivesThroughTheDayBehindItsFuse) {
-  for (std::uint64_t seed = 1; seed <= 50; ++seed) {
-    SCOPED_TRACE(seed);
-    const auto day = CHousehold(seed, 20).Day();
-    EXPECT_EQ(day.front().at, 0ms);
-    EXPECT_LE(day.back().at, 24h);
-    std::uint64_t milliAmpereMilliseconds = 0;
-    std::uint32_t most = 0;
-    for (std::size_t i = 0; i < day.size(); ++i) {
-      const Milliseconds until = i + 1 < day.size() ? day[i + 1].at : Milliseconds(24h);
-      ASSERT_LE(day[i].at, until);
-      for (const std::uint32_t milliAmpere : day[i].milliAmpere) {
-        EXPECT_GE(milliAmpere, 150U) << "something is always on";
-        most = std::max(most, milliAmpere);
-        milliAmpereMilliseconds += std::uint64_t{milliAmpere} * std::uint64_t((until - day[i].at).count());
-      }
-    }
-    EXPECT_GT(most, 9000U) << "somebody cooks";
-    EXPECT_LE(most, 19900U);
-    const double kWh = static_cast<double>(milliAmpereMilliseconds) * 230 / 1000 / 3600000 / 1000;
-    EXPECT_GT(kWh, 5);
-    EXPECT_LT(kWh, 60);
   }
 }
 

@@ -50,7 +50,7 @@ SDayPlan Noon(CVehicle::SProperties vehicle, Milliseconds length) {
   plan.settings.isSolarEnabled = false;
   vehicle.reaction = 1s;
   vehicle.rampMilliAmperePerSecond = 50000;
-  plan.visits.push_back({.from = plan.begin, .until = SDayPlan::kDay, .vehicle = vehicle});
+  plan.visits.push_back({.from = plan.begin, .until = kDay, .vehicle = vehicle});
   return plan;
 }
 

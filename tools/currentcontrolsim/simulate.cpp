@@ -41,7 +41,7 @@ SSimulatedRun PlayAtAnotherStation(IFiles& files, const SSimOptions& options, co
   Json::Value kept = options.overrides;
   if (!options.settings.empty())
     JsonText::ParseObject(fmt::format("{{{}}}", plan.settings.ToJsonMembers()), kept);
-  return PlayAt(station, ToScenario(plan, station, kept), SDayPlan::kDay, options.step);
+  return PlayAt(station, ToScenario(plan, station, kept), kDay, options.step);
 }
 
 SSimulatedRun PlayWithRules(SDayPlan plan, Milliseconds step) {
