@@ -54,7 +54,7 @@ void BM_VirtualDay(benchmark::State& state) {
     };
     const auto outcome = CStationDay(plan, weigh, 1h).Play();
     growth = std::max(growth, last - after4h);
-    if (!outcome.violations.empty() || outcome.solarWattHours < 5000) state.SkipWithError("no such day");
+    if (!outcome.violations.empty() || outcome.totals.solarWattHours < 5000) state.SkipWithError("no such day");
   }
   state.counters["growth_kb"] = growth;
 }

@@ -1,5 +1,6 @@
 #include "simulation/house.h"
 
+#include <algorithm>
 #include <cstdlib>
 
 #include "platform/log/log.h"
@@ -10,7 +11,13 @@ CHouse::CHouse(const IClock& clock, CChargePoint& chargePoint, std::uint32_t fus
 CHouse::SView CHouse::View() {
   const CMutexLock lock(mMutex);
   CatchUp();
-  return {mFlow.load, mFlow.vehicle, mFlow.generation, mFlow.net, mFlow.total, mFuse};
+  return {mFlow.load,
+          mFlow.vehicle,
+          mFlow.generation,
+          mFlow.net,
+          mFlow.total,
+          mFuse,
+          std::max(mFormerHeat, mFuse.HighestHeat())};
 }
 
 CHouse::Currents CHouse::AtTheConnection() {
@@ -56,6 +63,7 @@ void CHouse::SetGeneration(const Currents& milliAmpere) {
 void CHouse::FitFuse(std::uint32_t ratingMilliAmpere) {
   const CMutexLock lock(mMutex);
   CatchUp();
+  mFormerHeat = std::max(mFormerHeat, mFuse.HighestHeat());
   mFuse = CMainFuse(ratingMilliAmpere);
   mChargePoint.Change([](CVehicle& vehicle) { vehicle.SetSupplied(true); });
   Change();

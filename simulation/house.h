@@ -27,6 +27,7 @@ class CHouse {
     NetCurrents net;      ///< at the house connection; negative: fed into the grid
     Currents total;       ///< the same without its direction, which neither fuse nor transformers know
     CMainFuse fuse;
+    double highestHeat;  ///< of this fuse and those before it, as a part of what trips it
   };
 
   CHouse(const IClock& clock, CChargePoint& chargePoint,
@@ -71,6 +72,7 @@ class CHouse {
   Currents mLoad GUARDED_BY(mMutex){};
   Currents mGeneration GUARDED_BY(mMutex){};
   CMainFuse mFuse GUARDED_BY(mMutex);
-  SFlow mFlow GUARDED_BY(mMutex){};  // as it was seen last
+  double mFormerHeat GUARDED_BY(mMutex) = 0;  // the highest of former fuses
+  SFlow mFlow GUARDED_BY(mMutex){};           // as it was seen last
   TimePoint mUpTo GUARDED_BY(mMutex);
 };

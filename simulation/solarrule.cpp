@@ -25,7 +25,7 @@ CSolarRule::CSolarRule(EKind kind, Report report)
 void CSolarRule::Note(const SStationMoment& moment) {
   const std::uint32_t milliAmpere = std::accumulate(moment.vehicle.begin(), moment.vehicle.end(), 0U);
   mPowers[mNoted++ % kSeen] = {
-      .vehicleWatt = moment.surplusWatt + moment.gridWatt,
+      .vehicleWatt = moment.vehicleWatt,
       .gridWatt = moment.gridWatt,
       .doubtWatt = static_cast<std::int32_t>(milliAmpere) * kDoubtVolt / 1000 + kRoundingWatt};
 }

@@ -20,7 +20,6 @@ constexpr Milliseconds kHouseMeterRecovers{35000};
 /// Its next measurement, and the five that overcurrent protection averages.
 constexpr Milliseconds kStationMeterRecovers{6000};
 constexpr Milliseconds kNever{std::numeric_limits<std::int64_t>::max()};
-constexpr std::uint64_t kSecondsPerHour = 3600;
 
 }  // namespace
 
@@ -43,8 +42,8 @@ CStationDay::CStationDay(SDayPlan plan, Observer observer, Milliseconds step)
 }
 
 void CStationDay::CreateRules() {
-  const CDayRule::Report report = [this](SViolation violation) {
-    mOutcome.violations.push_back(std::move(violation));
+  const CDayRule::Report report = [this](SDayViolation violation) {
+    mViolations.push_back(std::move(violation));
   };
   mRules.push_back(std::make_unique<COfferedCurrentRule>(report));
   mRules.push_back(std::make_unique<COfferAfterStopRule>(report));
@@ -67,9 +66,7 @@ CStationDay::SOutcome CStationDay::Play() {
     Happen();
   }
   mStation.Terminate();
-  mOutcome.chargedWattHours = static_cast<std::uint64_t>(mChargedWattSeconds) / kSecondsPerHour;
-  mOutcome.solarWattHours = static_cast<std::uint64_t>(mSolarWattSeconds) / kSecondsPerHour;
-  return std::move(mOutcome);
+  return {std::move(mViolations), mTotals.Get()};
 }
 
 void CStationDay::Happen() {
@@ -165,21 +162,19 @@ void CStationDay::Suffer(const SDayPlan::STrouble& trouble, bool begins) {
 
 void CStationDay::Watch() {
   const SStationMoment moment = mSight.Look();
-  NoteStop();
+  NoteStop(moment);
   NoteMeters(moment.at);
   for (const auto& rule : mRules) rule->OnMoment(moment, mSituation);
-  AddUp(moment);
+  mTotals.OnMoment(moment);
   if (mObserver && moment.at.count() % mStep.count() == 0) mObserver(moment);
   if (moment.hasFuseTripped) mStation.House().FitFuse(mPlan.fuseAmpere * 1000);
 }
 
-void CStationDay::NoteStop() {
-  const bool isStopped = mStation.Peers().ChargePoint().View().stopped;
-  if (!isStopped || mSituation.stoppedBy != ipc::ECurrentControlNone) return;
+void CStationDay::NoteStop(const SStationMoment& moment) {
+  if (!moment.isStopped || mSituation.stoppedBy != ipc::ECurrentControlNone) return;
   const bool isOvercurrent = mSight.LimitOf(ipc::ECurrentControlOvercurrentProtection) == 0;
   mSituation.stoppedBy =
       isOvercurrent ? ipc::ECurrentControlOvercurrentProtection : ipc::ECurrentControlVDEPhaseImbalance;
-  ++mOutcome.stops;
 }
 
 void CStationDay::NoteMeters(Milliseconds now) {
@@ -188,16 +183,7 @@ void CStationDay::NoteMeters(Milliseconds now) {
 }
 
 void CStationDay::OnSetpoint(std::uint32_t milliAmpere, std::uint32_t phases) {
-  ++mOutcome.setpoints;
-  if (mPhases != 0 && phases != mPhases) ++mOutcome.phaseSwitches;
-  mPhases = phases;
+  mTotals.OnSetpoint(phases);
   const Milliseconds now = mStation.Elapsed();
   for (const auto& rule : mRules) rule->OnSetpoint(now, milliAmpere, phases);
-}
-
-void CStationDay::AddUp(const SStationMoment& moment) {
-  const std::int32_t watt = moment.surplusWatt + moment.gridWatt;  // the vehicle's
-  mChargedWattSeconds += watt;
-  mSolarWattSeconds += std::clamp(moment.surplusWatt, 0, std::max(watt, 0));
-  mOutcome.highestHeat = std::max(mOutcome.highestHeat, moment.fuseHeat);
 }

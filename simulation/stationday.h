@@ -8,6 +8,7 @@
 
 #include "simulation/dayplan.h"
 #include "simulation/dayrule.h"
+#include "simulation/runtotals.h"
 #include "simulation/stationmoment.h"
 #include "simulation/stationobserver.h"
 #include "simulation/virtualstation.h"
@@ -16,15 +17,9 @@
 /// the while what must hold on every day: see `CDayRule` and those who derive from it. One thread.
 class CStationDay {
  public:
-  using SViolation = SDayViolation;
   struct SOutcome {
-    std::vector<SViolation> violations;  ///< in order of time; empty when all held
-    std::uint64_t chargedWattHours = 0;
-    std::uint64_t solarWattHours = 0;  ///< of these, what the roof gave and the household did not take
-    std::uint32_t setpoints = 0;
-    std::uint32_t phaseSwitches = 0;  ///< setpoints on another number of phases than the one before
-    std::uint32_t stops = 0;          ///< of vehicles that drew what they may not
-    double highestHeat = 0;           ///< of the fuse, as a part of what trips it
+    std::vector<SDayViolation> violations;  ///< in order of time; empty when all held
+    SRunTotals totals;
   };
   using Observer = std::function<void(const SStationMoment&)>;
 
@@ -49,10 +44,9 @@ class CStationDay {
   void Trouble(Milliseconds now);
   void Suffer(const SDayPlan::STrouble& trouble, bool begins);
   void Watch();
-  void NoteStop();
+  void NoteStop(const SStationMoment& moment);
   void NoteMeters(Milliseconds now);
   void OnSetpoint(std::uint32_t milliAmpere, std::uint32_t phases);
-  void AddUp(const SStationMoment& moment);
 
   const SDayPlan mPlan;
   const Observer mObserver;
@@ -68,10 +62,8 @@ class CStationDay {
   bool mIsTroubled = false;  ///< that trouble has begun
   Milliseconds mHouseMeterGoodFrom{0};
   Milliseconds mStationMeterGoodFrom{0};
-  std::uint32_t mPhases = 0;
-  std::int64_t mChargedWattSeconds = 0;
-  std::int64_t mSolarWattSeconds = 0;
-  SOutcome mOutcome;
+  CRunTotals mTotals{kCheckPeriod};
+  std::vector<SDayViolation> mViolations;
   CVirtualStation mStation;
   CStationObserver mSight;
 };

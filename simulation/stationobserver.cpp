@@ -1,13 +1,25 @@
 #include "simulation/stationobserver.h"
 
+#include <algorithm>
+#include <array>
+
 namespace {
 
-std::int32_t Watt(const CVehicle::Currents& milliAmpere, const std::array<std::uint32_t, 3>& milliVolt) {
+using MilliVolts = std::array<std::uint32_t, 3>;
+
+std::int32_t Watt(const CVehicle::Currents& milliAmpere, const MilliVolts& milliVolt) {
   std::uint64_t microWatt = 0;
   for (std::size_t i = 0; i < milliAmpere.size(); ++i) {
     microWatt += std::uint64_t{milliAmpere[i]} * milliVolt[i];
   }
   return static_cast<std::int32_t>(microWatt / 1000000);
+}
+
+std::int32_t SetpointWatt(const SStationMoment& moment, const MilliVolts& milliVolt) {
+  CVehicle::Currents offered{};
+  std::fill_n(offered.begin(), std::min(moment.setpointPhases, CVehicle::kPhases),
+              moment.setpointMilliAmpere);
+  return Watt(offered, milliVolt);
 }
 
 }  // namespace
@@ -27,12 +39,18 @@ SStationMoment CStationObserver::Look() {
   moment.fuseMilliAmpere = house.fuse.RatingMilliAmpere();
   moment.fuseHeat = house.fuse.Heat();
   moment.hasFuseTripped = house.fuse.HasTripped();
+  moment.highestHeat = house.highestHeat;
+  moment.loadWatt = Watt(house.load, meter.milliVolt);
+  moment.generationWatt = Watt(house.generation, meter.milliVolt);
+  moment.vehicleWatt = Watt(house.vehicle, meter.milliVolt);
   moment.gridWatt = meter.TotalWatt();
-  moment.surplusWatt = Watt(house.vehicle, meter.milliVolt) - moment.gridWatt;
-  moment.milliVolt = meter.milliVolt[0];
-  moment.vehicleState = mStation.Peers().ChargePoint().View().state;
+  moment.surplusWatt = moment.vehicleWatt - moment.gridWatt;
+  const CChargePoint::SView vehicle = mStation.Peers().ChargePoint().View();
+  moment.vehicleState = vehicle.state;
+  moment.isStopped = vehicle.stopped;
   moment.cable = mStation.Peers().Adac().PpState();
   NoteSetpoint(moment);
+  moment.setpointWatt = SetpointWatt(moment, meter.milliVolt);
   return moment;
 }
 

@@ -79,6 +79,7 @@ TEST(House, AddsTheVehicleAndIsDarkBehindATrippedFuse) {
   scheduler.RunFor(5s);
   EXPECT_EQ(house.AtTheConnection(), (Currents{12001, 2, 3}));
   EXPECT_FALSE(house.View().fuse.HasTripped());
+  EXPECT_GE(house.View().highestHeat, 1) << "of the one that tripped";
 }
 
 /// What a kind of meter tells of L1 to L3 in mA, and of the whole in W.

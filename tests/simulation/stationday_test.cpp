@@ -99,7 +99,7 @@ TEST(StationDay, StopsWhoTakesTooMuchInTimeAndNobodyElse) {
     plan.isImbalanceLimited = now.phaseAmpere > 0;
     const SSeen seen = Play(plan);
     EXPECT_THAT(Texts(seen.outcome), IsEmpty()) << i;
-    EXPECT_EQ(seen.outcome.stops, now.stops) << i;
+    EXPECT_EQ(seen.outcome.totals.stops, now.stops) << i;
     EXPECT_EQ(seen.highest, now.highest) << i;
     const Milliseconds charged = seen.ends.value() - seen.begins.value();
     EXPECT_GE(charged, now.earliest) << i;
@@ -121,8 +121,8 @@ TEST(StationDay, ChargesSoonAfterTheSunComesAndStopsLongAfterItWent) {
   EXPECT_LE(seen.begins.value(), 5min + 80s + 5s);
   EXPECT_GE(seen.ends.value(), 10min + 900s);
   EXPECT_LE(seen.ends.value(), 10min + 920s + 5s);
-  EXPECT_GT(seen.outcome.solarWattHours, 300U);
-  EXPECT_GT(seen.outcome.chargedWattHours, seen.outcome.solarWattHours);
+  EXPECT_GT(seen.outcome.totals.solarWattHours, 300U);
+  EXPECT_GT(seen.outcome.totals.chargedWattHours, seen.outcome.totals.solarWattHours);
 }
 
 /// What the station protects from happens when it does not, and is found.

@@ -1,7 +1,5 @@
 #include "tools/currentcontrolsim/manydays.h"
 
-#include <algorithm>
-
 #include <fmt/ostream.h>
 
 #include "tools/currentcontrolsim/reportsummary.h"
@@ -9,21 +7,16 @@
 
 void CManyDays::Add(std::uint64_t seed, const SSimulatedRun& run) {
   ++mDays;
-  mTotal.chargedWattHours += run.outcome.chargedWattHours;
-  mTotal.solarWattHours += run.outcome.solarWattHours;
-  mTotal.setpoints += run.outcome.setpoints;
-  mTotal.phaseSwitches += run.outcome.phaseSwitches;
-  mTotal.stops += run.outcome.stops;
-  if (run.outcome.highestHeat > mTotal.highestHeat) mHottest = seed;
-  mTotal.highestHeat = std::max(mTotal.highestHeat, run.outcome.highestHeat);
+  if (run.totals.highestHeat > mTotal.highestHeat) mHottest = seed;
+  mTotal.Add(run.totals);
   if (!run.IsGood()) {
     Json::Value& entry = mBroken.append(Json::objectValue);
     entry["seed"] = Json::UInt64{seed};
     entry["fuse_tripped"] = run.hasFuseTripped;
-    entry["violations"] = ReportSummary::ToJson(run.outcome.violations);
+    entry["violations"] = ReportSummary::ToJson(run.violations);
     std::string first = "the main fuse tripped";
-    if (!run.outcome.violations.empty()) {
-      const auto& violation = run.outcome.violations.front();
+    if (!run.violations.empty()) {
+      const auto& violation = run.violations.front();
       first = fmt::format("{} {}: {}", FormatSpan(violation.at), violation.rule, violation.figures);
     }
     fmt::print(mNews, "day {}: {}; again: currentcontrolsim --seed {}\n", seed, first, seed);
@@ -43,9 +36,7 @@ void CManyDays::ShowProgress() {
 std::string CManyDays::ToText() const {
   return fmt::format(
       "{} days, {} with a broken rule; charged {} kWh, of which from the roof {} kWh; {} setpoints, "
-      "{} phase "
-      "switches, {} stops; the fuse was at most at {:.0f} % of the heat that "
-      "trips it, on day {}\n",
+      "{} phase switches, {} stops; the fuse was at most at {:.0f} % of the heat that trips it, on day {}\n",
       mDays, mBroken.size(), mTotal.chargedWattHours / 1000, mTotal.solarWattHours / 1000, mTotal.setpoints,
       mTotal.phaseSwitches, mTotal.stops, 100 * mTotal.highestHeat, mHottest);
 }

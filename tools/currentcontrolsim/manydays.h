@@ -31,6 +31,6 @@ class CManyDays {
   const bool mIsTerminal;
   std::uint64_t mDays = 0;
   Json::Value mBroken{Json::arrayValue};  ///< the days' numbers, and what did not hold
-  CStationDay::SOutcome mTotal;           ///< without violations
-  std::uint64_t mHottest = 0;             ///< the day of the highest heat
+  SRunTotals mTotal;
+  std::uint64_t mHottest = 0;  ///< the day of the highest heat
 };

@@ -39,10 +39,11 @@ std::string Columns(const SSimulatedRun& run) {
     AddColumn(text, run, fmt::format("house{}", i + 1), [i](Moment moment) { return moment.house[i]; });
   }
   AddColumn(text, run, "fuse", [](Moment moment) { return moment.fuseMilliAmpere; });
-  AddColumn(text, run, "roof", [](Moment moment) { return Watt(moment.generation); });
-  AddColumn(text, run, "household", [](Moment moment) { return Watt(moment.load); });
-  AddColumn(text, run, "vehicle", [](Moment moment) { return Watt(moment.vehicle); });
+  AddColumn(text, run, "roof", [](Moment moment) { return moment.generationWatt; });
+  AddColumn(text, run, "household", [](Moment moment) { return moment.loadWatt; });
+  AddColumn(text, run, "vehicle", [](Moment moment) { return moment.vehicleWatt; });
   AddColumn(text, run, "surplus", [](Moment moment) { return moment.surplusWatt; });
+  AddColumn(text, run, "setpointpower", [](Moment moment) { return moment.setpointWatt; });
   AddColumn(text, run, "setpoint", [](Moment moment) { return moment.setpointMilliAmpere; });
   AddColumn(text, run, "phases", [](Moment moment) { return moment.setpointPhases; });
   AddColumn(text, run, "vehiclephases", [](Moment moment) {
@@ -92,9 +93,8 @@ std::string Texts(const SSimulatedRun& run) {
   texts["title"] = run.title;
   texts["about"] = run.about;
   texts["timelabel"] = run.isDay ? "Time of day" : "Time since the start";
-  texts["volt"] = Json::Int64{kSimulatedVolt};
   texts["facts"] = Facts(run);
-  texts["violations"] = ReportSummary::ToJson(run.outcome.violations);
+  texts["violations"] = ReportSummary::ToJson(run.violations);
   texts["sources"] = Sources(run);
   texts["vehiclestates"] = List(MomentNames::kVehicleStates);
   texts["cables"] = List(MomentNames::kCables);

@@ -25,13 +25,13 @@ SFact PeakFact(const SSimulatedRun& run) {
 
 SFact FuseFact(const SSimulatedRun& run) {
   const std::string heat =
-      fmt::format("at most at {:.0f} % of the heat that trips it", 100 * run.outcome.highestHeat);
+      fmt::format("at most at {:.0f} % of the heat that trips it", 100 * run.totals.highestHeat);
   if (run.hasFuseTripped) return {"Main fuse", "tripped", heat, EState::Violated};
   return {"Main fuse", "held", heat, EState::Held};
 }
 
 SFact RulesFact(const SSimulatedRun& run) {
-  const auto& violations = run.outcome.violations;
+  const auto& violations = run.violations;
   if (violations.empty()) return {"Rules", "all held", "checked every second", EState::Held};
   return {"Rules", fmt::format("broken {}×", violations.size()),
           fmt::format("first at {}: {}", FormatSpan(violations.front().at), violations.front().rule),
@@ -41,15 +41,15 @@ SFact RulesFact(const SSimulatedRun& run) {
 }  // namespace
 
 std::vector<SFact> ReportSummary::Facts(const SSimulatedRun& run) {
-  const auto& outcome = run.outcome;
+  const SRunTotals& totals = run.totals;
   std::vector<SFact> facts{
-      {"Charged", KiloWattHours(outcome.chargedWattHours),
-       fmt::format("of which from the roof {}", KiloWattHours(outcome.solarWattHours))},
+      {"Charged", KiloWattHours(totals.chargedWattHours),
+       fmt::format("of which from the roof {}", KiloWattHours(totals.solarWattHours))},
       PeakFact(run),
       FuseFact(run),
-      {"Setpoints", std::to_string(outcome.setpoints), "that charge control took"},
-      {"Phase switches", std::to_string(outcome.phaseSwitches), "between 1 and 3"},
-      {"Stops", std::to_string(outcome.stops), "of vehicles that drew what they may not"}};
+      {"Setpoints", std::to_string(totals.setpoints), "that charge control took"},
+      {"Phase switches", std::to_string(totals.phaseSwitches), "between 1 and 3"},
+      {"Stops", std::to_string(totals.stops), "of vehicles that drew what they may not"}};
   if (run.hasRules) facts.push_back(RulesFact(run));
   return facts;
 }
@@ -59,12 +59,12 @@ std::string ReportSummary::ToText(const SSimulatedRun& run) {
   if (!run.about.empty()) text += run.about + "\n";
   for (const SFact& fact : Facts(run))
     text += fmt::format("  {:<22} {:>10}  {}\n", fact.name, fact.value, fact.detail);
-  for (const auto& [at, rule, figures] : run.outcome.violations)
+  for (const auto& [at, rule, figures] : run.violations)
     text += fmt::format("  {} {}: {}\n", FormatSpan(at), rule, figures);
   return text;
 }
 
-Json::Value ReportSummary::ToJson(const std::vector<CStationDay::SViolation>& violations) {
+Json::Value ReportSummary::ToJson(const std::vector<SDayViolation>& violations) {
   Json::Value list(Json::arrayValue);
   for (const auto& violation : violations) {
     Json::Value& entry = list.append(Json::objectValue);
@@ -85,15 +85,15 @@ Json::Value ReportSummary::ToJson(const SSimulatedRun& run) {
   Json::Value result(Json::objectValue);
   result["title"] = run.title;
   result["about"] = run.about;
-  result["charged_watt_hours"] = Json::UInt64{run.outcome.chargedWattHours};
-  result["solar_watt_hours"] = Json::UInt64{run.outcome.solarWattHours};
+  result["charged_watt_hours"] = Json::UInt64{run.totals.chargedWattHours};
+  result["solar_watt_hours"] = Json::UInt64{run.totals.solarWattHours};
   result["highest_house_current"] = std::move(peak);
-  result["highest_fuse_heat"] = run.outcome.highestHeat;
+  result["highest_fuse_heat"] = run.totals.highestHeat;
   result["fuse_tripped"] = run.hasFuseTripped;
-  result["setpoints"] = run.outcome.setpoints;
-  result["phase_switches"] = run.outcome.phaseSwitches;
-  result["stops"] = run.outcome.stops;
+  result["setpoints"] = run.totals.setpoints;
+  result["phase_switches"] = run.totals.phaseSwitches;
+  result["stops"] = run.totals.stops;
   result["rules_checked"] = run.hasRules;
-  result["violations"] = ToJson(run.outcome.violations);
+  result["violations"] = ToJson(run.violations);
   return result;
 }

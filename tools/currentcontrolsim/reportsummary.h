@@ -27,6 +27,6 @@ std::string ToText(const SSimulatedRun& run);
 /// For programs.
 Json::Value ToJson(const SSimulatedRun& run);
 
-Json::Value ToJson(const std::vector<CStationDay::SViolation>& violations);
+Json::Value ToJson(const std::vector<SDayViolation>& violations);
 
 }  // namespace ReportSummary

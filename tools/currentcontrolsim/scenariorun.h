@@ -1,8 +1,8 @@
 #pragma once
 
-#include <cstdint>
 #include <functional>
 
+#include "simulation/runtotals.h"
 #include "simulation/scenario.h"
 #include "simulation/stationday.h"
 #include "simulation/stationobserver.h"
@@ -16,22 +16,16 @@ class CScenarioRun {
   CScenarioRun(const CVirtualStation::SFiles& files, CStationDay::Observer observer);
 
   /// Once. `length` is a whole number of `CStationDay::kCheckPeriod`.
-  CStationDay::SOutcome Play(const SScenario& scenario, Milliseconds length);
+  SRunTotals Play(const SScenario& scenario, Milliseconds length);
 
   /// Once through it, or to its last event and an hour more.
   static Milliseconds UsualLength(const SScenario& scenario);
 
  private:
-  void OnArrival(const CSimulatedBasicCharge::SArrival& arrival);
   void Look();
-  void NoteStop();
 
   const CStationDay::Observer mObserver;
   CVirtualStation mStation;
   CStationObserver mStationObserver;
-  CStationDay::SOutcome mOutcome;
-  std::uint32_t mPhases = 0;  ///< of the last setpoint that was taken; 0: there was none
-  bool mIsStopped = false;
-  std::int64_t mChargedWattLooks = 0;  ///< W, summed up at every look
-  std::int64_t mSolarWattLooks = 0;
+  CRunTotals mTotals{CStationDay::kCheckPeriod};
 };

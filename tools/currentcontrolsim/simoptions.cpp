@@ -99,33 +99,33 @@ SSimOptions ReadSimOptions(std::span<char* const> arguments) {
 }
 
 std::string SimHelp() {
-  return "usage: currentcontrolsim [--scenario FILE | --seed N] [OPTION]\n\n"
-         "Runs a charging station in virtual time, with the application that ships, in a house with a main "
-         "fuse,\n"
-         "a roof that gives solar power and vehicles that come and go, and shows what it did and why.\n\n"
-         "What is played:\n"
-         "  -s, --scenario=FILE  what happens is in the file (docs/scenarios.md)\n"
-         "  -n, --hours=N        so long; otherwise once through it, or to its last event and an hour more\n"
-         "  -d, --seed=N         a made-up day (1); the same number gives the same day everywhere\n"
-         "  -D, --days=N         that day and those with the next numbers; tells only which broke a rule\n\n"
-         "At which station, if not at one that fits. A day's rules are about its own station: at another one "
-         "only\n"
-         "the main fuse counts.\n"
-         "  -r, --root=PATH      an installation's own etc/hwinfo.json, settings.json and secrets.json below "
-         "PATH\n"
-         "  -w, --hwinfo=FILE    its hardware description\n"
-         "  -f, --settings=FILE  its settings; a HomeWizard meter is at 192.168.1.20 or found by its name, "
-         "other\n"
-         "                       meters wherever they are looked for\n"
-         "  -k, --set=KEY=VALUE  another value for a key of the settings; may be given again; null removes "
-         "the key\n\n"
-         "What is told, besides a summary:\n"
-         "  -H, --html=FILE      a page with plots that a browser shows without a network\n"
-         "  -c, --csv=FILE       a table with a header\n"
-         "  -p, --step=SECONDS   between two rows or points of them (10)\n"
-         "  -j, --json           the summary as JSON\n"
-         "  -h, --help           show this and exit\n\n"
-         "Exit status: 0 good, 1 a rule was broken or the main fuse tripped, 2 wrong usage or a file that "
-         "cannot\n"
-         "be read or written.\n";
+  return R"(usage: currentcontrolsim [--scenario FILE | --seed N] [OPTION]
+
+Runs a charging station in virtual time, with the application that ships, in a house with a main fuse,
+a roof that gives solar power and vehicles that come and go, and shows what it did and why.
+
+What is played:
+  -s, --scenario=FILE  what happens is in the file (docs/scenarios.md)
+  -n, --hours=N        so long; otherwise once through it, or to its last event and an hour more
+  -d, --seed=N         a made-up day (1); the same number gives the same day everywhere
+  -D, --days=N         that day and those with the next numbers; tells only which broke a rule
+
+At which station, if not at one that fits. A day's rules are about its own station: at another one only
+the main fuse counts.
+  -r, --root=PATH      an installation's own etc/hwinfo.json, settings.json and secrets.json below PATH
+  -w, --hwinfo=FILE    its hardware description
+  -f, --settings=FILE  its settings; a HomeWizard meter is at 192.168.1.20 or found by its name, other
+                       meters wherever they are looked for
+  -k, --set=KEY=VALUE  another value for a key of the settings; may be given again; null removes the key
+
+What is told, besides a summary:
+  -H, --html=FILE      a page with plots that a browser shows without a network
+  -c, --csv=FILE       a table with a header
+  -p, --step=SECONDS   between two rows or points of them (10)
+  -j, --json           the summary as JSON
+  -h, --help           show this and exit
+
+Exit status: 0 good, 1 a rule was broken or the main fuse tripped, 2 wrong usage or a file that cannot
+be read or written.
+)";
 }

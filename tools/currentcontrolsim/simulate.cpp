@@ -29,7 +29,7 @@ SSimulatedRun PlayAt(const CVirtualStation::SFiles& station, const SScenario& sc
   const CLogCapture silence(Log::ELogLevel::Critical);
   CRunRecorder recorder(run, step);
   CScenarioRun player(station, [&recorder](const SStationMoment& moment) { recorder.Take(moment); });
-  run.outcome = player.Play(scenario, length);
+  run.totals = player.Play(scenario, length);
   return run;
 }
 
@@ -52,7 +52,9 @@ SSimulatedRun PlayWithRules(SDayPlan plan, Milliseconds step) {
   CStationDay day(
       std::move(plan), [&recorder](const SStationMoment& moment) { recorder.Take(moment); },
       CStationDay::kCheckPeriod);
-  run.outcome = day.Play();
+  CStationDay::SOutcome outcome = day.Play();
+  run.totals = outcome.totals;
+  run.violations = std::move(outcome.violations);
   return run;
 }
 

@@ -4,18 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "simulation/simulatedmeter.h"
-#include "simulation/stationday.h"
+#include "simulation/dayrule.h"
+#include "simulation/runtotals.h"
 #include "simulation/stationmoment.h"
-
-/// V; of whatever is told as a power here.
-inline constexpr std::int64_t kSimulatedVolt = CSimulatedMeter::kUsualMilliVolt / 1000;
-
-/// W of these currents together.
-template <class TCurrents>
-std::int64_t Watt(const TCurrents& milliAmpere) {
-  return (std::int64_t{milliAmpere[0]} + milliAmpere[1] + milliAmpere[2]) * kSimulatedVolt / 1000;
-}
 
 /// A run that is over, as reports show it.
 struct SSimulatedRun {
@@ -34,7 +25,8 @@ struct SSimulatedRun {
   std::vector<SStationMoment> moments{};  ///< one of every step, the start first
   SPeak peak{};
   bool hasFuseTripped = false;
-  CStationDay::SOutcome outcome{};
+  SRunTotals totals{};
+  std::vector<SDayViolation> violations{};  ///< in order of time
 
-  bool IsGood() const { return outcome.violations.empty() && !hasFuseTripped; }
+  bool IsGood() const { return violations.empty() && !hasFuseTripped; }
 };

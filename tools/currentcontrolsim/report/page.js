@@ -168,7 +168,7 @@
     ],
   }, [scaled("roof", 1000), scaled("household", 1000), surplus.map((power) => Math.max(power, 0)),
     scaled("vehicle", 1000),
-    setpoint.map((ampere, i) => ampere * phases[i] * report.volt / 1000)]);
+    scaled("setpointpower", 1000)]);
 
   add({
     title: "Phases",
