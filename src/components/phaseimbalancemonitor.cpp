@@ -52,6 +52,10 @@ CPhaseImbalanceMonitor::~CPhaseImbalanceMonitor() {
 
 void CPhaseImbalanceMonitor::Enable() {
   LOG_ENTRY(kClassName);
+  if (mConfig->GetPhaseImbalanceLimitCurrent() == 0) {
+    LOG_WARNING(
+        "VDEPhaseImbalanceLimit is set to 0 in settings.json: phase imbalance limits current to 0 mA");
+  }
   if (mConfig->HasMeter()) {
     mWatch.Enable();
   } else {

@@ -105,7 +105,11 @@ void CSolarCharging::Update() {
   const bool hasPower = mSource->HasMeasurement(EMeasureType::ActivePower);
   // A vehicle that was let go because the house's power is missing is not held again before it is back.
   const bool mayHold = hasPower || mMissingPowers < kTooManyMissingPowers;
-  if (mayHold && !HasLimit()) SetNewLimit(0, mPhases.Decide(1, strategy), EUpdate::Forced);
+  if (mayHold && !HasLimit()) {
+    LOG_INFO("Solar charging holds the vehicle until {} W are left over for {} s", strategy.PowerThreshold,
+             strategy.ContinuousStartThreshold);
+    SetNewLimit(0, mPhases.Decide(1, strategy), EUpdate::Forced);
+  }
   if (!hasPower) return CountMissingPower();
   mSourceUnusable.Set(false);
   mMissingPowers = 0;
@@ -113,7 +117,10 @@ void CSolarCharging::Update() {
 }
 
 void CSolarCharging::StandBy() {
-  if (HasLimit()) return ResetState();
+  if (HasLimit()) {
+    LOG_INFO("Solar charging is switched off, removing limit");
+    return ResetState();
+  }
   mSourceUnusable.Set(false);
   mNotSupported.Set(false);
   mMissingPowers = 0;
@@ -242,8 +249,9 @@ std::int32_t CSolarCharging::ComputeLimit(const SSolarSurplus& surplus, std::uin
   const std::int32_t limit = surplus.LimitFor(phases, strategy);
   const bool isAbsurd = !std::isfinite(gain) || gain <= 0.0F;
   if (isAbsurd && !mIsGainAbsurd) {
-    LOG_WARNING("{} is set to {} in settings.json, no sensible factor: solar charging charges with {} mA",
-                SettingsKeys::kSolarAdvancedCurrentGain, gain, limit);
+    LOG_WARNING(
+        "{} is set to {} in settings.json, no sensible factor: solar charging goes no higher than {} mA",
+        SettingsKeys::kSolarAdvancedCurrentGain, gain, limit);
   }
   mIsGainAbsurd = isAbsurd;
   return limit;

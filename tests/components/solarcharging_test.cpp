@@ -20,6 +20,8 @@ using Texts = std::vector<std::string>;
 constexpr std::int32_t kMax = std::numeric_limits<std::int32_t>::max();
 constexpr std::int32_t kMin = std::numeric_limits<std::int32_t>::min();
 
+constexpr auto kHolds = "Solar charging holds the vehicle until 1300 W are left over for 60 s";
+
 class CSolarChargingTest : public ::testing::Test {
  protected:
   void Start(std::shared_ptr<IMeasurementSource> source) {
@@ -160,7 +162,7 @@ TEST_F(CSolarChargingTest, SettingsHoldFromTheNextRunHoweverAbsurd) {
   EXPECT_EQ(mLog.Count("Forcing 1 phase"), 1);
   EXPECT_EQ(
       mLog.Count("SolarChargingAdvancedCurrentGain is set to 0 in settings.json, no sensible factor: solar "
-                 "charging charges with 6000 mA"),
+                 "charging goes no higher than 6000 mA"),
       1);
   mSolar->Disable();
   EXPECT_EQ(mLimit, "none");
@@ -179,7 +181,7 @@ TEST_F(CSolarChargingTest, AVehicleIsLetGoWhenTheHouseCannotBeMeasured) {
       "Solar charging measurement source has been unusable for 30 minutes, removing solar limit";
   EXPECT_THAT(Logged(),
               ElementsAre("Solar charging measurement source has become unusable, removing solar limit",
-                          kLong, kLong));
+                          kHolds, kLong, kHolds, kLong));
 }
 
 TEST_F(CSolarChargingTest, PowerThatIsMissingThriceLetsTheVehicleGoUntilItIsBack) {
@@ -192,7 +194,7 @@ TEST_F(CSolarChargingTest, PowerThatIsMissingThriceLetsTheVehicleGoUntilItIsBack
   EXPECT_THAT(mDiagnostics.Take()[30601], ElementsAre("true", "false"));
   const auto kRetrying = "Solar charging cannot obtain power measurements, retrying...";
   EXPECT_THAT(Logged(), ElementsAre(kRetrying, kRetrying,
-                                    "Cannot find active power on smart meter, removing solar limit"));
+                                    "Cannot find active power on smart meter, removing solar limit", kHolds));
 }
 
 TEST_F(CSolarChargingTest, WhatCannotChargeFromTheSunSaysSoOnce) {
