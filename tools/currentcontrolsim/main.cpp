@@ -32,6 +32,7 @@ EExit RunOnce(const SSimOptions& options) {
   CPosixFiles files;
   const SSimulatedRun run = options.scenario.empty() ? Simulate::Day(files, options, options.seed)
                                                      : Simulate::Scenario(files, options);
+  for (const std::string& warning : run.warnings) std::cerr << "current control warns: " << warning << '\n';
   WriteFile(options.csv, run, WriteCsv);
   WriteFile(options.html, run, WriteHtml);
   std::cout << (options.json ? JsonText::ToLine(ReportSummary::ToJson(run)) + "\n"

@@ -7,6 +7,7 @@
 
 void CManyDays::Add(std::uint64_t seed, const SSimulatedRun& run) {
   ++mDays;
+  mAreRulesChecked = mAreRulesChecked && run.hasRules;
   if (run.totals.highestHeat > mTotal.highestHeat) mHottest = seed;
   mTotal.Add(run.totals);
   if (!run.IsGood()) {
@@ -35,15 +36,19 @@ void CManyDays::ShowProgress() {
 
 std::string CManyDays::ToText() const {
   return fmt::format(
-      "{} days, {} with a broken rule; charged {} kWh, of which from the roof {} kWh; {} setpoints, "
+      "{} days, {} {}; charged {} kWh, of which from the roof {} kWh; {} setpoints, "
       "{} phase switches, {} stops; the fuse was at most at {:.0f} % of the heat that trips it, on day {}\n",
-      mDays, mBroken.size(), mTotal.chargedWattHours / 1000, mTotal.solarWattHours / 1000, mTotal.setpoints,
-      mTotal.phaseSwitches, mTotal.stops, 100 * mTotal.highestHeat, mHottest);
+      mDays, mBroken.size(),
+      mAreRulesChecked ? "with a broken rule"
+                       : "on which the fuse tripped (no rules are checked at another station)",
+      mTotal.chargedWattHours / 1000, mTotal.solarWattHours / 1000, mTotal.setpoints, mTotal.phaseSwitches,
+      mTotal.stops, 100 * mTotal.highestHeat, mHottest);
 }
 
 Json::Value CManyDays::ToJson() const {
   Json::Value result(Json::objectValue);
   result["days"] = Json::UInt64{mDays};
+  result["rules_checked"] = mAreRulesChecked;
   result["broken"] = mBroken;
   result["charged_watt_hours"] = Json::UInt64{mTotal.chargedWattHours};
   result["solar_watt_hours"] = Json::UInt64{mTotal.solarWattHours};

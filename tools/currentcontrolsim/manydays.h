@@ -30,6 +30,7 @@ class CManyDays {
   std::ostream& mNews;
   const bool mIsTerminal;
   std::uint64_t mDays = 0;
+  bool mAreRulesChecked = true;           ///< at every day
   Json::Value mBroken{Json::arrayValue};  ///< the days' numbers, and what did not hold
   SRunTotals mTotal;
   std::uint64_t mHottest = 0;  ///< the day of the highest heat

@@ -94,6 +94,8 @@ Json::Value ReportSummary::ToJson(const SSimulatedRun& run) {
   result["phase_switches"] = run.totals.phaseSwitches;
   result["stops"] = run.totals.stops;
   result["rules_checked"] = run.hasRules;
+  result["warnings"] = Json::arrayValue;
+  for (const std::string& warning : run.warnings) result["warnings"].append(warning);
   result["violations"] = ToJson(run.violations);
   return result;
 }

@@ -1,6 +1,9 @@
 #include "tools/currentcontrolsim/simulate.h"
 
+#include <algorithm>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include <fmt/format.h>
 
@@ -23,13 +26,25 @@ std::string ReadDescription(IFiles& files, const std::filesystem::path& path) {
   return object["description"].isString() ? object["description"].asString() : "";
 }
 
+/// What somebody's settings led to may be said there alone.
+std::vector<std::string> EachOnce(const CLogCapture& log) {
+  constexpr std::size_t kMost = 20;
+  std::vector<std::string> texts;
+  for (const auto& line : log.Lines()) {
+    if (texts.size() < kMost && std::ranges::find(texts, line.text) == texts.end())
+      texts.push_back(line.text);
+  }
+  return texts;
+}
+
 SSimulatedRun PlayAt(const CVirtualStation::SFiles& station, const SScenario& scenario, Milliseconds length,
                      Milliseconds step) {
   SSimulatedRun run;
-  const CLogCapture silence(Log::ELogLevel::Critical);
+  const CLogCapture log(Log::ELogLevel::Warning);
   CRunRecorder recorder(run, step);
   CScenarioRun player(station, [&recorder](const SStationMoment& moment) { recorder.Take(moment); });
   run.totals = player.Play(scenario, length);
+  run.warnings = EachOnce(log);
   return run;
 }
 
@@ -75,7 +90,7 @@ SSimulatedRun Simulate::Day(IFiles& files, const SSimOptions& options, std::uint
   const bool isOwn = options.hwinfo.empty() && options.settings.empty() && options.overrides.empty();
   SSimulatedRun run = isOwn ? PlayWithRules(plan, options.step) : PlayAtAnotherStation(files, options, plan);
   run.title = fmt::format("A made-up day, seed {}{}", seed, isOwn ? "" : ", at another station");
-  run.about = plan.Summary();
+  run.about = isOwn ? plan.Summary() : fmt::format("made up for: {}", plan.Summary());
   run.isDay = true;
   return run;
 }

@@ -4,7 +4,7 @@
 #include "tools/currentcontrolsim/simoptions.h"
 #include "tools/currentcontrolsim/simulatedrun.h"
 
-/// What the options ask for, in virtual time and without a word in the log. One thread.
+/// What the options ask for, in virtual time with warnings instead of a log. One thread.
 namespace Simulate {
 
 /// Throws CFileError.

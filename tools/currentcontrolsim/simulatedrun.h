@@ -19,10 +19,11 @@ struct SSimulatedRun {
   };
 
   std::string title;
-  std::string about;                      ///< one line; may be empty
-  bool isDay = false;                     ///< times are times of day
-  bool hasRules = false;                  ///< which were checked
-  std::vector<SStationMoment> moments{};  ///< one of every step, the start first
+  std::string about;                       ///< one line; may be empty
+  bool isDay = false;                      ///< times are times of day
+  bool hasRules = false;                   ///< which were checked
+  std::vector<std::string> warnings = {};  ///< of the application at another station, each once
+  std::vector<SStationMoment> moments{};   ///< one of every step, the start first
   SPeak peak{};
   bool hasFuseTripped = false;
   SRunTotals totals{};

@@ -45,7 +45,10 @@ std::string FormatArrival(const SStationView& view) {
 }
 
 /// The household's current as '#' and the vehicle's as '=' on top, against the fuse's rating at the '|'.
-std::string FormatBar(std::uint64_t load, std::uint64_t total, std::uint64_t rating) {
+/// Household and vehicle, or what is fed into the grid.
+std::string FormatBar(const CHouse::SView& house, std::size_t phase) {
+  const std::uint64_t rating = house.fuse.RatingMilliAmpere();
+  const bool isFedIn = house.net[phase] < 0;
   constexpr std::size_t kCellsOfRating = 24;
   constexpr std::size_t kCells = 36;
   const auto cells = [rating](std::uint64_t milliAmpere) {
@@ -53,8 +56,9 @@ std::string FormatBar(std::uint64_t load, std::uint64_t total, std::uint64_t rat
     return count < kCells ? static_cast<std::size_t>(count) : kCells;
   };
   std::string bar(kCells, ' ');
-  std::fill_n(bar.begin(), cells(total), '=');
-  std::fill_n(bar.begin(), cells(load), '#');
+  const std::uint32_t total = house.total[phase];
+  std::fill_n(bar.begin(), cells(total), isFedIn ? '<' : '=');
+  if (!isFedIn) std::fill_n(bar.begin(), cells(std::min(house.load[phase], total)), '#');
   return fmt::format("{}|{}", std::string_view(bar).substr(0, kCellsOfRating),
                      std::string_view(bar).substr(kCellsOfRating));
 }
@@ -71,15 +75,14 @@ std::string FormatHouse(const CHouse::SView& house) {
   std::string text = fmt::format("      household #   vehicle =   at the fuse of {} |\n",
                                  FormatAmpere(house.fuse.RatingMilliAmpere()));
   for (std::size_t i = 0; i < house.total.size(); ++i) {
-    text += fmt::format(
-        "  L{}  {:>11} {:>11} {:>13}  {}\n", i + 1, FormatAmpere(house.load[i]),
-        FormatAmpere(house.vehicle[i]), FormatAmpere(house.net[i]),
-        FormatBar(std::min(house.load[i], house.total[i]), house.total[i], house.fuse.RatingMilliAmpere()));
+    text += fmt::format("  L{}  {:>11} {:>11} {:>13}  {}\n", i + 1, FormatAmpere(house.load[i]),
+                        FormatAmpere(house.vehicle[i]), FormatAmpere(house.net[i]), FormatBar(house, i));
   }
   if (house.generation != CHouse::Currents{}) {
-    text += fmt::format("roof       gives {}, {}, {}; negative at the fuse is fed into the grid\n",
-                        FormatAmpere(house.generation[0]), FormatAmpere(house.generation[1]),
-                        FormatAmpere(house.generation[2]));
+    text +=
+        fmt::format("roof       gives {}, {}, {}; negative at the fuse, < in the bar, is fed into the grid\n",
+                    FormatAmpere(house.generation[0]), FormatAmpere(house.generation[1]),
+                    FormatAmpere(house.generation[2]));
   }
   return text + fmt::format("main fuse  {}\n", FormatFuse(house.fuse));
 }
