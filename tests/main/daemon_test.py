@@ -22,7 +22,7 @@ class DaemonTest(unittest.TestCase):
         self.addCleanup(folder.cleanup)
         self.root = pathlib.Path(folder.name)
         (self.root / "etc").mkdir()
-        self.write("hwinfo.json", {"HwMaxCurrent": 32, "HwOneOrThreePhase": 3})
+        self.write("hwinfo.json", {"HwMaxCurrent": 32, "HwOneOrThreePhase": 3, "HwHasSocket": False})
         self.write("settings.json", {"CurrentCtrlFixedChargeCurrentLimit": 25})
         self.socket = self.root / "run/ipc/currentcontrol.sock"
 

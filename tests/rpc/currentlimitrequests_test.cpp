@@ -43,7 +43,7 @@ class CCurrentLimitRequestsTest : public ::testing::Test {
   }
 
   CLogCapture mLog;
-  CVirtualStation mStation{{.hwinfo = R"({"HwMaxCurrent": 32, "HwOneOrThreePhase": 3})",
+  CVirtualStation mStation{{.hwinfo = R"({"HwMaxCurrent": 32, "HwOneOrThreePhase": 3, "HwHasSocket": false})",
                             .settings = R"({"CurrentCtrlFixedChargeCurrentLimit": 25})",
                             .secrets = ""}};
   ipc::CCurrentControlClient mClient{mStation.Clients().CreateClient("CurrentControl")};
