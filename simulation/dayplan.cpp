@@ -196,7 +196,7 @@ bool SDayPlan::SVisit::Obeys() const {
 
 SDayPlan SDayPlan::Make(std::uint64_t seed) {
   constexpr std::array kMeters{SettingsKeys::kModbusTcp, SettingsKeys::kModbusTcp, SettingsKeys::kModbusRtu,
-                               SettingsKeys::kModbusRtu, SettingsKeys::kP1Extender};
+                               SettingsKeys::kModbusRtu, SettingsKeys::kModbusTcp};
   CRandom random(seed);
   SDayPlan plan;
   plan.stationPhases = random.Chance(1, 4) ? 1 : 3;

@@ -82,8 +82,8 @@ struct SDayPlan {
   std::vector<SChange> changes;
   std::vector<STrouble> troubles;
 
-  /// The same for the same seed, on every machine. Never behind a HomeWizard meter, whose pages make a day
-  /// slow: evenings have it.
+  /// The same for the same seed, on every machine. Behind Modbus meters only, since a day of pages or
+  /// telegrams takes long: evenings have the other meters.
   static SDayPlan Make(std::uint64_t seed);
   /// One line: what sets this day apart.
   std::string Summary() const;
