@@ -38,7 +38,8 @@ class CChargeControl final : public ipc::IBasicCharge2 {
 
 void WriteConfiguration(const std::filesystem::path& root) {
   std::filesystem::create_directories(root / "etc");
-  std::ofstream(root / "etc/hwinfo.json") << R"({"HwMaxCurrent": 32, "HwOneOrThreePhase": 3, "HwHasSocket": false})";
+  std::ofstream(root / "etc/hwinfo.json")
+      << R"({"HwMaxCurrent": 32, "HwOneOrThreePhase": 3, "HwHasSocket": false})";
   std::ofstream(root / "etc/settings.json") << R"({"CurrentCtrlFixedChargeCurrentLimit": 32})";
 }
 

@@ -1,6 +1,6 @@
-#include <benchmark/benchmark.h>
 #include <algorithm>
 
+#include <benchmark/benchmark.h>
 #include <malloc.h>
 
 #include "platform/log/logcapture.h"
@@ -54,7 +54,8 @@ void BM_VirtualDay(benchmark::State& state) {
     };
     const auto outcome = CStationDay(plan, weigh, 1h).Play();
     growth = std::max(growth, last - after4h);
-    if (!outcome.violations.empty() || outcome.totals.solarWattHours < 5000) state.SkipWithError("no such day");
+    if (!outcome.violations.empty() || outcome.totals.solarWattHours < 5000)
+      state.SkipWithError("no such day");
   }
   state.counters["growth_kb"] = growth;
 }
