@@ -9,6 +9,8 @@ find_package(Boost 1.74 REQUIRED)
 pkg_check_modules(jsoncpp REQUIRED IMPORTED_TARGET jsoncpp)
 pkg_check_modules(libcurl REQUIRED IMPORTED_TARGET libcurl)
 pkg_check_modules(libmodbus REQUIRED IMPORTED_TARGET libmodbus)
+pkg_check_modules(wolfssl REQUIRED IMPORTED_TARGET wolfssl)
+find_path(ASIO_INCLUDE_DIR asio.hpp REQUIRED)  # headers only
 # For the simulated meters only.
 pkg_check_modules(microhttpd REQUIRED IMPORTED_TARGET libmicrohttpd)
 # Boards without it find no services on the network; everything else works there too.
