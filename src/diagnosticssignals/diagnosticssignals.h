@@ -63,4 +63,10 @@ inline constexpr CSignalDefinition kSolarSourceUnusable{
 inline constexpr CSignalDefinition kSolarNotSupported{30602, "CurrentControl solar charging not supported",
                                                       EKind::Boolean};
 
+// Group load balancing: 30700 to 30799
+inline constexpr CSignalDefinition kLoadBalancingRole{30700, "CurrentControl group load balancing role",
+                                                      EKind::Text};
+inline constexpr CSignalDefinition kLoadBalancingUndiscovered{
+    30701, "CurrentControl group load balancing without leader", EKind::Boolean};
+
 }  // namespace DiagnosticsSignals

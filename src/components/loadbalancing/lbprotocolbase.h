@@ -18,8 +18,8 @@ class ILbPhaseHandler;
 /// What the roles in a group share: the own serial number, the way out to the group, and the way to the
 /// current limiter. Everything that a role does runs on its worker.
 ///
-/// `Start`, `Enable`, `Disable` and the end one at a time. A derived class calls `Stop` in its destructor, so
-/// that nobody calls it any more when its members go.
+/// Operations one at a time, but `GetLimit` from any thread. A derived class calls `Stop` in its destructor,
+/// so that nobody calls it any more when its members go.
 class CLbProtocolBase {
  public:
   using Endpoint = ICommunicationListener::IEndpoint;
@@ -35,17 +35,60 @@ class CLbProtocolBase {
     StationMeter meter;
   };
 
+  /// The pauses before communication that could not be set up is tried again.
+  static constexpr CBackOff kPauses{Milliseconds{1000}, Milliseconds{30000}};
+  /// Messages that wait for the worker; whoever floods the group with valid ones loses the rest.
+  static constexpr std::uint32_t kMostWaiting = 64;
+
   virtual ~CLbProtocolBase();
   CLbProtocolBase(const CLbProtocolBase&) = delete;
   CLbProtocolBase& operator=(const CLbProtocolBase&) = delete;
 
-  /// Sets up communication; while that fails it is tried again and again, with growing pauses. Once.
+  /// Sets up communication; what fails is tried again and again, with growing pauses. Once.
   void Start();
-
   virtual void Enable() = 0;
   virtual void Disable() = 0;
+
+  /// What was applied last, in mA; 0 before anything was.
+  std::uint32_t GetLimit() const { return mLimit; }
 
  protected:
   explicit CLbProtocolBase(SSurroundings surroundings);
   void Stop();
+
+  /// A valid message has come. On the worker.
+  virtual void OnMessageReceived(const SLbMessage& message, const std::shared_ptr<Endpoint>& endpoint) = 0;
+  /// The role's state as log lines have it. Any thread.
+  virtual std::uint32_t StateNumber() const = 0;
+
+  // On the worker.
+  void SendMessage(const SLbMessage& message, Endpoint& endpoint);
+  /// Sets the station's limit in the group, in mA. The phase handler is told what the leader asked for.
+  void ApplyLimit(std::uint32_t milliAmpere, std::uint32_t askedMilliAmpere, bool isPhaseDiscovery);
+  void ApplyLimit(std::uint32_t milliAmpere) { ApplyLimit(milliAmpere, milliAmpere, false); }
+
+  CWorker& Worker() { return mWorker; }
+  const CLoadBalancingConfig& Config() const { return *mSurroundings.config; }
+  ILbPhaseHandler& PhaseHandler() const { return *mSurroundings.phaseHandler; }
+  /// What the vehicle draws; none while the meter is silent.
+  std::optional<SStationMeterData> ReadMeter() const { return mSurroundings.meter(); }
+  /// Nothing: the station has none, or a wrong one.
+  const std::optional<LbSerialNumber>& OwnSerialNumber() const { return mOwnSerialNumber; }
+
+ private:
+  void ReadOwnSerialNumber();
+  void SetUpCommunication();
+  /// On the medium's thread.
+  void TakeMessage(const SLbMessage& message, const std::shared_ptr<Endpoint>& endpoint);
+
+  const SSurroundings mSurroundings;
+  std::optional<LbSerialNumber> mOwnSerialNumber;  ///< since the start
+  std::atomic<std::uint32_t> mLimit{0};
+  std::atomic<std::uint32_t> mWaiting{0};
+  std::atomic<bool> mIsFloodTold{false};  ///< since all messages could be taken
+  // On the worker.
+  CBackOff mBackOff = kPauses;
+  bool mIsFailureTold = false;
+  CCallHandle mNextAttempt;
+  CWorker mWorker;
 };

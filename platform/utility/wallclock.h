@@ -1,0 +1,8 @@
+#pragma once
+
+#include <chrono>
+
+/// The wall clock, which may jump: to tell people when something was, never how long ago.
+inline std::chrono::system_clock::time_point WallClockNow() {
+  return std::chrono::system_clock::now();
+}

@@ -1,0 +1,97 @@
+#include "src/components/loadbalancing/lbprotocolbase.h"
+
+#include <utility>
+
+#include <fmt/format.h>
+
+#include "platform/log/log.h"
+#include "src/components/loadbalancing/ilbphasehandler.h"
+#include "src/components/loadbalancing/loadbalancingconfig.h"
+#include "src/limitationsources/limits.h"
+
+namespace {
+
+constexpr auto kClassName = "CLbProtocolBase";
+
+float ToAmpere(std::uint32_t milliAmpere) {
+  return static_cast<float>(milliAmpere) / kMilliAmperePerAmpere;
+}
+
+}  // namespace
+
+CLbProtocolBase::CLbProtocolBase(SSurroundings surroundings)
+    : mSurroundings(std::move(surroundings)), mWorker(mSurroundings.scheduler, "LoadBalancing") {
+  mWorker.Start();
+}
+
+CLbProtocolBase::~CLbProtocolBase() {
+  CLbProtocolBase::Stop();
+}
+
+void CLbProtocolBase::Start() {
+  LOG_ENTRY(kClassName);
+  ReadOwnSerialNumber();
+  mSurroundings.parser->SetMessageHandler(
+      [this](const SLbMessage& message, const std::shared_ptr<Endpoint>& endpoint) {
+        TakeMessage(message, endpoint);
+      });
+  mSurroundings.communication->SetDataReceivedHandler(
+      [this](const std::shared_ptr<Endpoint>& endpoint) { mSurroundings.parser->Parse(endpoint); });
+  mWorker.BlockingCall([this] { SetUpCommunication(); });
+}
+
+void CLbProtocolBase::Stop() {
+  LOG_ENTRY(kClassName);
+  mWorker.Stop();  // first, so that communication is not set up again
+  mSurroundings.communication->Stop();
+  mSurroundings.communication->SetDataReceivedHandler({});
+}
+
+void CLbProtocolBase::ReadOwnSerialNumber() {
+  const auto text = Config().GetMainboardSn();
+  if (text) mOwnSerialNumber = ToLbSerialNumber(*text);
+  if (!mOwnSerialNumber) return;
+  const LbSerialNumber& sn = *mOwnSerialNumber;
+  LOG_INFO("Using SN '{}' ({:02x}:{:02x}:{:02x}:{:02x}:{:02x}:{:02x})", *text, sn[0], sn[1], sn[2], sn[3],
+           sn[4], sn[5]);
+}
+
+void CLbProtocolBase::SetUpCommunication() {
+  if (mSurroundings.communication->Start()) {
+    if (mIsFailureTold) LOG_INFO("Communication is set up, load balancing has started");
+    return;
+  }
+  if (!std::exchange(mIsFailureTold, true))
+    LOG_ERROR("Could not set up communication, failed to start load balancing");
+  mNextAttempt = mWorker.AddCall([this] { SetUpCommunication(); }, mBackOff.Next());
+}
+
+void CLbProtocolBase::SendMessage(const SLbMessage& message, Endpoint& endpoint) {
+  const auto packet = mSurroundings.parser->Serialize(message, &endpoint);
+  LOG_DEBUG("Sending message of {:d} bytes with id 0x{:02X}{:s}", packet.size(), message.Id(),
+            fmt::format(" to {:s}", endpoint.ToString()));
+  if (!packet.empty()) endpoint.SendData(packet);
+}
+
+void CLbProtocolBase::TakeMessage(const SLbMessage& message, const std::shared_ptr<Endpoint>& endpoint) {
+  LOG_DEBUG("Received message with id 0x{:02X} in state {:d} from {:s}", message.Id(), StateNumber(),
+            endpoint->ToString());
+  if (mWaiting >= kMostWaiting) {
+    if (!mIsFloodTold.exchange(true))
+      LOG_WARNING("Messages of the group come faster than they can be handled, dropping some of {:s}",
+                  endpoint->ToString());
+    return;
+  }
+  ++mWaiting;
+  mWorker.NonBlockingCall([this, message, endpoint] {
+    if (--mWaiting == 0) mIsFloodTold = false;
+    OnMessageReceived(message, endpoint);
+  });
+}
+
+void CLbProtocolBase::ApplyLimit(std::uint32_t milliAmpere, std::uint32_t askedMilliAmpere,
+                                 bool isPhaseDiscovery) {
+  mLimit = milliAmpere;
+  mSurroundings.setLimit(ToAmpere(milliAmpere));
+  PhaseHandler().SetLimit(askedMilliAmpere, isPhaseDiscovery);
+}

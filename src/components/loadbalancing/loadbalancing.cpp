@@ -1,0 +1,125 @@
+#include "src/components/loadbalancing/loadbalancing.h"
+
+#include <algorithm>
+#include <limits>
+#include <string>
+#include <utility>
+
+#include "platform/diagnostics/diagnosticssignal.h"
+#include "platform/log/log.h"
+#include "platform/utility/wipe.h"
+#include "src/communication/ethernetcommunication.h"
+#include "src/components/loadbalancing/lbencryptedpacketparser.h"
+#include "src/components/loadbalancing/lbfollowerprotocol.h"
+#include "src/components/loadbalancing/loadbalancingconfig.h"
+#include "src/limitationsources/limits.h"
+
+namespace {
+
+constexpr auto kClassName = "CLoadBalancing";
+
+}  // namespace
+
+CLoadBalancing::CLoadBalancing(std::shared_ptr<ILbPhaseHandler> phaseHandler,
+                               std::shared_ptr<CLoadBalancingConfig> config, StationMeter meter,
+                               std::shared_ptr<IBlackoutProtection> blackoutProtection,
+                               SSurroundings surroundings)
+    : mPhaseHandler(std::move(phaseHandler)),
+      mConfig(std::move(config)),
+      mMeter(std::move(meter)),
+      mBlackoutProtection(std::move(blackoutProtection)),
+      mSurroundings(std::move(surroundings)) {
+  LOG_ENTRY(kClassName);
+}
+
+CLoadBalancing::~CLoadBalancing() = default;
+
+void CLoadBalancing::Init() {
+  LOG_ENTRY(kClassName);
+  if (!mConfig->GetEnable()) return;
+  if (!mConfig->GetHwHasMeter()) {
+    LOG_WARNING("{0} is true, but hardware has no meter. Ignoring value of {0}.", "GroupLoadBalancingEnable");
+    return;
+  }
+  SMedium medium = CreateMedium();
+  if (!medium.communication) return;
+  auto protocol = CreateProtocol(std::move(medium));
+  if (!protocol) return;
+  mProtocol = std::move(protocol);
+  mProtocol->Start();
+  if (mBlackoutProtection) mStartTime = mSurroundings.access.wallClock();
+}
+
+CLoadBalancing::SMedium CLoadBalancing::CreateMedium() const {
+  const ELbInterface interface = mConfig->GetInterface();
+  switch (interface) {
+    case ELbInterface::Rs485:
+      return {.communication = mSurroundings.access.createRs485(mSurroundings.line),
+              .parser = std::make_unique<CLbPacketParser>()};
+    case ELbInterface::Ethernet:
+    case ELbInterface::Wlan:
+    case ELbInterface::WlanAp:
+      return CreateNetworkMedium(mConfig->GetAdapter(interface));
+  }
+  LOG_ERROR("Invalid interface configured for group loadbalancing, cannot initialize.");
+  return {};
+}
+
+CLoadBalancing::SMedium CLoadBalancing::CreateNetworkMedium(const std::string& adapter) const {
+  const SGroupAccess& access = mSurroundings.access;
+  if (!access.network || !access.createRandom) {
+    LOG_ERROR("There is no network for group load balancing, cannot initialize.");
+    return {};
+  }
+  const std::uint16_t groupId = mConfig->GetGroupId();
+  auto communication = std::make_shared<CEthernetCommunication>(
+      CEthernetCommunication::SSurroundings{
+          .scheduler = mSurroundings.scheduler, .network = *access.network, .random = access.createRandom()},
+      adapter, kPort, groupId);
+  auto parser = std::make_unique<CLbEncryptedPacketParser>(access.createRandom());
+  std::string password = mConfig->GetPassword();
+  const bool isInitialized = parser->Initialize(password, groupId);
+  Wipe(password);
+  if (!isInitialized) {
+    LOG_ERROR("Failed to initialize encryption for ethernet group load balancing.");
+    return {};
+  }
+  return {.communication = std::move(communication), .parser = std::move(parser)};
+}
+
+std::shared_ptr<CLbProtocolBase> CLoadBalancing::CreateProtocol(SMedium medium) const {
+  if (mConfig->GetRole()) {
+    LOG_ERROR(
+        "This version cannot lead a group, and the group's supply is not shared out: give this station the "
+        "GroupLoadBalancingRole \"Follower\" in settings.json, and another one the role of the leader");
+    return nullptr;
+  }
+  LOG_INFO("Running follower protocol.");
+  mSurroundings.signals.role->SendText("Follower");
+  return std::make_shared<CLbFollowerProtocol>(
+      CLbProtocolBase::SSurroundings{.scheduler = mSurroundings.scheduler,
+                                     .phaseHandler = mPhaseHandler,
+                                     .config = mConfig,
+                                     .communication = std::move(medium.communication),
+                                     .parser = std::move(medium.parser),
+                                     .setLimit = mSurroundings.setLimit,
+                                     .meter = mMeter},
+      mSurroundings.signals.undiscovered);
+}
+
+void CLoadBalancing::Enable() {
+  LOG_ENTRY(kClassName);
+  if (mProtocol) mProtocol->Enable();
+}
+
+void CLoadBalancing::Disable() {
+  LOG_ENTRY(kClassName);
+  if (mProtocol) mProtocol->Disable();
+}
+
+SLimit CLoadBalancing::GetLimit() {
+  constexpr std::uint32_t kMost = std::numeric_limits<std::int32_t>::max();
+  return {.source = ipc::ECurrentControlLoadBal,
+          .milliAmpere = static_cast<std::int32_t>(std::min(mProtocol->GetLimit(), kMost)),
+          .phases = kLimitedPhases};
+}

@@ -1,0 +1,77 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+
+#include "src/components/limiter.h"
+#include "src/components/loadbalancing/groupaccess.h"
+#include "src/components/loadbalancing/ilbpacketparser.h"
+#include "src/rpc/clients/stationmeter.h"
+
+class CDiagnosticsSignal;
+class CLbProtocolBase;
+class CLoadBalancingConfig;
+class IBlackoutProtection;
+class ILbPhaseHandler;
+
+/// The station's place in a group of stations that hang on one supply: builds what the settings ask for, a
+/// medium, packets for it and a role.
+///
+/// Settings are read once, by `Init`. Operations one at a time; `GetLimit` from any thread after `Init`.
+class CLoadBalancing final : public ILimiter {
+ public:
+  /// Of the network; the same for all groups.
+  static constexpr std::uint16_t kPort = 23068;
+
+  struct SSignals {
+    std::shared_ptr<CDiagnosticsSignal> role;
+    std::shared_ptr<CDiagnosticsSignal> undiscovered;
+  };
+  struct SSurroundings {
+    IScheduler& scheduler;
+    SGroupAccess access;
+    SRs485Line line;  ///< where the group may be
+    SSignals signals;
+    /// Takes the group's limit, in A, to the current limiter. On the protocol's worker.
+    std::function<void(float ampere)> setLimit;
+  };
+
+  /// Blackout protection may be missing.
+  CLoadBalancing(std::shared_ptr<ILbPhaseHandler> phaseHandler, std::shared_ptr<CLoadBalancingConfig> config,
+                 StationMeter meter, std::shared_ptr<IBlackoutProtection> blackoutProtection,
+                 SSurroundings surroundings);
+  ~CLoadBalancing() override;
+
+  /// What cannot be built is told, and then there is no role, and never a limit of the group.
+  void Init();
+  bool HasRole() const { return mProtocol != nullptr; }
+
+  void Enable() override;
+  void Disable() override;
+  /// Only with a role.
+  SLimit GetLimit() override;
+
+  /// When a role was last taken up beside a blackout protection; nothing: it was not.
+  std::optional<std::chrono::system_clock::time_point> GetStartTime() const { return mStartTime; }
+
+ private:
+  struct SMedium {
+    std::shared_ptr<ICommunicationListener> communication;  ///< null: there is none
+    std::unique_ptr<ILbPacketParser> parser;
+  };
+
+  SMedium CreateMedium() const;
+  SMedium CreateNetworkMedium(const std::string& adapter) const;
+  std::shared_ptr<CLbProtocolBase> CreateProtocol(SMedium medium) const;
+
+  const std::shared_ptr<ILbPhaseHandler> mPhaseHandler;
+  const std::shared_ptr<CLoadBalancingConfig> mConfig;
+  const StationMeter mMeter;
+  const std::shared_ptr<IBlackoutProtection> mBlackoutProtection;
+  const SSurroundings mSurroundings;
+  std::shared_ptr<CLbProtocolBase> mProtocol;  ///< null: no role
+  std::optional<std::chrono::system_clock::time_point> mStartTime;
+};
