@@ -68,7 +68,7 @@ bool CCurrentControlConfig::IsFixedCable() const {
 
 bool CCurrentControlConfig::HasMeter() const {
   LOG_ENTRY(kClassName);
-  return mHwinfo->GetBool("HwHasMeter", false);
+  return mHwinfo->GetBool(SettingsKeys::kHasMeter, false);
 }
 
 std::string CCurrentControlConfig::GetCtType() const {
@@ -135,7 +135,7 @@ std::uint32_t CCurrentControlConfig::GetConnectedPhases() const {
 
 bool CCurrentControlConfig::GetGroupLoadBalancingEnable() const {
   LOG_ENTRY(kClassName);
-  return mSettings->GetBool("GroupLoadBalancingEnable", false);
+  return mSettings->GetBool(SettingsKeys::kGroupLoadBalancingEnable, false);
 }
 
 bool CCurrentControlConfig::GetBopEnable() const {
@@ -210,12 +210,12 @@ std::uint32_t CCurrentControlConfig::GetUserDefinedHouseholdPowerLimit() const {
 
 bool CCurrentControlConfig::PhaseImbalanceEnabled() const {
   LOG_ENTRY(kClassName);
-  return mSettings->GetBool("VDEPhaseImbalanceEnable", false);
+  return mSettings->GetBool(SettingsKeys::kPhaseImbalanceEnable, false);
 }
 
 std::uint32_t CCurrentControlConfig::GetPhaseImbalanceLimitCurrent() const {
   LOG_ENTRY(kClassName);
-  return mSettings->GetUnsigned("VDEPhaseImbalanceLimit", 20);
+  return mSettings->GetUnsigned(SettingsKeys::kPhaseImbalanceLimit, 20);
 }
 
 bool CCurrentControlConfig::IsOverUnderVoltageDetectionEnabled() const {

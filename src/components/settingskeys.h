@@ -16,7 +16,11 @@ inline constexpr std::string_view kBopHomeWizardAddress = "BopHomeWizardAddress"
 inline constexpr std::string_view kHouseholdPowerLimitEnable = "UserDefinedHouseholdPowerLimitEnable";
 inline constexpr std::string_view kConnectedPhases = "ConnectedPhases";
 inline constexpr std::string_view kSolarAdvancedCurrentGain = "SolarChargingAdvancedCurrentGain";
+inline constexpr std::string_view kGroupLoadBalancingEnable = "GroupLoadBalancingEnable";
+inline constexpr std::string_view kPhaseImbalanceEnable = "VDEPhaseImbalanceEnable";
+inline constexpr std::string_view kPhaseImbalanceLimit = "VDEPhaseImbalanceLimit";
 /// In the hardware description.
+inline constexpr std::string_view kHasMeter = "HwHasMeter";
 inline constexpr std::string_view kOneOrThreePhase = "HwOneOrThreePhase";
 inline constexpr std::string_view kHasPhaseSwitching = "HwHasPhaseSwitching";
 

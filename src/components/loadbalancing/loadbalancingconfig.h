@@ -4,8 +4,11 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "platform/koconfig/koconfig.h"
+#include "platform/log/log.h"
+#include "src/components/loadbalancing/toldproblems.h"
 
 /// Over what a group's stations talk to each other.
 enum class ELbInterface { Rs485 = 0, Ethernet = 1, Wlan = 2, WlanAp = 3 };
@@ -31,10 +34,19 @@ class CLoadBalancingConfig {
   ELbInterface GetInterface() const;
   /// The network adapter of an interface, or the one that the board names; empty for the serial line.
   std::string GetAdapter(ELbInterface interface) const;
-  std::uint16_t GetGroupId() const;    ///< 0: none
-  float GetFallbackCurrent() const;    ///< A; what is charged with while there is no leader
-  std::string GetPassword() const;     ///< to be wiped by who has read it
-  float GetCurrentCapacity() const;    ///< A; what the group has
+  std::uint16_t GetGroupId() const;  ///< 0: none
+  float GetFallbackCurrent() const;  ///< A; what is charged with while there is no leader
+  std::string GetPassword() const;   ///< to be wiped by who has read it
+  float GetCurrentCapacity() const;  ///< A; what the group has
   /// In upper case; nothing: there is none, or one that is not like 12-34-ABC-DE1.
   std::optional<std::string> GetMainboardSn() const;
+
+ private:
+  void WarnOfDefault(std::string_view key, std::string word, std::string_view used) const;
+  float GetAmpere(std::string_view key, Log::ELogLevel level) const;
+
+  const std::shared_ptr<KoConfig::IReadOnlyConfig> mSettings;
+  const std::shared_ptr<KoConfig::IReadOnlyConfig> mHwinfo;
+  const std::shared_ptr<KoConfig::IReadOnlyConfig> mSecrets;
+  mutable CToldProblems mProblems;
 };
