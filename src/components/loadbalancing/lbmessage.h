@@ -41,6 +41,8 @@ struct SLbMessageKind {
 std::optional<SLbMessageKind> FindLbMessageKind(std::uint8_t id);
 /// The discovery answer on a line, where many may give it at the same time: the identifier alone.
 inline constexpr std::uint8_t kLineDiscoveryAnswerSize = 1;
+/// Bytes of a message, before encryption, on a network or on a line.
+std::uint8_t LbMessageSize(const SLbMessageKind& kind, bool isNetworkEndpoint);
 
 inline constexpr std::uint8_t kLbProtocolVersion = 3;
 /// Of 0x88: find out on which phases the vehicle draws. Heeded when the limit is 0.
