@@ -138,6 +138,8 @@ def measure():
         ("Heap allocations in it", 0, True, figure("BM_P1Parse", "allocs"), ""),
         ("Requests for a sample of a three-phase Modbus meter over TCP, of the model that needs most", 3, True, figure("BM_ModbusSample", "requests"), ""),
         ("Attempts to connect to a meter that is down for ten minutes, pauses growing to 30 s", 24, True, figure("BM_MeterDown", "attempts"), ""),
+        ("Encrypting and decrypting the largest packet of a group, as a multiple of the bare library calls", 1.5, True, figure("BM_Packet", "times"), "x"),
+        ("Heap allocations in it besides the packet", 0, True, figure("BM_Packet", "allocs") - 1, ""),
         ("Setpoint latency p99, as a multiple of a bare gRPC round trip's p99", 2.5, True, setpoint / bare, "x"),
         ("Process start to first answered request, slowest", 150, True, max(starts), "ms"),
         ("Idle, share of one core", 0.5, False, cpu, "%"),
@@ -163,6 +165,8 @@ def measure():
         f"{P1_MB_PER_S} MB/s or {P1_SHARE_OF_CRC * 100:.0f} % of the checksum's, whichever is less: {enough:.0f} MB/s. The "
         f"time taken is compared with the time allowed.",
         f"Modbus: a sample of a three-phase meter over loopback takes {figure('BM_ModbusSample', 'real_time') / 1e3:.0f} µs.",
+        f"Packets of a group: an answer to a limit made and opened takes {figure('BM_Packet', 'packet_ns'):.0f} ns, the "
+        f"library alone for its nonce, encryption and decryption {figure('BM_Packet', 'bare_ns'):.0f} ns, measured in turns.",
         "A virtual day: a cloudy one with four visits of a vehicle, everything checked once per second that must hold on "
         "every day; the house and its meters are in the time and on the heap as well.",
         "Rebuild: preset `dev` (sanitizers on), without ccache.",

@@ -158,9 +158,9 @@ TEST(LbEncryptedPacketParser, SkipsWhatIsNoPacket) {
   EXPECT_THAT(member.mParser.Serialize(MessageOf("12"), &line), IsEmpty());
 
   CLogCapture log;
-  const Bytes bytes(61, 0x33);
+  const Bytes bytes(60, 0x33);
   for (const auto& [id, size] :
-       {std::pair{0x33, 45U}, {0x12, 45U}, {0x88, 0U}, {0x88, 0xffffffffU}, {0x99, 60U}}) {
+       {std::pair{0x33, 45U}, {0x12, 45U}, {0x88, 0U}, {0x88, 0xffffffffU}, {0x99, 61U}}) {
     auto position = std::span(bytes);
     EXPECT_FALSE(member.mParser.CheckAndCopy(static_cast<std::uint8_t>(id), position, size, line));
     EXPECT_EQ(position.size(), bytes.size());
