@@ -41,7 +41,7 @@ class IUdpSocket {
   virtual void SetSentHandler(SentHandler handler) = 0;
 
   /// Waits for one datagram; the buffer must live until the handler is called, which it always is. It may
-  /// call `Receive` again.
+  /// call `Receive` again; one at a time.
   virtual void Receive(std::span<std::uint8_t> buffer, ReceiveHandler handler) = 0;
   /// Sends one datagram, of which it takes a copy. Does not wait. False: the socket is closed, or so many
   /// wait to be sent that this one is dropped; the sent handler is not called for it.
