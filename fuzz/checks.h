@@ -11,5 +11,9 @@ namespace Checks {
 void P1Parser(std::span<const std::uint8_t> input);
 /// The first byte says how the others are cut into pieces.
 void P1Framing(std::span<const std::uint8_t> input);
+/// The first byte says how the others come in, and over what; also with every checksum made good.
+void LbPacketParser(std::span<const std::uint8_t> input);
+/// What members of a group and others send, from three addresses, to one that has the group's key.
+void LbEncryptedPacketParser(std::span<const std::uint8_t> input);
 
 }  // namespace Checks

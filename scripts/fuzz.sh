@@ -32,7 +32,7 @@ done
 } >&2
 
 status=0
-for name in p1parser p1framing; do
+for name in p1parser p1framing lbpacketparser lbencryptedpacketparser; do
   work=build/fuzz/$name
   mkdir -p "$work/found" "$work/corpus"
   if "build/fuzz/bin/${name}_fuzz" -max_total_time="$seconds" -max_len=20000 -print_final_stats=1 \

@@ -1,0 +1,93 @@
+#include <algorithm>
+
+#include "fuzz/checks.h"
+#include "fuzz/lbmodel.h"
+#include "fuzz/require.h"
+#include "src/components/loadbalancing/lbpacketparser.h"
+#include "support/scriptedpeer.h"
+
+namespace Checks {
+namespace {
+
+using LbModel::Bytes;
+
+struct SFound {
+  std::vector<Bytes> messages;
+  Bytes left;
+
+  bool operator==(const SFound&) const = default;
+};
+
+/// 0: no message begins so.
+std::size_t SizeOf(std::uint8_t id, bool isNetwork) {
+  const LbModel::SKind* const kind = LbModel::KindOf(id);
+  if (!kind) return 0;
+  return id == 0x33 && !isNetwork ? 1 : kind->size;
+}
+
+bool IsGood(std::span<const std::uint8_t> message) {
+  return message.size() == 1 || LbModel::ChecksumOf(message.first(message.size() - 1)) == message.back();
+}
+
+/// By looking at everything at once.
+SFound Expected(std::span<const std::uint8_t> bytes, bool isNetwork) {
+  SFound expected;
+  while (!bytes.empty()) {
+    const std::size_t size = SizeOf(bytes.front(), isNetwork);
+    if (size > bytes.size()) break;
+    const auto message = bytes.first(size);
+    const bool isMessage = size != 0 && IsGood(message);
+    if (isMessage) expected.messages.emplace_back(message.begin(), message.end());
+    bytes = bytes.subspan(isMessage ? size : 1);
+  }
+  expected.left.assign(bytes.begin(), bytes.end());
+  return expected;
+}
+
+SFound Parsed(std::span<const std::uint8_t> bytes, bool isNetwork, std::size_t piece) {
+  CLbPacketParser parser;
+  const auto peer = std::make_shared<CScriptedPeer>(isNetwork);
+  SFound found;
+  parser.SetMessageHandler([&](const SLbMessage& message, const auto& from) {
+    found.messages.push_back(parser.Serialize(message, from.get()));
+  });
+  while (!bytes.empty()) {
+    const auto next = bytes.first(std::min(bytes.size(), piece));
+    peer->mReceived.insert(peer->mReceived.end(), next.begin(), next.end());
+    parser.Parse(peer);
+    bytes = bytes.subspan(next.size());
+  }
+  found.left = peer->mReceived;
+  return found;
+}
+
+void CheckStream(std::span<const std::uint8_t> bytes, bool isNetwork, std::size_t piece) {
+  const SFound expected = Expected(bytes, isNetwork);
+  Require(Parsed(bytes, isNetwork, bytes.size() + 1) == expected, "all at once holds the messages");
+  Require(Parsed(bytes, isNetwork, piece) == expected, "pieces hold the same");
+}
+
+/// Each message that begins gets its checksum.
+Bytes Mended(std::span<const std::uint8_t> bytes, bool isNetwork) {
+  Bytes mended(bytes.begin(), bytes.end());
+  std::span<std::uint8_t> rest = mended;
+  while (!rest.empty()) {
+    const std::size_t size = std::max<std::size_t>(SizeOf(rest.front(), isNetwork), 1);
+    if (size > rest.size()) break;
+    if (size > 1) rest[size - 1] = LbModel::ChecksumOf(rest.first(size - 1));
+    rest = rest.subspan(size);
+  }
+  return mended;
+}
+
+}  // namespace
+
+void LbPacketParser(std::span<const std::uint8_t> input) {
+  if (input.empty()) return;
+  const bool isNetwork = (input.front() & 1U) != 0;
+  const std::size_t piece = 1U + (input.front() >> 1U);
+  CheckStream(input.subspan(1), isNetwork, piece);
+  CheckStream(Mended(input.subspan(1), isNetwork), isNetwork, piece);
+}
+
+}  // namespace Checks
