@@ -1,16 +1,21 @@
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <span>
 #include <string>
+#include <string_view>
+#include <system_error>
 
 #include "platform/crypto/randomgenerator.h"
 #include "platform/network/network.h"
-#include "platform/utility/mutex.h"
 #include "platform/worker/worker.h"
 #include "src/communication/icommunicationlistener.h"
+
+class CEthernetLink;
+class CEthernetPeers;
 
 /// The stations of a group on one network adapter: UDP over IPv6, to all of them by link-scope multicast, to
 /// one of them alone. Datagrams come on the socket's own thread.
@@ -23,6 +28,12 @@ class CEthernetCommunication final : public ICommunicationListener {
   static constexpr std::string_view kLoopbackAdapter = "lo";
   /// A peer that has sent nothing valid for so long is forgotten.
   static constexpr Milliseconds kPeerLifetime{10000};
+  /// How often it is checked that the adapter is still there, or there again.
+  static constexpr Milliseconds kAdapterCheck{1000};
+  /// Before the next receive when one has failed.
+  static constexpr Milliseconds kReceivePause{1000};
+  /// Bytes of a datagram; what is longer is cut. The largest packet of a group has 61.
+  static constexpr std::size_t kMostOfDatagram = 64;
 
   class CEndpoint;
 
@@ -32,6 +43,7 @@ class CEthernetCommunication final : public ICommunicationListener {
     std::unique_ptr<IRandomGenerator> random;
   };
 
+  /// The group's numbers are 1 to 65535.
   CEthernetCommunication(SSurroundings surroundings, std::string adapter, std::uint16_t port,
                          std::uint16_t groupId);
   ~CEthernetCommunication() override;
@@ -44,4 +56,47 @@ class CEthernetCommunication final : public ICommunicationListener {
   Milliseconds GetResponseTime(bool extended) const override;
   std::uint32_t GetCapacity() const override;
   void SetDataReceivedHandler(DataReceivedHandler handler) override;
+
+ private:
+  bool IsLoopback() const { return mAdapter == kLoopbackAdapter; }
+  std::string WhyNotToStart(std::uint32_t index) const;
+  bool SetUp(std::uint32_t index);
+  void CloseSocket();
+  void Announce(std::uint32_t index);
+  bool Fail(std::string failure);
+  void Receive();
+
+  // On the socket's thread.
+  void OnReceived(const std::error_code& error, std::size_t received, const SUdpAddress& sender);
+  void OnReceiveError(const std::error_code& error, std::size_t received);
+  void Deliver(std::span<const std::uint8_t> data, const SUdpAddress& sender);
+
+  // On the worker.
+  void CheckAdapter();
+  void ExpirePeers();
+
+  INetwork& mNetwork;
+  const std::string mAdapter;
+  const std::uint16_t mPort;
+  const std::uint16_t mGroupId;
+  const std::shared_ptr<CEthernetLink> mLink;
+  const std::unique_ptr<CEthernetPeers> mPeers;
+  DataReceivedHandler mHandler;
+  bool mIsStarted = false;
+
+  // Used on the worker, or while it stands still.
+  std::unique_ptr<IUdpSocket> mSocket;  // none: there is no adapter, or it is not started
+  std::uint32_t mIndex = 0;
+  std::string mFailure;    // of the newest attempt to set up
+  std::string mAnnounced;  // since the newest that succeeded
+  CCallHandle mAdapterCheck;
+  CCallHandle mExpiry;
+
+  // Used on the socket's thread, or while there is none.
+  std::array<std::uint8_t, kMostOfDatagram> mBuffer{};
+  std::error_code mReceiveError;  // of the newest receive
+  bool mIsMissingHandlerTold = false;
+  CCallHandle mNextReceive;
+
+  CWorker mWorker;  // stops before the rest goes
 };

@@ -1,0 +1,72 @@
+#include "src/communication/ethernetendpoint.h"
+
+#include <iterator>
+#include <utility>
+
+#include <fmt/format.h>
+
+#include "platform/log/log.h"
+#include "src/communication/ethernetlink.h"
+
+namespace {
+
+/// How far a number may be ahead of the newest one: packets get lost.
+constexpr std::uint32_t kFarthestAhead = 10;
+
+}  // namespace
+
+CEthernetCommunication::CEndpoint::CEndpoint(std::shared_ptr<CEthernetLink> link, const SUdpAddress& address)
+    : mLink(std::move(link)), mAddress(address), mLastValid(mLink->Now()) {
+  mReceived.reserve(kMostReceived);
+}
+
+void CEthernetCommunication::CEndpoint::Append(std::span<const std::uint8_t> data) {
+  const std::size_t size = mReceived.size() + data.size();
+  if (size > kMostReceived)
+    mReceived.erase(mReceived.begin(),
+                    std::next(mReceived.begin(), static_cast<std::ptrdiff_t>(size - kMostReceived)));
+  mReceived.insert(mReceived.end(), data.begin(), data.end());
+}
+
+TimePoint CEthernetCommunication::CEndpoint::ExpiresAt() const {
+  const CMutexLock lock(mMutex);
+  return mLastValid + kPeerLifetime;
+}
+
+bool CEthernetCommunication::CEndpoint::IsProven() const {
+  const CMutexLock lock(mMutex);
+  return mIsProven;
+}
+
+bool CEthernetCommunication::CEndpoint::SendData(std::span<const std::uint8_t> data) {
+  return mLink->Send(data, mAddress);
+}
+
+std::string CEthernetCommunication::CEndpoint::ToString() const {
+  return fmt::format("{}:{}", ToText(mAddress), mAddress.port);
+}
+
+std::optional<std::uint32_t> CEthernetCommunication::CEndpoint::GetMetadata(bool advance) {
+  const CMutexLock lock(mMutex);
+  if (mSequenceNumber) {
+    if (advance) ++*mSequenceNumber;
+    return mSequenceNumber;
+  }
+  mSequenceNumber = mLink->DrawNumber();
+  if (mSequenceNumber) LOG_DEBUG("New sequence number = 0x{:08x}", *mSequenceNumber);
+  return mSequenceNumber;
+}
+
+bool CEthernetCommunication::CEndpoint::ValidateMetadata(std::uint32_t received, bool advance) const {
+  const CMutexLock lock(mMutex);
+  if (!mSequenceNumber) return true;
+  return advance ? received - *mSequenceNumber - 1 < kFarthestAhead : received == *mSequenceNumber;
+}
+
+void CEthernetCommunication::CEndpoint::AcceptMetadata(std::optional<std::uint32_t> received) {
+  const TimePoint now = mLink->Now();
+  const CMutexLock lock(mMutex);
+  mLastValid = now;
+  mIsProven = true;
+  if (received) mSequenceNumber = received;
+}

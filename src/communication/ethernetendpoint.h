@@ -1,0 +1,40 @@
+#pragma once
+
+#include "platform/utility/mutex.h"
+#include "src/communication/ethernetcommunication.h"
+
+/// One station on the network, with its place in the sequence of packets that it exchanges with this one. It
+/// may outlive the transport: then it sends nothing any more.
+class CEthernetCommunication::CEndpoint final : public ICommunicationListener::IEndpoint {
+ public:
+  /// Bytes that are kept for a handler that leaves them, enough for a begun packet and a datagram; then the
+  /// oldest go.
+  static constexpr std::size_t kMostReceived = 2 * kMostOfDatagram;
+
+  CEndpoint(std::shared_ptr<CEthernetLink> link, const SUdpAddress& address);
+
+  /// Bytes have come. On the socket's thread, as what uses the buffer.
+  void Append(std::span<const std::uint8_t> data);
+  /// When the peer is to be forgotten, unless a valid packet comes before.
+  TimePoint ExpiresAt() const EXCLUDES(mMutex);
+  /// Whether a valid packet has come from it.
+  bool IsProven() const EXCLUDES(mMutex);
+
+  bool SendData(std::span<const std::uint8_t> data) override;
+  std::vector<std::uint8_t>& GetReceiveBuffer() override { return mReceived; }
+  std::string ToString() const override;
+  std::optional<std::uint32_t> GetMetadata(bool advance) override EXCLUDES(mMutex);
+  bool ValidateMetadata(std::uint32_t received, bool advance) const override EXCLUDES(mMutex);
+  void AcceptMetadata(std::optional<std::uint32_t> received) override EXCLUDES(mMutex);
+  bool IsNetworkEndpoint() const override { return true; }
+
+ private:
+  const std::shared_ptr<CEthernetLink> mLink;
+  const SUdpAddress mAddress;
+  std::vector<std::uint8_t> mReceived;
+
+  mutable CMutex mMutex;
+  std::optional<std::uint32_t> mSequenceNumber GUARDED_BY(mMutex);
+  TimePoint mLastValid GUARDED_BY(mMutex);  // or when it was created
+  bool mIsProven GUARDED_BY(mMutex) = false;
+};
