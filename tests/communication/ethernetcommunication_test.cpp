@@ -34,14 +34,14 @@ class EthernetCommunicationTest : public ::testing::Test {
     return {{mScheduler, mNetwork, std::make_unique<SCountingRandom>(mRandomCode)}, adapter, 23068, groupId};
   }
   /// A peer's packets are valid, as long as `mValid` says so, and its buffer is consumed.
-  void Listen(CEthernetCommunication& communication) {
-    communication.SetDataReceivedHandler([this](const Endpoint& endpoint) {
+  void Listen() {
+    mCommunication.SetDataReceivedHandler([this](const Endpoint& endpoint) {
       mSizes.push_back(endpoint->GetReceiveBuffer().size());
       if (mValid) endpoint->GetReceiveBuffer().clear();
       if (mValid) endpoint->AcceptMetadata(std::nullopt);
       mEndpoint = endpoint;
     });
-    EXPECT_TRUE(communication.Start());
+    EXPECT_TRUE(mCommunication.Start());
   }
   /// Whether it was not known before.
   bool IsNew(std::uint16_t port, bool valid = true) {
@@ -60,26 +60,26 @@ class EthernetCommunicationTest : public ::testing::Test {
   std::vector<std::size_t> mSizes;
   Endpoint mEndpoint;
   std::set<std::pair<std::uint16_t, std::optional<std::uint32_t>>> mNumbers;
+  CEthernetCommunication mCommunication = Create();
 };
 
 TEST_F(EthernetCommunicationTest, SetsItsSocketUp) {
-  auto communication = Create();
-  EXPECT_EQ(communication.GetResponseTime(false), 250ms);
-  EXPECT_EQ(communication.GetResponseTime(true), 500ms);
-  EXPECT_EQ(communication.GetCapacity(), 99U);
-  communication.Stop();
-  EXPECT_FALSE(communication.BroadcastData(kByte));
-  EXPECT_FALSE(communication.BroadcastData(kByte)) << "and says so once";
-  EXPECT_TRUE(communication.Start());
-  EXPECT_FALSE(communication.Start());
+  EXPECT_EQ(mCommunication.GetResponseTime(false), 250ms);
+  EXPECT_EQ(mCommunication.GetResponseTime(true), 500ms);
+  EXPECT_EQ(mCommunication.GetCapacity(), 99U);
+  mCommunication.Stop();
+  EXPECT_FALSE(mCommunication.BroadcastData(kByte));
+  EXPECT_FALSE(mCommunication.BroadcastData(kByte)) << "and says so once";
+  EXPECT_TRUE(mCommunication.Start());
+  EXPECT_FALSE(mCommunication.Start());
   EXPECT_THAT(mNetwork.setUp, ElementsAre("open", "device eth0", "bind 23068", "local", "loopback off",
                                           "interface 3", "join ff12:7062:6c72:100::1a%3 on 3"));
-  EXPECT_TRUE(communication.BroadcastData(kPacket));
+  EXPECT_TRUE(mCommunication.BroadcastData(kPacket));
   EXPECT_EQ(mNetwork.sent, "61 to ff12:7062:6c72:100::1a%3:23068");
   mNetwork.takesSends = false;
-  EXPECT_FALSE(communication.BroadcastData(kByte));
-  communication.Stop();
-  EXPECT_FALSE(communication.BroadcastData(kByte));
+  EXPECT_FALSE(mCommunication.BroadcastData(kByte));
+  mCommunication.Stop();
+  EXPECT_FALSE(mCommunication.BroadcastData(kByte));
   EXPECT_THAT(mLog.Texts(Level::Info),
               ElementsAre(kStarting, "Stopping ethernet group load balancing communication...",
                           "Stopping receive on ethernet group load balancing."));
@@ -135,8 +135,7 @@ TEST_F(EthernetCommunicationTest, SaysOnceWhyItCannotStart) {
 }
 
 TEST_F(EthernetCommunicationTest, HandsDatagramsToTheirPeer) {
-  auto communication = Create();
-  Listen(communication);
+  Listen();
   mValid = false;
   for (const std::size_t size : {0U, 1U, 20U, 61U, 1500U, 65000U})
     mNetwork.Deliver(std::vector<std::uint8_t>(size), Peer(7));
@@ -150,22 +149,19 @@ TEST_F(EthernetCommunicationTest, HandsDatagramsToTheirPeer) {
   mNetwork.onSent(std::make_error_code(std::errc::network_unreachable), 0, kPacket, Peer(7));
   mNetwork.onSent({}, 60, kPacket, Peer(7));
   mNetwork.onSent({}, 61, kPacket, Peer(7));
-  EXPECT_EQ(
-      mLog.Count(
-          "Could not send packet (0/61 bytes) to endpoint fe80::1%3:7, error 101: Network is unreachable."),
-      1);
-  communication.Stop();
+  EXPECT_EQ(mLog.Texts(Level::Debug).back(),
+            "Could not send packet (0/61 bytes) to endpoint fe80::1%3:7, error 101: Network is unreachable.");
+  mCommunication.Stop();
   EXPECT_FALSE(mEndpoint->SendData(kByte)) << "nor is it harmful";
-  communication.SetDataReceivedHandler(nullptr);
-  EXPECT_TRUE(communication.Start());
+  mCommunication.SetDataReceivedHandler(nullptr);
+  EXPECT_TRUE(mCommunication.Start());
   for (int i = 0; i < 2; ++i) mNetwork.Deliver(kByte, Peer(7));
   EXPECT_THAT(Errors(), ElementsAre("Could not send 61 bytes to endpoint fe80::1%3:7, sent=60 bytes.",
                                     kStopped, "No DataReceived handler"));
 }
 
 TEST_F(EthernetCommunicationTest, KeepsEachPeersSequence) {
-  auto communication = Create();
-  Listen(communication);
+  Listen();
   mNetwork.Deliver(kPacket, Peer(1));
   ICommunicationListener::IEndpoint& peer = *mEndpoint;
   EXPECT_TRUE(peer.ValidateMetadata(12345, true)) << "any number will do at first";
@@ -193,30 +189,26 @@ TEST_F(EthernetCommunicationTest, KeepsEachPeersSequence) {
 }
 
 TEST_F(EthernetCommunicationTest, ForgetsAPeerThatIsSilentFor10Seconds) {
-  auto communication = Create();
-  Listen(communication);
+  Listen();
   EXPECT_TRUE(IsNew(1));
   mScheduler.RunFor(4s);
   EXPECT_TRUE(IsNew(2, false)) << "never valid";
   mScheduler.RunFor(5s);
   EXPECT_FALSE(IsNew(1));
   EXPECT_FALSE(IsNew(2, false));
-  mScheduler.RunFor(4999ms);
-  EXPECT_EQ(mLog.Count("Lost connection to endpoint fe80::1%3:2"), 0);
-  mScheduler.RunFor(1ms);
-  EXPECT_EQ(mLog.Count("Lost connection to endpoint fe80::1%3:2"), 1);
-  mScheduler.RunFor(4999ms);
-  EXPECT_EQ(mLog.Count("Lost connection to endpoint fe80::1%3:1"), 0);
-  mScheduler.RunFor(1ms);
-  EXPECT_THAT(mLog.Texts(Level::Trace).back(), "Lost connection to endpoint fe80::1%3:1");
+  for (const std::string port : {"2", "1"}) {
+    mScheduler.RunFor(4999ms);
+    EXPECT_EQ(mLog.Count("Lost connection to endpoint fe80::1%3:" + port), 0);
+    mScheduler.RunFor(1ms);
+    EXPECT_EQ(mLog.Texts(Level::Trace).back(), "Lost connection to endpoint fe80::1%3:" + port);
+  }
   EXPECT_TRUE(IsNew(1)) << "it starts afresh";
   mScheduler.RunFor(10s);
   EXPECT_EQ(mLog.Count("Lost connection to endpoint fe80::1%3:1"), 2);
 }
 
 TEST_F(EthernetCommunicationTest, KeepsItsPeersUnderAFlood) {
-  auto communication = Create();
-  Listen(communication);
+  Listen();
   EXPECT_TRUE(IsNew(1));
   for (std::uint16_t port = 1000; port < 2000; ++port) EXPECT_TRUE(IsNew(port, false));
   EXPECT_TRUE(IsNew(2)) << "amidst";
@@ -240,8 +232,7 @@ TEST_F(EthernetCommunicationTest, KeepsItsPeersUnderAFlood) {
 }
 
 TEST_F(EthernetCommunicationTest, PausesWhenReceivesFail) {
-  auto communication = Create();
-  Listen(communication);
+  Listen();
   for (int second = 0; second < 5; ++second) {
     mNetwork.End(std::make_error_code(std::errc::network_down));
     mScheduler.RunFor(999ms);
@@ -253,7 +244,7 @@ TEST_F(EthernetCommunicationTest, PausesWhenReceivesFail) {
   EXPECT_TRUE(IsNew(1));
   mNetwork.End(std::make_error_code(std::errc::network_down));
   EXPECT_EQ(Errors().size(), 2U);
-  communication.Stop();
+  mCommunication.Stop();
   mScheduler.RunFor(10s);
   EXPECT_FALSE(mNetwork.receive);
 }
@@ -261,13 +252,12 @@ TEST_F(EthernetCommunicationTest, PausesWhenReceivesFail) {
 TEST_F(EthernetCommunicationTest, WaitsForAnAdapterThatHasGone) {
   constexpr auto kGone = "Adapter 'eth0' has gone away, waiting for it.";
   constexpr auto kBack = "Adapter 'eth0' is there again, listening.";
-  auto communication = Create();
-  Listen(communication);
+  Listen();
   EXPECT_TRUE(IsNew(1));
   mNetwork.index = 0;
   mScheduler.RunFor(60s);
   EXPECT_THAT(Errors(), ElementsAre(kGone));
-  EXPECT_FALSE(communication.BroadcastData(kByte));
+  EXPECT_FALSE(mCommunication.BroadcastData(kByte));
   mLog.Clear();
   mNetwork.index = 4;
   mNetwork.failures = {{"bind ", std::errc::address_in_use}};
@@ -277,7 +267,7 @@ TEST_F(EthernetCommunicationTest, WaitsForAnAdapterThatHasGone) {
   mScheduler.RunFor(1s);
   EXPECT_EQ(mNetwork.setUp.back(), "join ff12:7062:6c72:100::1a%4 on 4");
   EXPECT_TRUE(IsNew(1));
-  EXPECT_TRUE(communication.BroadcastData(kByte));
+  EXPECT_TRUE(mCommunication.BroadcastData(kByte));
   mNetwork.index = 5;  // gone and back meanwhile
   mScheduler.RunFor(1s);
   const auto starting = [](int index) {
@@ -290,22 +280,21 @@ TEST_F(EthernetCommunicationTest, WaitsForAnAdapterThatHasGone) {
   EXPECT_THAT(Errors(), ElementsAre("Error on bind to ':::23068', error 98: Address already in use", kGone));
   mNetwork.index = 0;
   mScheduler.RunFor(1s);
-  communication.Stop();
+  mCommunication.Stop();
   mNetwork.index = 3;
   mScheduler.RunFor(60s);
   EXPECT_EQ(mNetwork.opened, 63);
-  EXPECT_TRUE(communication.Start());
+  EXPECT_TRUE(mCommunication.Start());
 }
 
 TEST_F(EthernetCommunicationTest, TakesAKnownPeersPacketsWithoutMemory) {
   const CLogCapture log(Level::Info);
-  auto communication = Create();
   std::uint32_t number = 0;
-  communication.SetDataReceivedHandler([&number](const Endpoint& endpoint) {
+  mCommunication.SetDataReceivedHandler([&number](const Endpoint& endpoint) {
     if (endpoint->ValidateMetadata(number + 1, true)) endpoint->AcceptMetadata(++number);
     endpoint->GetReceiveBuffer().clear();
   });
-  EXPECT_TRUE(communication.Start());
+  EXPECT_TRUE(mCommunication.Start());
   mNetwork.Deliver(kPacket, Peer(1));
   const std::uint64_t before = AllocationsOfThisThread();
   for (int i = 0; i < 1000; ++i) mNetwork.Deliver(kPacket, Peer(1));
