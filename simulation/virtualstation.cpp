@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <filesystem>
+#include <utility>
 
 #include "simulation/settingschange.h"
 #include "simulation/simulatedctmeter.h"
@@ -19,8 +20,9 @@ void Write(CMemoryFiles& files, const char* name, const std::string& content) {
 
 }  // namespace
 
-CVirtualStation::CVirtualStation(const SFiles& files)
-    : mNetwork(std::make_shared<Rpc::CInProcessNetwork>(mScheduler)),
+CVirtualStation::CVirtualStation(const SFiles& files, SVirtualWorld world)
+    : mSharedScheduler(std::move(world.scheduler)),
+      mNetwork(std::make_shared<Rpc::CInProcessNetwork>(mScheduler)),
       mAddresses(mFiles, kRoot),
       mPeerHost(Rpc::InProcessBackend(mNetwork), mFiles, kRoot),
       mStation(mScheduler, mPeerHost),
@@ -36,9 +38,11 @@ CVirtualStation::CVirtualStation(const SFiles& files)
   Write(mFiles, "secrets.json", files.secrets);
   mHomeWizard->Place({.address = kMeterAddress}, mStation.Meter());
   mService = std::make_unique<CCurrentcontrol>(
-      kRoot.string(),
-      CCurrentcontrol::SEnvironment{
-          .scheduler = mScheduler, .files = mFiles, .host = mServiceHost, .meters = Meters()});
+      kRoot.string(), CCurrentcontrol::SEnvironment{.scheduler = mScheduler,
+                                                    .files = mFiles,
+                                                    .host = mServiceHost,
+                                                    .meters = Meters(),
+                                                    .group = std::move(world.group)});
 }
 
 SMeterAccess CVirtualStation::Meters() {

@@ -18,6 +18,12 @@
 #include "simulation/supervisor.h"
 #include "src/currentcontrol/currentcontrol.h"
 
+/// What a station has in common with others: time, and the ways from one to another.
+struct SVirtualWorld {
+  std::shared_ptr<CVirtualScheduler> scheduler = std::make_shared<CVirtualScheduler>();
+  SGroupAccess group = {};
+};
+
 /// A whole charging station in virtual time: the application root that ships, with peers, files and a vehicle
 /// that are modelled. Hours pass in milliseconds, and a run repeats exactly. One thread.
 class CVirtualStation {
@@ -29,7 +35,8 @@ class CVirtualStation {
     std::string secrets;
   };
 
-  explicit CVirtualStation(const SFiles& files);
+  /// Alone in the world, or in one that it shares with others: time passes for all of them at once.
+  explicit CVirtualStation(const SFiles& files, SVirtualWorld world = {});
   ~CVirtualStation();
   CVirtualStation(const CVirtualStation&) = delete;
   CVirtualStation& operator=(const CVirtualStation&) = delete;
@@ -68,7 +75,8 @@ class CVirtualStation {
  private:
   SMeterAccess Meters();
 
-  CVirtualScheduler mScheduler;
+  const std::shared_ptr<CVirtualScheduler> mSharedScheduler;
+  CVirtualScheduler& mScheduler = *mSharedScheduler;
   CMemoryFiles mFiles;
   const std::shared_ptr<Rpc::CInProcessNetwork> mNetwork;
   Rpc::CServiceAddresses mAddresses;

@@ -7,6 +7,7 @@
 
 #include "platform/diagnostics/diagnosticssignal.h"
 #include "platform/log/log.h"
+#include "src/components/loadbalancing/loadbalancingconfig.h"
 #include "src/components/meterfeatures.h"
 #include "src/diagnosticssignals/diagnosticssignals.h"
 #include "src/rpc/clients/temperaturelinks.h"
@@ -52,14 +53,19 @@ CCurrentcontrol::CCurrentcontrol(const std::string& root, SEnvironment environme
       mTemperatureReport(std::make_shared<CTemperatureReport>(Signal(DiagnosticsSignals::kTemperatures))),
       mLimitRequests(mLimiter),
       mSources(SourceDependencies()),
-      mComponents({.scheduler = environment.scheduler,
-                   .config = mConfig,
-                   .limiter = mLimiter,
-                   .chargeControl = mChargeControl,
-                   .adac = mAdac,
-                   .meter = mMeter->Reader(),
-                   .sources = mSources,
-                   .signal = [this](const CSignalDefinition& definition) { return Signal(definition); }}),
+      mComponents(
+          {.scheduler = environment.scheduler,
+           .config = mConfig,
+           .limiter = mLimiter,
+           .chargeControl = mChargeControl,
+           .adac = mAdac,
+           .meter = mMeter->Reader(),
+           .sources = mSources,
+           .loadBalancingConfig = std::make_shared<CLoadBalancingConfig>(mSettings, mHwinfo, mSecrets),
+           .group = environment.group,
+           .groupLine = {.path = (mRoot / CMeasurementSourceFactory::kSerialLine).string(),
+                         .autoDirection = mConfig->HasRs485AutoDirection()},
+           .signal = [this](const CSignalDefinition& definition) { return Signal(definition); }}),
       mFinished(environment.scheduler.CreateEvent()),
       mActions(mConfig, mLimiter, mChargeControl, mComponents.InOrder(),
                [this] {

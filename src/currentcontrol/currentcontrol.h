@@ -38,6 +38,7 @@ class CCurrentcontrol {
     IFiles& files;
     Rpc::ICommunicationHost& host;
     SMeterAccess meters = {};
+    SGroupAccess group = {};
   };
 
   /// `root` is the folder below which every configuration and data path lies.

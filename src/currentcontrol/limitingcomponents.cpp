@@ -7,6 +7,9 @@
 #include "src/components/blackoutprotection/blackoutprotectiondglb.h"
 #include "src/components/currentcontrolconfig.h"
 #include "src/components/currentlimiter.h"
+#include "src/components/loadbalancing/lbphasehandler.h"
+#include "src/components/loadbalancing/loadbalancing.h"
+#include "src/components/loadbalancing/loadbalancingconfig.h"
 #include "src/components/measurementsources/measurementsourcefactory.h"
 #include "src/components/overcurrentprotection.h"
 #include "src/components/phaseimbalancemonitor.h"
@@ -33,7 +36,9 @@ CLimitingComponents::CLimitingComponents(SSurroundings surroundings)
       mTolerated(mSurroundings.scheduler,
                  [this](std::uint32_t milliAmpere) { mOvercurrentProtection->UpdateLimit(milliAmpere); }) {
   const CCurrentControlConfig& config = *mSurroundings.config;
-  if (config.GetBopEnable()) mInOrder.push_back(CreateBlackoutProtection());
+  std::shared_ptr<CBlackoutProtectionBase> blackoutProtection;
+  if (config.GetBopEnable()) mInOrder.push_back(blackoutProtection = CreateBlackoutProtection());
+  if (config.GetGroupLoadBalancingEnable()) CreateLoadBalancing(std::move(blackoutProtection));
   if (!config.IsFixedCable()) mInOrder.push_back(mCable = CreateCableLimit());
   if (config.PhaseImbalanceEnabled()) mInOrder.push_back(CreatePhaseImbalanceMonitor());
   mInOrder.push_back(mOvercurrentProtection = CreateOvercurrentProtection());
@@ -92,6 +97,26 @@ std::shared_ptr<CBlackoutProtectionBase> CLimitingComponents::CreateBlackoutProt
   }
   blackoutProtection->Init();  // when it fails, it says why, and what it does then
   return blackoutProtection;
+}
+
+void CLimitingComponents::CreateLoadBalancing(std::shared_ptr<CBlackoutProtectionBase> blackoutProtection) {
+  const auto& signal = mSurroundings.signal;
+  auto loadBalancing = std::make_shared<CLoadBalancing>(
+      std::make_shared<CLbPhaseHandler>(mSurroundings.scheduler, mSurroundings.meter),
+      mSurroundings.loadBalancingConfig, mSurroundings.meter, std::move(blackoutProtection),
+      CLoadBalancing::SSurroundings{
+          .scheduler = mSurroundings.scheduler,
+          .access = mSurroundings.group,
+          .line = mSurroundings.groupLine,
+          .signals = {.role = signal(DiagnosticsSignals::kLoadBalancingRole),
+                      .undiscovered = signal(DiagnosticsSignals::kLoadBalancingUndiscovered)},
+          .setLimit = [limiter = mSurroundings.limiter](float ampere) {
+            limiter->SetLimitWithDefaultPhases(ipc::ECurrentControlLoadBal, ampere);
+          }});
+  loadBalancing->Init();
+  if (!loadBalancing->HasRole()) return;  // it said why
+  mHeld.push_back(loadBalancing);
+  mInOrder.push_back(std::move(loadBalancing));
 }
 
 std::shared_ptr<CUserCableLimit> CLimitingComponents::CreateCableLimit() {

@@ -7,6 +7,7 @@
 
 #include "platform/worker/worker.h"
 #include "src/components/limiter.h"
+#include "src/components/loadbalancing/groupaccess.h"
 #include "src/components/toleratedcurrent.h"
 #include "src/rpc/clients/stationmeter.h"
 
@@ -15,6 +16,7 @@ class CChargeControlService;
 class CCurrentControlConfig;
 class CCurrentLimiter;
 class CDiagnosticsSignal;
+class CLoadBalancingConfig;
 class CMeasurementSourceFactory;
 class COvercurrentProtection;
 class CPhaseImbalanceMonitor;
@@ -37,6 +39,9 @@ class CLimitingComponents {
     std::shared_ptr<IAdacService> adac;
     StationMeter meter;
     CMeasurementSourceFactory& sources;
+    std::shared_ptr<CLoadBalancingConfig> loadBalancingConfig;
+    SGroupAccess group;
+    SRs485Line groupLine;  ///< where a group may be
     std::function<std::shared_ptr<CDiagnosticsSignal>(const CSignalDefinition&)> signal;
   };
 
@@ -50,14 +55,15 @@ class CLimitingComponents {
   const std::vector<std::shared_ptr<ILimiter>>& InOrder() const { return mInOrder; }
 
   /// States what holds before anything is enabled, or known of cable and meters: 0 A by the cable, by phase
-  /// imbalance and by blackout protection, as far as they are there. Solar charging and overcurrent
-  /// protection hold nothing at first.
+  /// imbalance, by blackout protection and by the group, as far as they are there. Solar charging and
+  /// overcurrent protection hold nothing at first.
   void Hold();
   /// Tells those who want to know whether there is a vehicle, and whether it is charging.
   void SetChargingState(ipc::EChargingState state);
 
  private:
   std::shared_ptr<CBlackoutProtectionBase> CreateBlackoutProtection();
+  void CreateLoadBalancing(std::shared_ptr<CBlackoutProtectionBase> blackoutProtection);
   std::shared_ptr<CUserCableLimit> CreateCableLimit();
   std::shared_ptr<CPhaseImbalanceMonitor> CreatePhaseImbalanceMonitor();
   std::shared_ptr<COvercurrentProtection> CreateOvercurrentProtection();

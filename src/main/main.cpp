@@ -9,6 +9,7 @@
 #include "platform/utility/posixfiles.h"
 #include "platform/utility/signalwatcher.h"
 #include "platform/worker/realscheduler.h"
+#include "src/components/loadbalancing/realgroupaccess.h"
 #include "src/components/measurementsources/realmeteraccess.h"
 #include "src/currentcontrol/currentcontrol.h"
 #include "src/main/commandline.h"
@@ -30,7 +31,8 @@ int main(int argc, char* argv[]) {
     CCurrentcontrol application(commandLine->root, {.scheduler = scheduler,
                                                     .files = files,
                                                     .host = host,
-                                                    .meters = RealMeterAccess(scheduler, commandLine->root)});
+                                                    .meters = RealMeterAccess(scheduler, commandLine->root),
+                                                    .group = RealGroupAccess(scheduler)});
     const CSignalWatcher signals([&application](int) { application.RequestTermination(); });
     application.Run();
   }

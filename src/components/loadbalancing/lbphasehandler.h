@@ -1,5 +1,9 @@
 #pragma once
 
+#include <optional>
+
+#include "platform/utility/mutex.h"
+#include "platform/worker/worker.h"
 #include "src/components/loadbalancing/ilbphasehandler.h"
 #include "src/rpc/clients/stationmeter.h"
 
@@ -16,4 +20,22 @@ class CLbPhaseHandler final : public ILbPhaseHandler {
 
   void SetLimit(std::uint32_t milliAmpere, bool isPhaseDiscovery) override;
   std::uint8_t GetReport() override;
+
+ private:
+  enum class EDiscovery { None, Running, Done };
+
+  /// The phases that draw now, as bits of the report.
+  std::uint8_t DrawingPhases() const;
+  void StartSampling();
+  void Sample();
+  EDiscovery Advance(bool isDrawing);
+
+  const IClock& mClock;
+  const StationMeter mMeter;
+  CMutex mMutex;
+  bool mIsAsked GUARDED_BY(mMutex) = false;
+  EDiscovery mDiscovery GUARDED_BY(mMutex) = EDiscovery::None;
+  std::optional<TimePoint> mDrawingSince GUARDED_BY(mMutex);  // of the discovery that is running
+  CCallHandle mSampling;                                      // the worker's
+  CWorker mWorker;
 };

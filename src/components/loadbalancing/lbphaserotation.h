@@ -6,8 +6,8 @@
 #include <optional>
 #include <string_view>
 
-/// Which of the supply's phases R, S and T the station's L1, L2 and L3 are connected to: "RST", or "STR" where
-/// L1 is on S. A station with fewer phases may name only those that it has.
+/// Which of the supply's phases R, S and T the station's L1, L2 and L3 are connected to: "RST", or "STR"
+/// where L1 is on S. A station with fewer phases may name only those that it has.
 class CLbPhaseRotation {
  public:
   /// Nothing: the text names another phase, one twice, or none.

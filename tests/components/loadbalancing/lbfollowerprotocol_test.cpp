@@ -1,0 +1,202 @@
+#include "src/components/loadbalancing/lbfollowerprotocol.h"
+
+#include <tuple>
+
+#include <gtest/gtest.h>
+
+#include "components/loadbalancing/scriptedmedium.h"
+#include "platform/log/logcapture.h"
+#include "platform/worker/virtualscheduler.h"
+#include "src/components/loadbalancing/ilbphasehandler.h"
+#include "src/components/loadbalancing/lbpacketparser.h"
+#include "src/components/loadbalancing/loadbalancingconfig.h"
+#include "src/diagnosticssignals/diagnosticssignals.h"
+#include "support/diagnosticsrecord.h"
+#include "support/memoryconfig.h"
+
+namespace {
+
+using Limits = std::vector<float>;
+
+/// What a leader says to 12-34-ABC-DE1, and what that one answers.
+constexpr auto kReset = "11e4";
+constexpr auto kEverybody = "22000000000000000300ad";
+constexpr auto k16A = "880c22c9212d25803e00000057";
+constexpr auto k0A = "880c22c9212d25000000000058";
+constexpr auto kFindPhases = "880c22c9212d25000000000115";
+constexpr auto kItsMe = "330c22c9212d251a";
+constexpr auto kDrawsNothing = "990c22c9212d2500000000000000000000000081f7";
+
+struct SPhases final : public ILbPhaseHandler {
+  void SetLimit(std::uint32_t milliAmpere, bool isPhaseDiscovery) override {
+    told = fmt::format("{}{}", milliAmpere, isPhaseDiscovery ? " find" : "");
+  }
+  std::uint8_t GetReport() override { return 0x81; }
+  std::string told;
+};
+
+/// A follower that was started, at a line or a network.
+class CFollower {
+ public:
+  explicit CFollower(bool isNetwork, const char* sn = "12-34-ABC-DE1", bool isPresent = true)
+      : mMedium(std::make_shared<CScriptedMedium>(isNetwork)) {
+    mHwinfo->Set("MainboardSn", sn);
+    mSettings->Set("GroupLoadBalancingFallbackCurrent", 6.4F);
+    mMedium->SetPresent(isPresent);
+    mProtocol.emplace(CLbProtocolBase::SSurroundings{
+                          .scheduler = mScheduler,
+                          .phaseHandler = mPhases,
+                          .config = std::make_shared<CLoadBalancingConfig>(mSettings, mHwinfo, mSettings),
+                          .communication = mMedium,
+                          .parser = std::make_unique<CLbPacketParser>(),
+                          .setLimit = [this](float ampere) { mLimits.push_back(ampere); },
+                          .meter = [this] { return mMeter; }},
+                      mRecord.Signal(DiagnosticsSignals::kLoadBalancingUndiscovered));
+    mProtocol->Start();
+  }
+
+  /// Says something and lets a while pass; the answer.
+  std::string Say(std::string_view digits, Milliseconds span = Milliseconds{0}) {
+    mMedium->Hear(digits);
+    mScheduler.RunFor(span);
+    return mMedium->Told();
+  }
+  /// A, in order, since the last time.
+  Limits Applied() { return std::exchange(mLimits, {}); }
+  std::vector<std::string> Signalled() {
+    return mRecord.Take()[DiagnosticsSignals::kLoadBalancingUndiscovered.number];
+  }
+
+  CVirtualScheduler mScheduler;
+  CDiagnosticsRecord mRecord{mScheduler};
+  const std::shared_ptr<CMemoryConfig> mSettings = std::make_shared<CMemoryConfig>();
+  const std::shared_ptr<CMemoryConfig> mHwinfo = std::make_shared<CMemoryConfig>();
+  const std::shared_ptr<SPhases> mPhases = std::make_shared<SPhases>();
+  const std::shared_ptr<CScriptedMedium> mMedium;
+  std::optional<SStationMeterData> mMeter;
+  Limits mLimits;
+  std::optional<CLbFollowerProtocol> mProtocol;
+};
+
+TEST(LbFollowerProtocol, JoinsObeysAndFallsBack) {
+  const CLogCapture log;
+  CFollower follower(true);
+  EXPECT_EQ(log.Count("Using SN '12-34-ABC-DE1' (0c:22:c9:21:2d:25)"), 1);
+  EXPECT_EQ(follower.Say(kEverybody), "") << "disabled";
+  EXPECT_EQ(follower.Say(k16A), "");
+  EXPECT_EQ(follower.Applied(), Limits{});
+
+  follower.mProtocol->Enable();
+  follower.mProtocol->Enable();
+  EXPECT_EQ(follower.Applied(), Limits{6.4F});
+  EXPECT_EQ(follower.Signalled(), std::vector<std::string>{"true"});
+  EXPECT_EQ(follower.Say(kEverybody), kItsMe);
+  EXPECT_EQ(log.Count("Received message with id 0x22 in state 1 from the peer"), 1);
+  EXPECT_EQ(log.Count("Sending message of 8 bytes with id 0x33 to the peer"), 1);
+  EXPECT_EQ(follower.Say("440c22c9212d2578"), "550c22c9212d250300f3");
+  EXPECT_EQ(follower.Say("660c22c9212d2554"), "770c22c9212d250019000059");
+
+  EXPECT_EQ(follower.Say(k16A), kDrawsNothing);
+  EXPECT_EQ(follower.Say(kEverybody), "") << "it is found already";
+  EXPECT_EQ(follower.Signalled(), std::vector<std::string>{"false"});
+  EXPECT_EQ(follower.Say(k0A, Milliseconds{7999}), kDrawsNothing) << "and again";
+  EXPECT_EQ(follower.Say(kFindPhases), kDrawsNothing);
+  EXPECT_EQ(follower.mPhases->told, "0 find");
+  EXPECT_EQ(follower.Say("880c22c9212d257017000001f4", Milliseconds{7999}), kDrawsNothing);
+  EXPECT_EQ(follower.mPhases->told, "6000 find") << "which is not heeded there";
+  EXPECT_EQ(follower.Applied(), (Limits{16.0F, 0.0F, 10.0F, 6.0F}));
+  EXPECT_EQ(log.Count("Reached state discovered."), 1);
+
+  follower.mScheduler.RunFor(Milliseconds{1});
+  EXPECT_EQ(follower.Applied(), Limits{6.4F});
+  EXPECT_EQ(log.Texts(Log::ELogLevel::Warning),
+            std::vector<std::string>{"Communication timeout occurred, resetting to undiscovered."});
+  EXPECT_EQ(follower.Signalled(), (std::vector<std::string>{"false", "false", "false", "true"}));
+  follower.mScheduler.RunFor(Milliseconds{60000});
+  EXPECT_EQ(follower.Applied(), Limits{}) << "a silence that lasts is no news";
+
+  EXPECT_EQ(follower.Say(k16A), kDrawsNothing) << "found again without having been looked for";
+  follower.mProtocol->Disable();
+  follower.mScheduler.RunFor(Milliseconds{60000});
+  EXPECT_EQ(follower.Applied(), (Limits{16.0F, 0.0F}));
+  EXPECT_EQ(follower.Signalled(), (std::vector<std::string>{"false", "false"}));
+  EXPECT_EQ(follower.mProtocol->GetLimit(), 0U);
+}
+
+TEST(LbFollowerProtocol, BeginsAnewWhenResetOrChanged) {
+  for (const bool isDiscovered : {false, true}) {
+    const CLogCapture log;
+    CFollower follower(true);
+    follower.mProtocol->Enable();
+    if (isDiscovered) follower.Say(k16A);
+    follower.Applied();
+    EXPECT_EQ(follower.Say(kReset), "");
+    EXPECT_EQ(follower.Applied(), (Limits{0.0F, 6.4F}));
+    EXPECT_EQ(log.Count("Reset received from leader, transitioning to undiscovered."), 1);
+    if (isDiscovered) follower.Say(k16A);
+    follower.Applied();
+    follower.mSettings->Set("GroupLoadBalancingFallbackCurrent", 8);
+    EXPECT_EQ(follower.Say(k16A, Milliseconds{60000}), "") << "not processed";
+    EXPECT_EQ(follower.Applied(), (Limits{0.0F, 8.0F}));
+    EXPECT_EQ(log.Count("Fallback current changed from 6400 to 8000, resetting to undiscovered."), 1);
+    EXPECT_EQ(log.Count("Communication timeout occurred, resetting to undiscovered."), 0);
+    EXPECT_EQ(follower.Say("660c22c9212d2554"), "770c22c9212d25401f0000c9");
+  }
+}
+
+TEST(LbFollowerProtocol, AnswersWhatItIsAskedAndNothingElse) {
+  for (const auto& [heard, network, line] :
+       {std::tuple{kEverybody, kItsMe, "33"},
+        {"220c02000000000c0300a4", kItsMe, "33"},  // its first 12 bits
+        {"220c22c9212d25c80307e9", kItsMe, "33"},  // bits beyond the last are 0 in both
+        {"220c22ca212d25300300f0", "", ""},        // another one's
+        {"2200000000000000020055", "", ""},        // another version
+        {"440c22ca212d2510", "", ""},              // to another one
+        {"880c22ca212d25803e000000df", "", ""},    //
+        {"550c22ca212d250300cf", "", ""},          // what others answer
+        {"880c22c9212d25ffffffff00c7", kDrawsNothing, kDrawsNothing}}) {
+    CFollower onNetwork(true);
+    CFollower onLine(false);
+    CFollower nobody(true, "12-34-ABC-DE");
+    for (CFollower* follower : {&onNetwork, &onLine, &nobody}) follower->mProtocol->Enable();
+    EXPECT_EQ(onNetwork.Say(heard), network);
+    EXPECT_EQ(onLine.Say(heard), line);
+    EXPECT_EQ(nobody.Say(heard), "") << "nobody is addressed who has no serial number";
+  }
+}
+
+TEST(LbFollowerProtocol, TellsTheLoadInTheOrderOfTheSupply) {
+  const CLogCapture log;
+  CFollower follower(true);
+  follower.mProtocol->Enable();
+  follower.mMeter = SStationMeterData{.milliAmpere = {11000, -40, 900}};
+  for (const auto& [rotation, answer] : {std::pair{"RST", "990c22c9212d25f82a0000000000008403000081e9"},
+                                         {"STR", "990c22c9212d2584030000f82a00000000000081f6"},
+                                         {"SRS", "990c22c9212d25f82a0000000000008403000081e9"}}) {
+    follower.mSettings->Set("PhaseRotation", rotation);
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(follower.Say(k16A), answer) << rotation;
+  }
+  EXPECT_EQ(log.Count("Invalid value 'SRS' for PhaseRotation in settings.json. Defaulting to 'RST'."), 1);
+}
+
+TEST(LbFollowerProtocol, WaitsForCommunicationAndBoundsItsQueue) {
+  const CLogCapture log;
+  CFollower follower(true, "12-34-ABC-DE1", false);
+  follower.mProtocol->Enable();
+  follower.mScheduler.RunFor(Milliseconds{1000 + 2000 + 4000 + 8000 + 16000 + 30000 + 30000});
+  EXPECT_EQ(follower.mMedium->Starts(), 8);
+  EXPECT_EQ(follower.Applied(), Limits{6.4F});
+  follower.mMedium->SetPresent(true);
+  follower.mScheduler.RunFor(Milliseconds{300000});
+  EXPECT_EQ(follower.mMedium->Starts(), 9);
+  EXPECT_EQ(log.Count("Could not set up communication, failed to start load balancing"), 1);
+
+  // What comes faster than it is handled is dropped; the next one is answered again.
+  for (int i = 0; i < 1000; ++i) follower.mMedium->Hear(kEverybody);
+  follower.mScheduler.RunDue();
+  EXPECT_EQ(follower.mMedium->Told().size(), 64U * std::string_view(kItsMe).size());
+  EXPECT_EQ(follower.Say(k16A), kDrawsNothing);
+  EXPECT_EQ(log.Texts(Log::ELogLevel::Warning).size(), 1U);
+}
+
+}  // namespace
