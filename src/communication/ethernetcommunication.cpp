@@ -180,7 +180,7 @@ void CEthernetCommunication::Deliver(std::span<const std::uint8_t> data, const S
   }
   const auto found = mPeers->FindOrAdd(sender);
   if (found.isFirst) mWorker.NonBlockingCall([this] { ExpirePeers(); });
-  found.peer->Append(data);
+  found.peer->Receive(data);
   mHandler(found.peer);
   if (found.isNewcomer && found.peer->IsProven()) mPeers->Settle(sender);
 }

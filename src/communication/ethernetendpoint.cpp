@@ -1,6 +1,5 @@
 #include "src/communication/ethernetendpoint.h"
 
-#include <iterator>
 #include <utility>
 
 #include <fmt/format.h>
@@ -17,15 +16,11 @@ constexpr std::uint32_t kFarthestAhead = 10;
 
 CEthernetCommunication::CEndpoint::CEndpoint(std::shared_ptr<CEthernetLink> link, const SUdpAddress& address)
     : mLink(std::move(link)), mAddress(address), mLastValid(mLink->Now()) {
-  mReceived.reserve(kMostReceived);
+  mReceived.reserve(kMostOfDatagram);
 }
 
-void CEthernetCommunication::CEndpoint::Append(std::span<const std::uint8_t> data) {
-  const std::size_t size = mReceived.size() + data.size();
-  if (size > kMostReceived)
-    mReceived.erase(mReceived.begin(),
-                    std::next(mReceived.begin(), static_cast<std::ptrdiff_t>(size - kMostReceived)));
-  mReceived.insert(mReceived.end(), data.begin(), data.end());
+void CEthernetCommunication::CEndpoint::Receive(std::span<const std::uint8_t> datagram) {
+  mReceived.assign(datagram.begin(), datagram.end());
 }
 
 TimePoint CEthernetCommunication::CEndpoint::ExpiresAt() const {

@@ -7,14 +7,12 @@
 /// may outlive the transport: then it sends nothing any more.
 class CEthernetCommunication::CEndpoint final : public ICommunicationListener::IEndpoint {
  public:
-  /// Bytes that are kept for a handler that leaves them, enough for a begun packet and a datagram; then the
-  /// oldest go.
-  static constexpr std::size_t kMostReceived = 2 * kMostOfDatagram;
-
   CEndpoint(std::shared_ptr<CEthernetLink> link, const SUdpAddress& address);
 
-  /// Bytes have come. On the socket's thread, as what uses the buffer.
-  void Append(std::span<const std::uint8_t> data);
+  /// A datagram has come. On the socket's thread, as what uses the buffer. It takes the place of what the one
+  /// before has left there: a packet is one datagram, and bytes of somebody who only pretends to be this peer
+  /// must not hold the next one back.
+  void Receive(std::span<const std::uint8_t> datagram);
   /// When the peer is to be forgotten, unless a valid packet comes before.
   TimePoint ExpiresAt() const EXCLUDES(mMutex);
   /// Whether a valid packet has come from it.

@@ -139,8 +139,8 @@ TEST_F(EthernetCommunicationTest, HandsDatagramsToTheirPeer) {
   mValid = false;
   for (const std::size_t size : {0U, 1U, 20U, 61U, 1500U, 65000U})
     mNetwork.Deliver(std::vector<std::uint8_t>(size), Peer(7));
-  EXPECT_THAT(mSizes, ElementsAre(1, 21, 82, 128, 128))
-      << "64 bytes of each, of which as many are kept as fit";
+  EXPECT_THAT(mSizes, ElementsAre(1, 20, 61, 64, 64))
+      << "at most 64 bytes of each, and nothing of the one before";
   EXPECT_EQ(mLog.Count("Received 0 bytes from fe80::1%3:7."), 1);
   EXPECT_EQ(mEndpoint->ToString(), "fe80::1%3:7");
   EXPECT_TRUE(mEndpoint->IsNetworkEndpoint());
