@@ -21,25 +21,6 @@ constexpr std::uint32_t kMostLoadMilliAmpere = 100000;
 constexpr double kColdest = -60.0;
 constexpr double kHottest = 200.0;
 
-/// "01:30:00" or, with milliseconds, "00:00:02.500".
-Milliseconds ReadTime(const CNode& node) {
-  const std::string text = node.Text();
-  const bool withMilliseconds = text.size() == std::string_view("hh:mm:ss.mmm").size();
-  std::string pattern = withMilliseconds ? "00:00:00.000" : "00:00:00";
-  bool fits = text.size() == pattern.size();
-  for (std::size_t i = 0; fits && i < pattern.size(); ++i) {
-    fits = pattern[i] == '0' ? text[i] >= '0' && text[i] <= '9' : text[i] == pattern[i];
-  }
-  const auto part = [&](std::size_t begin, std::size_t digits) {
-    return std::stoi(text.substr(begin, digits));
-  };
-  if (!fits || part(3, 2) > 59 || part(6, 2) > 59) {
-    node.Fail("must be a time such as \"01:30:00\" or \"00:00:02.500\"");
-  }
-  return std::chrono::hours(part(0, 2)) + std::chrono::minutes(part(3, 2)) +
-         std::chrono::seconds(part(6, 2)) + std::chrono::milliseconds(withMilliseconds ? part(9, 3) : 0);
-}
-
 ipc::ECurrentControlSource ReadSource(const CNode& node) {
   const auto source = ParseSource(node.IsText() ? node.Text() : std::to_string(node.Integer(0, 1000)));
   if (!source) node.Fail("must be a limitation source: its number, enumerator or display name");
@@ -185,7 +166,7 @@ SScenario::Action ReadRoof(const CNode& node) {
   if (const auto seed = FindUnsigned(node, "seed", 0, std::numeric_limits<std::uint32_t>::max()))
     roof.seed = *seed;
   const CNode begin = node.Require("begins-at");
-  const Milliseconds ofDay = ReadTime(begin);
+  const Milliseconds ofDay = begin.Time();
   if (ofDay >= kDay) begin.Fail("must be a time of day");
   return SScenario::SRoof{roof, ofDay};
 }
@@ -246,7 +227,7 @@ SScenario::Action ReadAction(const CNode& event) {
 SScenario::SEvent ReadEvent(const CNode& node, Milliseconds previous, Milliseconds repeat) {
   SScenario::Action action = ReadAction(node);
   const CNode at = node.Require("at");
-  const Milliseconds time = ReadTime(at);
+  const Milliseconds time = at.Time();
   if (time < previous) at.Fail("must not be earlier than that of the event before");
   if (repeat > Milliseconds{0} && time >= repeat) at.Fail("must be earlier than \"repeat\"");
   return {time, std::move(action)};
@@ -261,7 +242,7 @@ SScenario ReadScenario(const std::string& name, std::string text) {
   if (const auto description = root.Find("description")) description->Text();
   SScenario scenario;
   if (const auto repeat = root.Find("repeat")) {
-    scenario.repeat = ReadTime(*repeat);
+    scenario.repeat = repeat->Time();
     if (scenario.repeat == Milliseconds{0}) repeat->Fail("must be longer than nothing");
   }
   Milliseconds previous{0};

@@ -139,6 +139,24 @@ std::string CStrictJson::CNode::Text() const {
   return mValue->asString();
 }
 
+Milliseconds CStrictJson::CNode::Time() const {
+  const std::string text = Text();
+  const bool withMilliseconds = text.size() == std::string_view("hh:mm:ss.mmm").size();
+  std::string pattern = withMilliseconds ? "00:00:00.000" : "00:00:00";
+  bool fits = text.size() == pattern.size();
+  for (std::size_t i = 0; fits && i < pattern.size(); ++i) {
+    fits = pattern[i] == '0' ? text[i] >= '0' && text[i] <= '9' : text[i] == pattern[i];
+  }
+  const auto part = [&](std::size_t begin, std::size_t digits) {
+    return std::stoi(text.substr(begin, digits));
+  };
+  if (!fits || part(3, 2) > 59 || part(6, 2) > 59) {
+    Fail("must be a time such as \"01:30:00\" or \"00:00:02.500\"");
+  }
+  return std::chrono::hours(part(0, 2)) + std::chrono::minutes(part(3, 2)) +
+         std::chrono::seconds(part(6, 2)) + std::chrono::milliseconds(withMilliseconds ? part(9, 3) : 0);
+}
+
 const Json::Value& CStrictJson::CNode::Object() const {
   if (!mValue->isObject()) Fail("must be an object");
   return *mValue;

@@ -11,6 +11,8 @@
 
 #include <json/value.h>
 
+#include "platform/worker/scheduler.h"
+
 /// What is wrong in a file: one line with the file, the line and column in it, the key and what is allowed.
 class CFileError : public std::runtime_error {
  public:
@@ -52,6 +54,8 @@ class CStrictJson::CNode {
   std::int64_t Integer(std::int64_t least, std::int64_t most) const;
   double Number(double least, double most) const;
   std::string Text() const;
+  /// "01:30:00" or, with milliseconds, "00:00:02.500".
+  Milliseconds Time() const;
   /// Which of these texts it is, counted from 0.
   std::size_t Choice(const std::vector<std::string_view>& texts) const;
   /// An object with whatever keys.
