@@ -1,5 +1,7 @@
 #include "src/components/loadbalancing/loadbalancingconfig.h"
 
+#include <fstream>
+#include <iterator>
 #include <limits>
 
 #include <gmock/gmock.h>
@@ -156,6 +158,38 @@ TEST_F(CLoadBalancingConfigTest, TheBoardMayNameTheAdapterOfAnyNetwork) {
   EXPECT_THAT(adapters(), ElementsAre("", "lo", "lo", "lo"));
   EXPECT_EQ(mConfig.GetAdapter(ELbInterface{4}), "");
   EXPECT_THAT(Lines(), IsEmpty());
+}
+
+TEST_F(CLoadBalancingConfigTest, ThePageForInstallersTellsDefaultsAdaptersAndLines) {
+  std::ifstream file(LOAD_BALANCING_PAGE);
+  const std::string page(std::istreambuf_iterator<char>(file), {});
+  std::vector<std::string> texts{
+      fmt::format("`GroupLoadBalancingEnable` | | {} |", mConfig.GetEnable()),
+      fmt::format("`GroupLoadBalancingRole` | | {} |", mConfig.GetRole() ? "Leader" : "Follower"),
+      fmt::format("`GroupLoadBalancingInterface` | | {} |",
+                  mConfig.GetInterface() == ELbInterface::Rs485 ? "RS485" : "a network"),
+      fmt::format("`GroupLoadBalancingGroupId` | | {} |", mConfig.GetGroupId()),
+      fmt::format("`GroupLoadBalancingFallbackCurrent` * | A | {} |", mConfig.GetFallbackCurrent()),
+      fmt::format("`PhaseRotation` * | | {} |", mConfig.GetPhaseRotation()),
+      fmt::format("`HwHasMeter` | | {} |", mConfig.GetHwHasMeter()),
+      fmt::format("`GroupLoadBalancingGroupSize` | | {} |", mConfig.GetGroupSize()),
+      fmt::format("`GroupLoadBalancingMaxCurrent` | A | {} |", mConfig.GetCurrentCapacity()),
+      fmt::format("`VDEPhaseImbalanceEnable` | | {} |", mConfig.GetPhaseImbalanceEnable()),
+      fmt::format("`VDEPhaseImbalanceLimit` | A | {} |", mConfig.GetPhaseImbalanceLimit()),
+  };
+  for (const auto* interface : {"RS485", "Ethernet", "Wlan", "WlanAp"}) {
+    mSettings->Set("GroupLoadBalancingInterface", interface);
+    const std::string adapter = mConfig.GetAdapter(mConfig.GetInterface());
+    texts.push_back(fmt::format("| `{}` | {}", interface, adapter.empty() ? "none" : "`" + adapter + "` |"));
+  }
+  mConfig.GetPassword();
+  mConfig.GetMainboardSn();
+  for (const auto& line : mLog.Lines()) {
+    if (line.text.starts_with("GroupLoadBalancingMaxCurrent")) continue;  // a leader's
+    texts.push_back("| " + line.text + " |");
+  }
+  EXPECT_GT(texts.size(), 18U);
+  for (const auto& text : texts) EXPECT_THAT(page, ::testing::HasSubstr(text));
 }
 
 }  // namespace
