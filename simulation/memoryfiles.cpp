@@ -57,6 +57,11 @@ SFileError CMemoryFiles::Read(const std::filesystem::path& path, std::string& co
   return {};
 }
 
+bool CMemoryFiles::IsReadableByOthers(const std::filesystem::path& path) {
+  CMutexLock lock(mMutex);
+  return mReadableByOthers.contains(NameOf(path));
+}
+
 SFileError CMemoryFiles::Replace(const std::filesystem::path& path, std::string_view content) {
   {
     CMutexLock lock(mMutex);
@@ -113,6 +118,15 @@ void CMemoryFiles::FailReads(const std::filesystem::path& path, std::string reas
     if (!reason.empty()) mReadFailures.emplace(NameOf(path), std::move(reason));
   }
   CallWatchers(NameOf(path));
+}
+
+void CMemoryFiles::LetOthersRead(const std::filesystem::path& path, bool mayRead) {
+  CMutexLock lock(mMutex);
+  if (mayRead) {
+    mReadableByOthers.insert(NameOf(path));
+  } else {
+    mReadableByOthers.erase(NameOf(path));
+  }
 }
 
 void CMemoryFiles::FailReplacements(std::string reason) {

@@ -6,6 +6,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 
@@ -20,6 +21,7 @@ class CMemoryFiles final : public IFiles {
   ~CMemoryFiles() override;
 
   SFileError Read(const std::filesystem::path& path, std::string& content) override;
+  bool IsReadableByOthers(const std::filesystem::path& path) override;
   SFileError Replace(const std::filesystem::path& path, std::string_view content) override;
   SFileError Rename(const std::filesystem::path& from, const std::filesystem::path& to) override;
   std::unique_ptr<IWatch> Watch(const std::filesystem::path& path, std::function<void()> changed,
@@ -36,6 +38,8 @@ class CMemoryFiles final : public IFiles {
 
   /// Reads of a file fail for this reason from now on; an empty reason: they work again. Watchers are called.
   void FailReads(const std::filesystem::path& path, std::string reason);
+  /// Whether everyone may read a file; at first nobody but its owner and group.
+  void LetOthersRead(const std::filesystem::path& path, bool mayRead);
   /// Every `Replace` fails for this reason ("No space left on device"); an empty reason: it works again.
   void FailReplacements(std::string reason);
   /// Nothing can be watched for this reason; an empty reason: it works again. Watches in being stay.
@@ -52,6 +56,7 @@ class CMemoryFiles final : public IFiles {
   CCondition mCallReturned;
   std::map<std::string, std::string> mContents GUARDED_BY(mMutex);
   std::map<std::string, std::string> mReadFailures GUARDED_BY(mMutex);
+  std::set<std::string> mReadableByOthers GUARDED_BY(mMutex);
   std::string mReplaceFailure GUARDED_BY(mMutex);
   std::string mWatchFailure GUARDED_BY(mMutex);
   int mReplacements GUARDED_BY(mMutex) = 0;

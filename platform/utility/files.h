@@ -31,8 +31,12 @@ class IFiles {
 
   virtual ~IFiles() = default;
 
-  /// Reads a whole file.
+  /// Reads a whole file. What was read stands in `content` alone, whose wiping leaves nothing of it.
   virtual SFileError Read(const std::filesystem::path& path, std::string& content) = 0;
+
+  /// Whether all users of the system may read it, beyond its owner and its group. False where there is no
+  /// file, or no such thing.
+  virtual bool IsReadableByOthers(const std::filesystem::path& /*path*/) { return false; }
 
   /// Puts the content in the file's place so that a reader, or a power cut, sees the old or the new and
   /// nothing between: new file beside it, fsync, rename, fsync of the folder. Creates missing folders.

@@ -1,5 +1,6 @@
 #include "platform/utility/posixfiles.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstdlib>
@@ -14,6 +15,7 @@
 
 #include "platform/utility/filedescriptor.h"
 #include "platform/utility/filewatch.h"
+#include "platform/utility/wipe.h"
 
 namespace {
 
@@ -46,17 +48,29 @@ CFileDescriptor Open(const std::filesystem::path& path, int flags, mode_t mode =
   return CFileDescriptor(descriptor);
 }
 
-SFileError ReadAll(int descriptor, std::string& content) {
-  char block[4096];
-  content.clear();
+/// Makes room, and leaves nothing behind in the old one.
+void Enlarge(std::string& content) {
+  std::string larger(2 * content.size(), '\0');
+  std::ranges::copy(content, larger.begin());
+  content.swap(larger);
+  Wipe(larger);
+}
+
+SFileError ReadAll(int descriptor, std::size_t expected, std::string& content) {
+  constexpr std::size_t kRoomToSpare = 64;  // for a file that is growing, and to see its end
+  content.assign(expected + kRoomToSpare, '\0');
+  std::size_t size = 0;
   while (true) {
-    const ssize_t count = ::read(descriptor, block, sizeof block);
-    if (count == 0) return {};
+    const ssize_t count = ::read(descriptor, content.data() + size, content.size() - size);
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) return SystemError("read");
-    content.append(block, static_cast<std::size_t>(count));
-    if (content.size() > IFiles::kLargestFile) return TooLarge();
+    size += static_cast<std::size_t>(count);
+    if (size > IFiles::kLargestFile) return TooLarge();
+    if (count == 0) break;
+    if (size == content.size()) Enlarge(content);
   }
+  content.resize(size);
+  return {};
 }
 
 SFileError WriteAll(int descriptor, std::string_view content) {
@@ -141,7 +155,12 @@ SFileError CPosixFiles::Read(const std::filesystem::path& path, std::string& con
   if (S_ISDIR(status.st_mode)) return Failed("it is a folder");
   if (!S_ISREG(status.st_mode)) return Failed("it is not a regular file");
   if (status.st_size > static_cast<off_t>(kLargestFile)) return TooLarge();
-  return ReadAll(descriptor.Get(), content);
+  return ReadAll(descriptor.Get(), static_cast<std::size_t>(status.st_size), content);
+}
+
+bool CPosixFiles::IsReadableByOthers(const std::filesystem::path& path) {
+  struct stat status {};
+  return ::stat(path.c_str(), &status) == 0 && (status.st_mode & S_IROTH) != 0;
 }
 
 SFileError CPosixFiles::Replace(const std::filesystem::path& path, std::string_view content) {

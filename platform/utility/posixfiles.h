@@ -13,6 +13,7 @@ class CPosixFiles final : public IFiles {
  public:
   /// Reads regular files only, and never waits for one that is none (a FIFO, say).
   SFileError Read(const std::filesystem::path& path, std::string& content) override;
+  bool IsReadableByOthers(const std::filesystem::path& path) override;
   /// A symbolic link stays one: the file that it leads to is replaced. The new file has the old one's owner
   /// and permissions; one that did not exist may be read by everyone and written by its owner.
   SFileError Replace(const std::filesystem::path& path, std::string_view content) override;

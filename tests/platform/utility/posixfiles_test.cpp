@@ -67,6 +67,18 @@ TEST_F(PosixFilesTest, ReadsRegularFilesOnlyAndWaitsForNone) {
   EXPECT_EQ(Content(path).size(), 1024U * 1024U);
   WriteInPlace(path, std::string(1024 * 1024 + 1, 'x'));
   EXPECT_EQ(files.Read(path, content).kind, SFileError::EKind::TooLarge);
+  EXPECT_GT(Content("/proc/self/maps").size(), 1000U) << "whose size is told as 0";
+}
+
+TEST_F(PosixFilesTest, TellsWhetherEveryoneMayReadAFile) {
+  const fs::path path = folder / "etc/file";
+  EXPECT_FALSE(files.IsReadableByOthers(path)) << "there is none";
+  WriteInPlace(path, "{}");
+  fs::create_symlink(path, folder / "etc/link");
+  for (const ::mode_t mode : {0604U, 0640U, 0600U, 0755U}) {
+    ASSERT_EQ(::chmod(path.c_str(), mode), 0);
+    EXPECT_EQ(files.IsReadableByOthers(folder / "etc/link"), mode == 0604 || mode == 0755) << mode;
+  }
 }
 
 TEST_F(PosixFilesTest, ReplacesAFileAndKeepsItsModeAndItsLink) {
