@@ -5,7 +5,7 @@
 #include "platform/koconfig/settingsfile.h"
 
 void ChangeSettings(IFiles& files, const std::filesystem::path& path, const Json::Value& values) {
-  KoConfig::CSettingsFile file(files, path, Text::EContents::Open);
+  KoConfig::CSettingsFile file(files, path);
   file.Load();
   Json::Value settings = file.Object();
   for (const std::string& key : values.getMemberNames()) {

@@ -59,7 +59,8 @@ std::shared_ptr<IConfig> Create(IScheduler& scheduler, IFiles& files, const std:
 
 using Text::EContents;
 
-/// Opens a store that this process never writes. No log line shows anything that a secret one holds.
+/// Opens a store that this process never writes. Of a secret one no log line shows anything, and nothing
+/// stays in memory: every getter reads the file, and what it answers is the caller's to wipe.
 std::shared_ptr<IReadOnlyConfig> CreateReadOnly(IScheduler& scheduler, IFiles& files,
                                                 const std::filesystem::path& path,
                                                 EContents contents = EContents::Open);

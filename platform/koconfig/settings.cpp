@@ -31,9 +31,8 @@ CSettings::Changes CSettings::Compare(const Json::Value& object) const {
 }
 
 void CSettings::Warn(std::string_view key, const Json::Value& wrong, std::string_view used) const {
-  const std::string value = mContents == Text::EContents::Open ? JsonText::ToLog(wrong) : "(not shown)";
   LOG_WARNING("{}: \"{}\" has the value {}, which is of the wrong type or out of range; {} is used", mName,
-              key, value, used);
+              key, JsonText::ToLog(wrong), used);
 }
 
 }  // namespace KoConfig

@@ -14,7 +14,6 @@
 
 #include "platform/koconfig/conversion.h"
 #include "platform/utility/mutex.h"
-#include "platform/utility/text.h"
 
 namespace KoConfig {
 
@@ -25,7 +24,7 @@ class CSettings {
   using Changes = std::map<std::string, Json::Value>;
 
   /// The name is for log lines: the file that the settings come from.
-  CSettings(std::string name, Text::EContents contents) : mName(std::move(name)), mContents(contents) {}
+  explicit CSettings(std::string name) : mName(std::move(name)) {}
 
   /// The value, or the default when there is none. A value of the wrong type gives the default as well, and a
   /// warning the first time since that value is in force.
@@ -69,7 +68,6 @@ class CSettings {
   Changes Compare(const Json::Value& object) const;
 
   const std::string mName;
-  const Text::EContents mContents;
   mutable CSharedMutex mMutex;
   std::unordered_map<std::string, SSetting, SHash, std::equal_to<>> mSettings GUARDED_BY(mMutex);
 };

@@ -18,8 +18,8 @@ std::filesystem::path WithEnding(std::filesystem::path path, const char* ending)
 
 }  // namespace
 
-CSettingsFile::CSettingsFile(IFiles& files, std::filesystem::path path, Text::EContents contents)
-    : mFiles(files), mPath(std::move(path)), mBrokenPath(WithEnding(mPath, ".broken")), mContents(contents) {}
+CSettingsFile::CSettingsFile(IFiles& files, std::filesystem::path path)
+    : mFiles(files), mPath(std::move(path)), mBrokenPath(WithEnding(mPath, ".broken")) {}
 
 bool CSettingsFile::Load() {
   std::string text;
@@ -32,7 +32,7 @@ bool CSettingsFile::Load() {
   mReadError = std::move(error);
   mText = std::move(text);
   Json::Value object(Json::objectValue);
-  const std::string reason = mReadError ? mReadError.reason : JsonText::ParseObject(mText, object, mContents);
+  const std::string reason = mReadError ? mReadError.reason : JsonText::ParseObject(mText, object);
   Enter(StateOf(mReadError.kind, reason.empty()), reason);
   if (IsUsable()) mObject.swap(object);
   return true;

@@ -6,7 +6,6 @@
 #include <json/value.h>
 
 #include "platform/utility/files.h"
-#include "platform/utility/text.h"
 
 namespace KoConfig {
 
@@ -14,7 +13,7 @@ namespace KoConfig {
 /// logged once. One thread at a time.
 class CSettingsFile {
  public:
-  CSettingsFile(IFiles& files, std::filesystem::path path, Text::EContents contents);
+  CSettingsFile(IFiles& files, std::filesystem::path path);
 
   /// Reads the file. False: it is as it was read or saved last.
   bool Load();
@@ -39,7 +38,6 @@ class CSettingsFile {
   IFiles& mFiles;
   const std::filesystem::path mPath;
   const std::filesystem::path mBrokenPath;
-  const Text::EContents mContents;
   EState mState = EState::Unknown;
   SFileError mReadError;  // of the last reading, as mText
   std::string mText;

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "platform/koconfig/secretstore.h"
 #include "platform/log/log.h"
 
 namespace KoConfig {
@@ -14,10 +15,10 @@ constexpr Milliseconds kPollPeriod{5000};
 }  // namespace
 
 CStore::CStore(IScheduler& scheduler, IFiles& files, const std::filesystem::path& path, EUse use,
-               EContents contents, ChangeCallback changed)
+               ChangeCallback changed)
     : mChanged(std::move(changed)),
-      mSettings(path.string(), contents),
-      mFile(files, path, contents),
+      mSettings(path.string()),
+      mFile(files, path),
       mReloader(scheduler, path.filename().string()) {
   if (use == EUse::ReadAndWrite) mTeller.emplace(scheduler, path.stem().string() + " told").Start();
   Watch(files, path);  // before reading, so that no change falls between the two
@@ -133,13 +134,13 @@ void CStore::Notify(const CSettings::Changes& changes) {
 
 std::shared_ptr<IConfig> Create(IScheduler& scheduler, IFiles& files, const std::filesystem::path& path,
                                 ChangeCallback changed) {
-  return std::make_shared<CStore>(scheduler, files, path, CStore::EUse::ReadAndWrite, EContents::Open,
-                                  std::move(changed));
+  return std::make_shared<CStore>(scheduler, files, path, CStore::EUse::ReadAndWrite, std::move(changed));
 }
 
 std::shared_ptr<IReadOnlyConfig> CreateReadOnly(IScheduler& scheduler, IFiles& files,
                                                 const std::filesystem::path& path, EContents contents) {
-  return std::make_shared<CStore>(scheduler, files, path, CStore::EUse::ReadOnly, contents, ChangeCallback{});
+  if (contents == EContents::Secret) return std::make_shared<CSecretStore>(files, path);
+  return std::make_shared<CStore>(scheduler, files, path, CStore::EUse::ReadOnly, ChangeCallback{});
 }
 
 }  // namespace KoConfig

@@ -32,7 +32,7 @@ class CStore final : public IConfig {
   enum class EUse { ReadOnly, ReadAndWrite };
 
   CStore(IScheduler& scheduler, IFiles& files, const std::filesystem::path& path, EUse use,
-         EContents contents, ChangeCallback changed);
+         ChangeCallback changed);
   ~CStore() override;
   CStore(const CStore&) = delete;
   CStore& operator=(const CStore&) = delete;

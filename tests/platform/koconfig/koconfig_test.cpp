@@ -82,21 +82,6 @@ TEST_F(KoConfigTest, WarnsOfAWrongValueOnceUntilItChanges) {
   EXPECT_THAT(Lines(Log::ELogLevel::Warning), ElementsAre(HasSubstr("has the value true, which")));
 }
 
-TEST_F(KoConfigTest, ShowsNothingOfASecretFile) {
-  Write(R"({"Key": "hunter2"})");
-  const auto store = KoConfig::CreateReadOnly(scheduler, files, kPath, KoConfig::EContents::Secret);
-  EXPECT_EQ(store->GetUnsigned("Key", 6), 6U);
-  for (const auto* content :
-       {"{\n\"Key\": 1hunter2}", "{\"Key\": \"hunter\\2\"}", "[\"hunter2\"]", "{} hunter2"}) {
-    Write(content);
-  }
-  std::string text;
-  for (const auto& line : log.Lines()) text += line.text + '\n';
-  EXPECT_THAT(text, testing::Not(HasSubstr("hunter")));
-  EXPECT_THAT(Lines(Log::ELogLevel::Error),
-              testing::Contains(HasSubstr("used: Line 2, Column 9: it is no JSON")));
-}
-
 TEST_F(KoConfigTest, KeepsTheLastGoodValuesWhileTheFileIsBad) {
   const std::vector<std::pair<std::string, std::string>> contents{
       {"", "Line 1, Column 1: the file is empty"},
