@@ -13,7 +13,6 @@ import string
 import subprocess
 import sys
 import tempfile
-import threading
 import time
 import unittest
 
@@ -42,59 +41,44 @@ def pieces_of(text):
 
 
 class SecretsInMemoryTest(unittest.TestCase):
-    def start(self, password, marker):
-        """A follower that has set up its encryption."""
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        etc = pathlib.Path(folder.name) / "etc"
-        etc.mkdir()
+    def start(self, folder, password, marker):
+        """A follower that has set up its encryption; its log goes to a file in the folder."""
+        (folder / "etc").mkdir()
         for name, values in {
-            "hwinfo": {"HwMaxCurrent": 16, "HwHasMeter": True, "MainboardSn": "12-34-ABC-DE1", "HwLoadBalancingAdapter": "lo"},
-            "settings": {"CurrentCtrlFixedChargeCurrentLimit": 16, "GroupLoadBalancingEnable": True,
-                         "GroupLoadBalancingRole": "Follower", "GroupLoadBalancingInterface": "Ethernet",
-                         "GroupLoadBalancingGroupId": 7, "GroupLoadBalancingFallbackCurrent": 6, "Marker": marker},
-            "secrets": {"Comment": password[::-1], "GroupLoadBalancingPassword": password},
+            "hwinfo": {"HwMaxCurrent": 16, "HwHasMeter": True, "HwLoadBalancingAdapter": "lo", "Marker": marker},
+            "settings": {"GroupLoadBalancingEnable": True, "GroupLoadBalancingRole": "Follower",
+                         "GroupLoadBalancingInterface": "Ethernet", "GroupLoadBalancingGroupId": 7},
+            "secrets": {"NotAsked": password[::-1], "GroupLoadBalancingPassword": password},
         }.items():
-            (etc / f"{name}.json").write_text(json.dumps(values))
-            (etc / f"{name}.json").chmod(0o600)
-        self.log = []
-        self.initialized = threading.Event()
-        process = subprocess.Popen([DAEMON, f"--root={folder.name}", "-vv"], stderr=subprocess.PIPE, text=True)
-        self.addCleanup(process.stderr.close)
+            (folder / "etc" / f"{name}.json").write_text(json.dumps(values))
+        with open(folder / "log", "w") as log:
+            process = subprocess.Popen([DAEMON, f"--root={folder}", "-vv"], stderr=log)
         self.addCleanup(process.wait)
         self.addCleanup(process.kill)
-
-        def listen():
-            for line in process.stderr:
-                self.log.append(line)
-                if INITIALIZED in line:
-                    self.initialized.set()
-
-        listener = threading.Thread(target=listen)
-        listener.start()
-        self.addCleanup(listener.join)
-        self.addCleanup(process.kill)
-        self.assertTrue(self.initialized.wait(60), "".join(self.log))
+        deadline = time.monotonic() + 60
+        while INITIALIZED not in (folder / "log").read_text() and time.monotonic() < deadline:
+            time.sleep(0.1)
+        self.assertIn(INITIALIZED, (folder / "log").read_text())
         return process
 
     def test_password_is_gone_soon_after_the_start(self):
         chance = random.Random(7)
-        letters = string.ascii_letters + string.digits
         # One that a string object holds within itself, and one that it does not.
         for length in 15, 48:
-            password, marker = ("".join(chance.choices(letters, k=length)) for _ in range(2))
+            password, marker = ("".join(chance.choices(string.ascii_letters, k=length)) for _ in range(2))
             secrets = pieces_of(password) + pieces_of(password[::-1])
-            process = self.start(password, marker)
-            time.sleep(2)
-            mappings = list(memory_of(process.pid))
+            with tempfile.TemporaryDirectory() as name:
+                folder = pathlib.Path(name)
+                process = self.start(folder, password, marker)
+                time.sleep(2)
+                mappings = list(memory_of(process.pid))
+                process.send_signal(signal.SIGTERM)
+                self.assertEqual(process.wait(20), 0)
+                log = (folder / "log").read_text()
             for piece in pieces_of(marker):
-                self.assertTrue(any(piece.encode() in memory for _, memory in mappings), "settings are kept")
+                self.assertTrue(any(piece.encode() in memory for _, memory in mappings), "what is no secret is kept")
             found = [(piece, name) for name, memory in mappings for piece in secrets if piece.encode() in memory]
-            self.assertEqual(found, [], password)
-            process.send_signal(signal.SIGTERM)
-            self.assertEqual(process.wait(20), 0)
-            log = "".join(self.log)
-            self.assertEqual([piece for piece in secrets if piece in log], [], password)
+            self.assertEqual(found + [piece for piece in secrets if piece in log], [], password)
 
 
 if __name__ == "__main__":
