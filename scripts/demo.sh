@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Runs the daemon with a simulated station and shows what happens, live. Ctrl-C ends it.
 #
-# usage: demo.sh [--meter TYPE] [--scenario NAME|FILE] [--seconds N] [--root PATH]
+# usage: demo.sh [--meter TYPE] [--scenario NAME|FILE] | [--group N] [--seconds N] [--root PATH]
+#   --group N              N stations, 2 to 5, that share a supply, under a leader, in networks of their own
 #   --meter TYPE           what measures the house: ct (else), p1extender, homewizard, modbustcp or modbusrtu; homewizard-mdns
 #                          has to be found on the network, by the avahi daemon
 #   --scenario NAME|FILE   what happens: evening-cooking (else), demo, evening, meter-lost, solar, which is measured over
@@ -13,11 +14,12 @@ set -euo pipefail
 usage() { sed -n 's/^# usage: /usage: /p; s/^#   \( *[-a-z]\)/  \1/p' "$0"; }
 seconds=()
 root=""
-scenario=evening-cooking
+scenario=""
 meter=""
+group=""
 while [ $# -gt 0 ]; do
   case "$1" in
-    --meter | --scenario | --seconds | --root) [ $# -ge 2 ] || { echo "demo: $1 needs a value" >&2; exit 2; } ;;&
+    --group | --meter | --scenario | --seconds | --root) [ $# -ge 2 ] || { echo "demo: $1 needs a value" >&2; exit 2; } ;;&
     --seconds) [[ "$2" =~ ^[1-9][0-9]{0,5}$ ]] || { echo "demo: --seconds takes a whole number from 1, not '$2'" >&2; exit 2; }
       seconds=(--seconds "$2"); shift 2 ;;
     --meter) case "$2" in
@@ -25,11 +27,18 @@ while [ $# -gt 0 ]; do
         *) echo "demo: '$2' is no meter that a demonstration has" >&2; usage >&2; exit 2 ;;
       esac ;;
     --scenario) scenario=$2; shift 2 ;;
+    --group) group=$2; shift 2 ;;
     --root) root=$(realpath --canonicalize-missing "$2"); shift 2 ;;
     -h | --help) usage; exit 0 ;;
     *) echo "demo: unknown option '$1'" >&2; usage >&2; exit 2 ;;
   esac
 done
+if [ -n "$group" ]; then
+  [ -z "$meter$scenario" ] || { echo "demo: --group goes with neither --meter nor --scenario" >&2; exit 2; }
+  if [ -n "$root" ]; then seconds+=(--root "$root"); fi
+  exec "$(dirname "$0")/demo-group.sh" --group "$group" "${seconds[@]}"
+fi
+scenario=${scenario:-evening-cooking}
 atHand=$(dirname "$0")/../simulation/scenarios/$scenario.json
 if [ -f "$atHand" ]; then scenario=$atHand; fi
 [ -f "$scenario" ] || { echo "demo: '$scenario' is neither a scenario at hand nor a file" >&2; exit 2; }
@@ -54,16 +63,8 @@ daemon=""
 station=""
 temporary=""
 log=""
-running() { [ -n "$1" ] && kill -0 "$1" 2> /dev/null; }
-# Ends a process of ours: politely, after 5 s by force. Its status; 0 when there never was one.
-end() {
-  local tries
-  [ -n "$1" ] || return 0
-  if running "$1"; then kill -TERM "$1" 2> /dev/null || true; fi
-  for ((tries = 0; tries < 50; ++tries)); do running "$1" || break; sleep 0.1; done
-  if running "$1"; then echo "demo: process $1 does not end; killed" >&2; kill -KILL "$1"; fi
-  wait "$1"
-}
+# shellcheck source=scripts/processes.sh
+. scripts/processes.sh
 
 finish() {
   local status=$1 stationStatus=0 daemonStatus=0
