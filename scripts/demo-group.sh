@@ -77,10 +77,7 @@ finish() {
   if [ -n "$temporary" ]; then rm -rf "$temporary"; fi
   exit "$status"
 }
-trap 'finish $?' EXIT
-trap 'finish 0' INT
-trap 'finish 143' TERM
-trap 'finish 129' HUP
+finish_always
 
 if [ -z "$root" ]; then
   temporary=$(mktemp -d "${TMPDIR:-/tmp}/currentcontrol.XXXXXX")

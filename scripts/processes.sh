@@ -13,3 +13,11 @@ end() {
   if running "$1"; then echo "demo: process $1 does not end; killed" >&2; kill -KILL "$1"; fi
   wait "$1"
 }
+
+# Has the script's `finish STATUS` end it, however it ends. Ctrl-C is a way to end as told.
+finish_always() {
+  trap 'finish $?' EXIT
+  trap 'finish 0' INT
+  trap 'finish 143' TERM
+  trap 'finish 129' HUP
+}
