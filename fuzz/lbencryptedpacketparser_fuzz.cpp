@@ -106,8 +106,6 @@ class CGroup {
   }
 
  private:
-  static bool Acts(const LbModel::SKind& kind) { return kind.advances || kind.id == 0x11; }
-
   Bytes NextPacket(const SPeer& peer) {
     const std::size_t choice = mScript.Below(8);
     if (choice == 7) return SomeBytes(mScript.Below(64));
@@ -212,7 +210,7 @@ class CGroup {
       return std::ranges::equal(std::span(each.packet).subspan(1), packet.subspan(1));
     });
     if (known == mKnown.end() && IsAuthentic(packet)) throw SLearntPacket{};
-    if (known == mKnown.end() || (Acts(kind) && known->isTaken)) return std::nullopt;
+    if (known == mKnown.end() || known->isTaken) return std::nullopt;
     Bytes message{kind.id};
     message.insert(message.end(), known->plain.begin(), known->plain.end());
     message.resize(kind.size);
@@ -225,7 +223,7 @@ class CGroup {
     }
     if (kind.hasNumber) peer.number = known->number;
     ++peer.accepted;
-    known->isTaken = known->isTaken || Acts(kind);
+    known->isTaken = true;
     return message;
   }
 

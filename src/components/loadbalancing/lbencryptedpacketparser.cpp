@@ -23,11 +23,6 @@ SLbEnvelope EnvelopeOf(const SLbMessageKind& kind, bool isNetworkEndpoint) {
   return SLbEnvelope::Of(LbMessageSize(kind, isNetworkEndpoint), kind.hasSequenceNumber);
 }
 
-/// A follower acts upon it.
-bool ChangesState(const SLbMessageKind& kind) {
-  return kind.id == ELbMessage::Reset || kind.advancesSequence;
-}
-
 }  // namespace
 
 CLbEncryptedPacketParser::CLbEncryptedPacketParser(std::unique_ptr<IRandomGenerator> random)
@@ -127,7 +122,7 @@ std::optional<SLbMessage> CLbEncryptedPacketParser::CheckAndCopy(std::uint8_t id
     }
   }
   const auto message = Open(id, envelope, parts);
-  if (!message || (ChangesState(*kind) && !IsFirst(id, parts.nonce, endpoint))) return std::nullopt;
+  if (!message || !IsFirst(id, parts.nonce, endpoint)) return std::nullopt;
   endpoint.AcceptMetadata(sequenceNumber);
   position = position.subspan(size);
   return message;

@@ -13,7 +13,7 @@ class CLbCipher;
 /// Messages in an envelope that only members of the group can make and open: AES-256-GCM under a key that
 /// password and group give. For a network.
 ///
-/// A packet that a follower acts upon is taken once, from whomever it comes.
+/// A packet is taken once, from whomever it comes.
 class CLbEncryptedPacketParser final : public CLbPacketParser {
  public:
   explicit CLbEncryptedPacketParser(std::unique_ptr<IRandomGenerator> random);

@@ -75,8 +75,7 @@ class CReference {
     const auto& [message, sequence, isAnswer] = said->second;
     if (isAnswer && peer.sequence && *sequence != *peer.sequence) return;
     if (!isAnswer && sequence && peer.sequence && *sequence - *peer.sequence - 1U > 9U) return;
-    const bool isOnce = message.Id() == 0x11 || (sequence && !isAnswer);
-    if (isOnce && !mHeard.insert(datagram).second) return;  // a replay
+    if (!mHeard.insert(datagram).second) return;  // a replay
     peer.forgotten = mClock.Now() + kLifetime;
     if (sequence) peer.sequence = sequence;
     Obey(message.bytes);
