@@ -7,6 +7,7 @@ class ILbPhaseHandler {
  public:
   /// Bits of the report.
   static constexpr std::uint8_t kDrawsOnL1 = 0x01;  ///< more than 1 A; L2 and L3 follow
+  static constexpr std::uint8_t kDrawsOnAll = 0x07;
   static constexpr std::uint8_t kDiscoveryDone = 0x80;
 
   virtual ~ILbPhaseHandler() = default;

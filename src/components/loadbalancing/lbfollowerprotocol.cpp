@@ -7,6 +7,7 @@
 
 #include "platform/diagnostics/diagnosticssignal.h"
 #include "platform/log/log.h"
+#include "platform/utility/text.h"
 #include "src/components/loadbalancing/ilbphasehandler.h"
 #include "src/components/loadbalancing/loadbalancingconfig.h"
 #include "src/limitationsources/limits.h"
@@ -152,16 +153,32 @@ void CLbFollowerProtocol::OnLimitRequest(const SLbMessage& message, Endpoint& en
 }
 
 LbMessages::SLimitAnswer CLbFollowerProtocol::DescribeLoad() {
+  const auto meter = ReadMeter();
+  TellOfMeter(meter.has_value());
   std::array<std::uint32_t, 3> drawn{};
-  // A current that flows back is none that the group has to share.
-  if (const auto meter = ReadMeter()) {
+  std::uint8_t report = PhaseHandler().GetReport();
+  if (meter) {
+    // A current that flows back is none that the group has to share.
     std::ranges::transform(meter->milliAmpere, drawn.begin(), [](std::int32_t milliAmpere) {
       return static_cast<std::uint32_t>(std::max(milliAmpere, 0));
     });
+  } else if (GetLimit() != 0) {
+    drawn.fill(GetLimit());
+    report |= ILbPhaseHandler::kDrawsOnAll;
   }
-  return {.serialNumber = *OwnSerialNumber(),
-          .milliAmpere = PhaseRotation().ToSupply(drawn),
-          .report = PhaseHandler().GetReport()};
+  return {
+      .serialNumber = *OwnSerialNumber(), .milliAmpere = PhaseRotation().ToSupply(drawn), .report = report};
+}
+
+void CLbFollowerProtocol::TellOfMeter(bool isThere) {
+  if (std::exchange(mIsMeterThere, isThere) == isThere) return;
+  if (isThere) {
+    LOG_INFO("The station's meter is there again, the leader is told what it shows");
+  } else {
+    LOG_WARNING(
+        "The station's meter is silent: the leader is told that the vehicle draws whatever it may, so that "
+        "nobody else gets it");
+  }
 }
 
 const CLbPhaseRotation& CLbFollowerProtocol::PhaseRotation() {
@@ -169,8 +186,8 @@ const CLbPhaseRotation& CLbFollowerProtocol::PhaseRotation() {
   if (text != mPhaseRotationText) {
     const auto rotation = CLbPhaseRotation::Parse(text);
     if (!rotation)
-      LOG_WARNING("Invalid value '{}' for PhaseRotation in settings.json. Defaulting to '{}'.", text,
-                  kUsualRotation);
+      LOG_WARNING("Invalid value '{}' for PhaseRotation in settings.json. Defaulting to '{}'.",
+                  Text::InOneLine(text), kUsualRotation);
     mPhaseRotation = rotation ? rotation : CLbPhaseRotation::Parse(kUsualRotation);
     mPhaseRotationText = std::move(text);
   }

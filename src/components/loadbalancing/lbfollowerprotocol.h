@@ -55,7 +55,9 @@ class CLbFollowerProtocol final : public CLbProtocolBase {
 
   void OnDiscovery(const SLbMessage& message, Endpoint& endpoint);
   void OnLimitRequest(const SLbMessage& message, Endpoint& endpoint);
+  /// Without a meter the vehicle may draw whatever it is allowed to.
   LbMessages::SLimitAnswer DescribeLoad();
+  void TellOfMeter(bool isThere);
   const CLbPhaseRotation& PhaseRotation();
 
   const std::shared_ptr<CDiagnosticsSignal> mUndiscovered;
@@ -64,5 +66,6 @@ class CLbFollowerProtocol final : public CLbProtocolBase {
   std::uint32_t mFallback = 0;  ///< mA
   std::string mPhaseRotationText;
   std::optional<CLbPhaseRotation> mPhaseRotation;  ///< none before it was needed
+  bool mIsMeterThere = true;
   CCallHandle mTimeout;
 };

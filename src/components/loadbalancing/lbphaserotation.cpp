@@ -12,13 +12,15 @@ std::optional<CLbPhaseRotation> CLbPhaseRotation::Parse(std::string_view text) {
     if (phase == std::string_view::npos || std::ranges::count(phases, phase) != 0) return std::nullopt;
     phases[i] = phase;
   }
+  // A current that is measured all the same must not get lost.
+  for (std::size_t left = 0; left < phases.size(); ++left) {
+    if (std::ranges::count(phases, left) == 0) *std::ranges::find(phases, kNone) = left;
+  }
   return rotation;
 }
 
 std::array<std::uint32_t, 3> CLbPhaseRotation::ToSupply(const std::array<std::uint32_t, 3>& ofStation) const {
   std::array<std::uint32_t, 3> ofSupply{};
-  for (std::size_t i = 0; i < ofStation.size(); ++i) {
-    if (mSupplyPhaseOf[i] != kNone) ofSupply[mSupplyPhaseOf[i]] = ofStation[i];
-  }
+  for (std::size_t i = 0; i < ofStation.size(); ++i) ofSupply[mSupplyPhaseOf[i]] = ofStation[i];
   return ofSupply;
 }

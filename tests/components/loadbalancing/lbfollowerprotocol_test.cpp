@@ -73,7 +73,7 @@ class CFollower {
   const std::shared_ptr<CMemoryConfig> mHwinfo = std::make_shared<CMemoryConfig>();
   const std::shared_ptr<SPhases> mPhases = std::make_shared<SPhases>();
   const std::shared_ptr<CScriptedMedium> mMedium;
-  std::optional<SStationMeterData> mMeter;
+  std::optional<SStationMeterData> mMeter = SStationMeterData{};
   Limits mLimits;
   std::optional<CLbFollowerProtocol> mProtocol;
 };
@@ -177,6 +177,20 @@ TEST(LbFollowerProtocol, TellsTheLoadInTheOrderOfTheSupply) {
     for (int i = 0; i < 3; ++i) EXPECT_EQ(follower.Say(k16A), answer) << rotation;
   }
   EXPECT_EQ(log.Count("Invalid value 'SRS' for PhaseRotation in settings.json. Defaulting to 'RST'."), 1);
+}
+
+TEST(LbFollowerProtocol, TellsTheMostThatMayBeDrawnWhileItsMeterIsSilent) {
+  const CLogCapture log;
+  CFollower follower(true);
+  follower.mProtocol->Enable();
+  for (int round = 1; round < 3; ++round) {
+    follower.mMeter.reset();
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(follower.Say(k16A), "990c22c9212d25803e0000803e0000803e00008763");
+    EXPECT_EQ(follower.Say(k0A), kDrawsNothing);
+    follower.mMeter = SStationMeterData{};
+    EXPECT_EQ(follower.Say(k16A), kDrawsNothing);
+    EXPECT_EQ(log.Texts(Log::ELogLevel::Warning).size(), round);
+  }
 }
 
 TEST(LbFollowerProtocol, WaitsForCommunicationAndBoundsItsQueue) {

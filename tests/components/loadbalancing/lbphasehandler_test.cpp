@@ -76,7 +76,8 @@ TEST_F(CLbPhaseHandlerTest, LimitsWithoutTheFlagEndADiscoveryThatIsNotDone) {
 
 TEST(CLbPhaseRotationTest, MapsTheStationsPhasesToTheSupplys) {
   const std::pair<const char*, std::array<std::uint32_t, 3>> kCases[] = {
-      {"RST", {1, 2, 3}}, {"SRT", {2, 1, 3}}, {"STR", {3, 1, 2}}, {"TRS", {2, 3, 1}}, {"TR", {2, 0, 1}}};
+      {"RST", {1, 2, 3}}, {"SRT", {2, 1, 3}}, {"STR", {3, 1, 2}},
+      {"TRS", {2, 3, 1}}, {"TR", {2, 3, 1}},  {"S", {2, 1, 3}}};
   for (const auto& [text, ofSupply] : kCases) {
     const auto rotation = CLbPhaseRotation::Parse(text);
     ASSERT_TRUE(rotation) << text;
