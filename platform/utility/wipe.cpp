@@ -1,5 +1,6 @@
 #include "platform/utility/wipe.h"
 
+#include <array>
 #include <cstring>
 
 void Wipe(std::span<std::byte> bytes) {
@@ -14,4 +15,9 @@ void Wipe(std::string& text) {
   text.resize(text.capacity());
   Wipe(std::as_writable_bytes(std::span(text.data(), text.size())));
   text.clear();
+}
+
+[[gnu::noinline]] void WipeStack() {
+  std::array<std::byte, 8192> left;
+  Wipe(left);
 }

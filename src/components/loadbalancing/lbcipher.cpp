@@ -33,8 +33,11 @@ int DeriveKey(std::string_view password, std::uint16_t groupId, Key& key) {
   text.reserve(password.size() + group.size());  // so that it leaves no copies where it has grown
   text.append(password).append(group.data(), group.size());
   if (!std::in_range<int>(text.size())) return BAD_FUNC_ARG;
-  return wc_PBKDF2(key.data(), reinterpret_cast<const byte*>(text.data()), static_cast<int>(text.size()),
-                   kSalt.data(), kSalt.size(), kIterations, kKeySize, WC_SHA256);
+  const int result =
+      wc_PBKDF2(key.data(), reinterpret_cast<const byte*>(text.data()), static_cast<int>(text.size()),
+                kSalt.data(), kSalt.size(), kIterations, kKeySize, WC_SHA256);
+  WipeStack();  // where the library leaves the password in a thin disguise
+  return result;
 }
 
 }  // namespace

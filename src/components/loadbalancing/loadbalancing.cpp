@@ -78,9 +78,8 @@ CLoadBalancing::SMedium CLoadBalancing::CreateNetworkMedium(const std::string& a
       adapter, kPort, groupId);
   auto parser = std::make_unique<CLbEncryptedPacketParser>(access.createRandom());
   std::string password = mConfig->GetPassword();
-  const bool isInitialized = parser->Initialize(password, groupId);
-  Wipe(password);
-  if (!isInitialized) {
+  const CWipeAtEnd wipe(password);
+  if (!parser->Initialize(password, groupId)) {
     LOG_ERROR("Failed to initialize encryption for ethernet group load balancing.");
     return {};
   }
