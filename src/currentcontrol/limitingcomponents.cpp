@@ -67,6 +67,11 @@ void CLimitingComponents::SetChargingState(ipc::EChargingState state) {
   for (const auto& follower : mFollowers) follower->SetChargingState(state);
 }
 
+bool CLimitingComponents::IsInGroup() const {
+  const CLoadBalancingConfig& group = *mSurroundings.loadBalancingConfig;
+  return group.GetEnable() && group.GetHwHasMeter() && !group.GetRole();
+}
+
 std::shared_ptr<CBlackoutProtectionBase> CLimitingComponents::CreateBlackoutProtection() {
   const auto& config = mSurroundings.config;
   const auto& signal = mSurroundings.signal;
@@ -78,7 +83,7 @@ std::shared_ptr<CBlackoutProtectionBase> CLimitingComponents::CreateBlackoutProt
                                             .invalidConfig = signal(DiagnosticsSignals::kBopInvalidConfig),
                                             .sourceUnusable = signal(DiagnosticsSignals::kBopSourceUnusable)};
   std::shared_ptr<CBlackoutProtectionBase> blackoutProtection;
-  if (config->GetGroupLoadBalancingEnable()) {
+  if (IsInGroup()) {
     LOG_INFO("BlackoutProtection for DynamicGroupLoadBalancing enabled");
     LOG_WARNING(
         "Nothing protects the main fuse: this version has no group leader to share out what it has left");
@@ -99,6 +104,23 @@ std::shared_ptr<CBlackoutProtectionBase> CLimitingComponents::CreateBlackoutProt
   return blackoutProtection;
 }
 
+SGroupAccess CLimitingComponents::GroupAccess() const {
+  CCurrentControlConfig& config = *mSurroundings.config;
+  const bool isLineTaken =
+      (config.GetBopEnable() && CMeasurementSourceFactory::UsesSerialLine(config.GetBopSource())) ||
+      (config.GetSolarChargingAllowed() &&
+       CMeasurementSourceFactory::UsesSerialLine(config.GetSolarChargingSource()));
+  SGroupAccess access = mSurroundings.group;
+  if (isLineTaken && mSurroundings.loadBalancingConfig->GetInterface() == ELbInterface::Rs485) {
+    LOG_ERROR(
+        "A meter has the serial line {}, so that it cannot be the group's: set GroupLoadBalancingInterface, "
+        "or the meter's source, to another one in settings.json",
+        mSurroundings.groupLine.path);
+    access.createRs485 = SGroupAccess().createRs485;
+  }
+  return access;
+}
+
 void CLimitingComponents::CreateLoadBalancing(std::shared_ptr<CBlackoutProtectionBase> blackoutProtection) {
   const auto& signal = mSurroundings.signal;
   auto loadBalancing = std::make_shared<CLoadBalancing>(
@@ -106,7 +128,7 @@ void CLimitingComponents::CreateLoadBalancing(std::shared_ptr<CBlackoutProtectio
       mSurroundings.loadBalancingConfig, mSurroundings.meter, std::move(blackoutProtection),
       CLoadBalancing::SSurroundings{
           .scheduler = mSurroundings.scheduler,
-          .access = mSurroundings.group,
+          .access = GroupAccess(),
           .line = mSurroundings.groupLine,
           .signals = {.role = signal(DiagnosticsSignals::kLoadBalancingRole),
                       .undiscovered = signal(DiagnosticsSignals::kLoadBalancingUndiscovered)},

@@ -63,6 +63,10 @@ class CLimitingComponents {
 
  private:
   std::shared_ptr<CBlackoutProtectionBase> CreateBlackoutProtection();
+  /// Whether the group will limit the station. What leads it is not there yet.
+  bool IsInGroup() const;
+  /// Without the serial line when a meter has it: then the fallback current holds, and the meter goes on.
+  SGroupAccess GroupAccess() const;
   void CreateLoadBalancing(std::shared_ptr<CBlackoutProtectionBase> blackoutProtection);
   std::shared_ptr<CUserCableLimit> CreateCableLimit();
   std::shared_ptr<CPhaseImbalanceMonitor> CreatePhaseImbalanceMonitor();

@@ -135,6 +135,28 @@ TEST_F(CGroupStationTest, IsLedOverALineWhoseDeviceComesAndGoes) {
   EXPECT_EQ(mLog.Count("Could not set up communication, failed to start load balancing"), 1);
 }
 
+TEST_F(CGroupStationTest, MeterKeepsTheSerialLineThatTheGroupWantsToo) {
+  Start(R"("GroupLoadBalancingInterface": "RS485", "CurrentCtrlBopEnable": true, "BopSource": "p1extender",
+           "CurrentCtrlBopFuseRating": 25)");
+  LeadLine();
+  EXPECT_EQ(OfferedAfter(40s), 6000U);
+  EXPECT_EQ(
+      mLog.Count("A meter has the serial line /station/dev/ttymxc4, so that it cannot be the group's: set "
+                 "GroupLoadBalancingInterface, or the meter's source, to another one in settings.json"),
+      1);
+}
+
+TEST_F(CGroupStationTest, FuseIsProtectedByTheStationAloneWhereNoGroupIsJoined) {
+  const CVirtualStation station(
+      {.hwinfo = R"({"HwMaxCurrent": 32, "HwOneOrThreePhase": 3})",
+       .settings = R"({"GroupLoadBalancingEnable": true, "CurrentCtrlBopEnable": true})",
+       .secrets = ""});
+  EXPECT_EQ(mLog.Count("GroupLoadBalancingEnable is true, but hardware has no meter. Ignoring value of "
+                       "GroupLoadBalancingEnable."),
+            1);
+  EXPECT_EQ(mLog.Count("Stand alone BlackoutProtection enabled"), 1);
+}
+
 TEST_F(CGroupStationTest, WhatCannotBeStartedIsToldAndLimitsOnlyAsTheSettingsSay) {
   Start(R"("GroupLoadBalancingInterface": "Ethernet", "GroupLoadBalancingGroupId": 65536)");
   EXPECT_EQ(OfferedAfter(60s), 6000U) << "a follower that nobody can reach";

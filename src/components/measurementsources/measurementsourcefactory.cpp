@@ -127,6 +127,10 @@ std::shared_ptr<IMeasurementSource> CMeasurementSourceFactory::Find(std::string_
   return nullptr;
 }
 
+bool CMeasurementSourceFactory::UsesSerialLine(std::string_view type) {
+  return type == SettingsKeys::kP1Extender || type == SettingsKeys::kModbusRtu;
+}
+
 std::shared_ptr<IMeasurementSource> CMeasurementSourceFactory::Make(const std::string& type,
                                                                     const Json::Value& parameters) const {
   if (type == SettingsKeys::kCurrentTransformers) return MakeCt(parameters);

@@ -24,6 +24,8 @@ class CMeasurementSourceFactory {
  public:
   /// The station's serial line, below the root.
   static constexpr auto kSerialLine = "dev/ttymxc4";
+  /// Whether sources of that type have the serial line to themselves.
+  static bool UsesSerialLine(std::string_view type);
 
   struct SDependencies {
     IScheduler& scheduler;
