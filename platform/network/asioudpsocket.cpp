@@ -12,6 +12,7 @@
 #include <asio/io_context.hpp>
 #include <asio/ip/multicast.hpp>
 #include <asio/ip/udp.hpp>
+#include <asio/ip/v6_only.hpp>
 #include <asio/post.hpp>
 #include <fcntl.h>
 #include <sys/prctl.h>
@@ -114,6 +115,8 @@ std::error_code CAsioUdpSocket::Open() {
   try {
     mLoop = std::make_unique<SLoop>();
     mLoop->socket.open(Udp::v6());
+    mLoop->socket.set_option(
+        asio::ip::v6_only(true));  // nobody of IPv4, and no quarrel with who has the port there
     ::fcntl(mLoop->socket.native_handle(), F_SETFD, FD_CLOEXEC);
     mThread = std::thread([this, context = CLogCapture::OfThisThread()] {
       const CLogCapture::CScope scope(context);

@@ -68,9 +68,10 @@ void CLbProtocolBase::SetUpCommunication() {
 
 void CLbProtocolBase::SendMessage(const SLbMessage& message, Endpoint& endpoint) {
   const auto packet = mSurroundings.parser->Serialize(message, &endpoint);
+  if (packet.empty()) return;  // the parser said why
   LOG_DEBUG("Sending message of {:d} bytes with id 0x{:02X}{:s}", packet.size(), message.Id(),
             fmt::format(" to {:s}", endpoint.ToString()));
-  if (!packet.empty()) endpoint.SendData(packet);
+  endpoint.SendData(packet);
 }
 
 void CLbProtocolBase::TakeMessage(const SLbMessage& message, const std::shared_ptr<Endpoint>& endpoint) {

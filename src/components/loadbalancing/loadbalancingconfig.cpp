@@ -154,7 +154,7 @@ std::string CLoadBalancingConfig::GetAdapter(ELbInterface interface) const {
   const auto* const found = std::ranges::find(kInterfaces, interface, &SInterface::kind);
   if (found == kInterfaces.end() || found->adapter.empty()) return {};
   std::string ofBoard = mHwinfo->GetString("HwLoadBalancingAdapter", "");
-  return ofBoard.empty() ? std::string(found->adapter) : ofBoard;
+  return ofBoard.empty() ? std::string(found->adapter) : Shown(std::move(ofBoard));
 }
 
 std::uint16_t CLoadBalancingConfig::GetGroupId() const {
