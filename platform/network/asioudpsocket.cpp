@@ -115,8 +115,7 @@ std::error_code CAsioUdpSocket::Open() {
   try {
     mLoop = std::make_unique<SLoop>();
     mLoop->socket.open(Udp::v6());
-    mLoop->socket.set_option(
-        asio::ip::v6_only(true));  // nobody of IPv4, and no quarrel with who has the port there
+    mLoop->socket.set_option(asio::ip::v6_only(true));  // the same port of IPv4 stays free
     ::fcntl(mLoop->socket.native_handle(), F_SETFD, FD_CLOEXEC);
     mThread = std::thread([this, context = CLogCapture::OfThisThread()] {
       const CLogCapture::CScope scope(context);

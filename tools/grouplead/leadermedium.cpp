@@ -25,6 +25,7 @@ std::unique_ptr<ILbPacketParser> CreateEncryption(const SGroupLeadOptions& optio
   CheckIsThere(files, options.secrets);
   const auto secrets =
       KoConfig::CreateReadOnly(scheduler, files, options.secrets, KoConfig::EContents::Secret);
+  // Only the secrets are read here, so they stand in for the settings and the board's file, too.
   std::string password = CLoadBalancingConfig(secrets, secrets, secrets).GetPassword();
   const CWipeAtEnd wiping(password);
   if (password.empty()) {

@@ -13,6 +13,7 @@ namespace {
 LbSerialNumber ReadSerialNumber(IScheduler& scheduler, IFiles& files, const std::filesystem::path& root) {
   const auto path = root / "etc" / "hwinfo.json";
   const auto hwinfo = KoConfig::CreateReadOnly(scheduler, files, path);
+  // Only the board's file is read here, so it stands in for the settings and the secrets, too.
   const auto text = CLoadBalancingConfig(hwinfo, hwinfo, hwinfo).GetMainboardSn();
   const auto serialNumber = text ? ToLbSerialNumber(*text) : std::nullopt;
   if (!serialNumber) {

@@ -36,7 +36,7 @@ int DeriveKey(std::string_view password, std::uint16_t groupId, Key& key) {
   const int result =
       wc_PBKDF2(key.data(), reinterpret_cast<const byte*>(text.data()), static_cast<int>(text.size()),
                 kSalt.data(), kSalt.size(), kIterations, kKeySize, WC_SHA256);
-  WipeStack();  // where the library leaves the password in a thin disguise
+  WipeStack();  // where the library leaves the password XOR-ed with the HMAC pads
   return result;
 }
 

@@ -34,8 +34,7 @@ struct SLbEnvelope {
     SLbEnvelope envelope{.messageSize = messageSize, .hasSequenceNumber = hasSequenceNumber};
     envelope.bodySize = messageSize - kIdentifierSize;
     envelope.paddedSize = (envelope.bodySize + kPaddedTo - 1) / kPaddedTo * kPaddedTo;
-    // For a body that needs no padding, which none of the messages has, this is a block more than the parts
-    // have.
+    // The wire's rule gives one block more for a body of exactly 16 n bytes; no message has one.
     envelope.packetSize = messageSize + kPaddedTo - envelope.bodySize % kPaddedTo + kNonceSize + kTagSize +
                           (hasSequenceNumber ? kSequenceNumberSize : 0);
     return envelope;

@@ -34,7 +34,7 @@ struct SLbMessageKind {
   ELbMessage id;
   std::uint8_t size;       ///< bytes, with identifier and checksum
   bool hasSequenceNumber;  ///< on a network
-  bool advancesSequence;   ///< of whoever answers
+  bool advancesSequence;   ///< a request that moves the peer's number on by one
 };
 
 /// Nothing: no message has that identifier.

@@ -10,9 +10,9 @@
 /// Watches the station's meter for the group, each second while phases are being found.
 class CLbPhaseHandler final : public ILbPhaseHandler {
  public:
-  /// More is drawing.
+  /// A phase draws when its current is above this, in mA.
   static constexpr std::int32_t kDrawingMilliAmpere = 1000;
-  /// For so long without a break the vehicle has to draw.
+  /// The phases are found when the vehicle has drawn without a break for this time, in ms.
   static constexpr Milliseconds kDiscoverySpan{10000};
 
   CLbPhaseHandler(IScheduler& scheduler, StationMeter meter);

@@ -12,7 +12,7 @@ std::optional<CLbPhaseRotation> CLbPhaseRotation::Parse(std::string_view text) {
     if (phase == std::string_view::npos || std::ranges::count(phases, phase) != 0) return std::nullopt;
     phases[i] = phase;
   }
-  // A current that is measured all the same must not get lost.
+  // Phases that are not named take the free places in order, so that no measured current is lost.
   for (std::size_t left = 0; left < phases.size(); ++left) {
     if (std::ranges::count(phases, left) == 0) *std::ranges::find(phases, kNone) = left;
   }

@@ -50,7 +50,8 @@ constexpr std::array<SInterface, 4> kInterfaces{{{"RS485", ELbInterface::Rs485, 
                                                  {"Wlan", ELbInterface::Wlan, "wlan0"},
                                                  {"WlanAp", ELbInterface::WlanAp, "uap0"}}};
 
-/// A value from outside as a log line shows it: unlike in prose, a blank too many is what one looks for.
+/// A value from outside as a log line shows it. Unlike `Text::InOneLine` it keeps blanks, which may be the
+/// mistake.
 std::string Shown(std::string value) {
   const auto isPrintable = [](char character) { return character >= ' ' && character < '\x7f'; };
   std::ranges::replace_if(
@@ -137,7 +138,7 @@ ELbInterface CLoadBalancingConfig::GetInterface() const {
   return usual.kind;
 }
 
-/// That one of several words is none of them.
+/// Tells that the value is none of the allowed words.
 void CLoadBalancingConfig::WarnOfDefault(std::string_view key, std::string word,
                                          std::string_view used) const {
   if (!mProblems.IsNew(key, word)) return;
@@ -182,7 +183,7 @@ float CLoadBalancingConfig::GetCurrentCapacity() const {
 
 float CLoadBalancingConfig::GetAmpere(std::string_view key, Log::ELogLevel level) const {
   const float ampere = mSettings->GetFloat(key, kNoCurrent);
-  if (ampere >= 0.0F) {  // what is no number at all is neither
+  if (ampere >= 0.0F) {  // NaN fails the comparison
     mProblems.Solved(key);
     return ampere;
   }

@@ -28,7 +28,7 @@ class CLoadBalancingConfig {
   bool GetHwHasMeter() const;
   std::int32_t GetPhaseImbalanceLimit() const;  ///< A
   bool GetPhaseImbalanceEnable() const;
-  /// Which of the supply's phases R, S and T the station's L1 to L3 are connected to, see CPhaseRotation.
+  /// Which of the supply's phases R, S and T the station's L1 to L3 are connected to, see CLbPhaseRotation.
   std::string GetPhaseRotation() const;
   bool GetRole() const;  ///< true: leader
   ELbInterface GetInterface() const;
