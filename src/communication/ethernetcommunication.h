@@ -84,15 +84,21 @@ class CEthernetCommunication final : public ICommunicationListener {
   DataReceivedHandler mHandler;
   bool mIsStarted = false;
 
-  // Used on the worker, or while it stands still.
+  // Changed on the worker, or while it stands still. `Receive` also uses it on the socket's own thread, and
+  // in `Start` behind the worker's own start: nothing changes it then, since the first adapter check is added
+  // after that, and closing waits for that thread to end before the socket goes.
   std::unique_ptr<IUdpSocket> mSocket;  // none: there is no adapter, or it is not started
+
+  // Used on the worker, or while it stands still.
   std::uint32_t mIndex = 0;
   std::string mFailure;    // of the newest attempt to set up
   std::string mAnnounced;  // since the newest that succeeded
-  CCallHandle mAdapterCheck;
   CCallHandle mExpiry;
 
-  // Used on the socket's thread, or while there is none.
+  CCallHandle mAdapterCheck;  // set by `Start` alone
+
+  // Used on the socket's thread, or while it has nothing to handle: before the first receive, after the
+  // close.
   std::array<std::uint8_t, kMostOfDatagram> mBuffer{};
   std::error_code mReceiveError;  // of the newest receive
   bool mIsMissingHandlerTold = false;
