@@ -118,7 +118,8 @@ void CLoadBalancing::Disable() {
 
 SLimit CLoadBalancing::GetLimit() {
   constexpr std::uint32_t kMost = std::numeric_limits<std::int32_t>::max();
+  const std::uint32_t milliAmpere = mProtocol ? std::min(mProtocol->GetLimit(), kMost) : 0;
   return {.source = ipc::ECurrentControlLoadBal,
-          .milliAmpere = static_cast<std::int32_t>(std::min(mProtocol->GetLimit(), kMost)),
+          .milliAmpere = static_cast<std::int32_t>(milliAmpere),
           .phases = kLimitedPhases};
 }

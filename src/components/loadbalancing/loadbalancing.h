@@ -51,7 +51,7 @@ class CLoadBalancing final : public ILimiter {
 
   void Enable() override;
   void Disable() override;
-  /// Only with a role.
+  /// Without a role 0 mA, the safe answer.
   SLimit GetLimit() override;
 
   /// When a role was last taken up beside a blackout protection; nothing: it was not.
