@@ -45,7 +45,7 @@ class ICommunicationListener {
 
   /// Opens the medium and listens from now on. False, and an error line, when it cannot be had.
   virtual bool Start() = 0;
-  /// Ends both. The handler is not running any more then.
+  /// Ends the listening and closes the medium. The handler is not running any more then.
   virtual void Stop() = 0;
   /// To every peer on the medium. False, and an error line, when it could not be sent. Any thread.
   virtual bool BroadcastData(std::span<const std::uint8_t> data) = 0;
@@ -57,13 +57,3 @@ class ICommunicationListener {
   /// Before `Start`; an empty one is none.
   virtual void SetDataReceivedHandler(DataReceivedHandler handler) = 0;
 };
-
-/// The station's serial line, as it is to be used.
-struct SRs485Line {
-  std::string path;
-  std::uint32_t baud = 115200;
-  /// The line switches its direction by itself: the device is not told to.
-  bool autoDirection = false;
-};
-
-using Rs485Creator = std::function<std::shared_ptr<ICommunicationListener>(const SRs485Line& line)>;

@@ -10,7 +10,7 @@
 #include "platform/utility/filedescriptor.h"
 #include "platform/utility/rs485mode.h"
 #include "src/communication/communicationhal.h"
-#include "src/communication/icommunicationlistener.h"
+#include "src/communication/rs485line.h"
 
 /// A half-duplex RS485 line on a serial device, raw, 8 data bits. Its descriptor does not block: opening it
 /// does not wait for a carrier, and a write takes what there is room for.

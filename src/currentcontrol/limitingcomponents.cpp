@@ -116,7 +116,7 @@ SGroupAccess CLimitingComponents::GroupAccess() const {
         "A meter has the serial line {}, so that it cannot be the group's: set GroupLoadBalancingInterface, "
         "or the meter's source, to another one in settings.json",
         mSurroundings.groupLine.path);
-    access.createRs485 = SGroupAccess().createRs485;
+    access.createRs485 = NoRs485;
   }
   return access;
 }
