@@ -5,8 +5,8 @@
 
 #include "platform/worker/worker.h"
 #include "simulation/housemeter.h"
-#include "src/communication/endpoint.h"
 #include "src/communication/nocommunicationlistener.h"
+#include "src/communication/rs485endpoint.h"
 
 /// The station's serial line with the house's meter at its end, for virtual time: a telegram per second, in
 /// the pieces in which a line brings them. Nothing can be sent to it.
@@ -27,10 +27,12 @@ class CSimulatedRs485Line final : public CNoCommunicationListener {
   void SetPresent(bool isPresent) { mIsPresent = isPresent; }
 
  private:
+  using Endpoint = CCommunicationListener::CEndpoint;
+
   void SendTelegram();
 
   CHouseMeter& mMeter;
-  const std::shared_ptr<CEndpoint> mEndpoint = std::make_shared<CEndpoint>();
+  const std::shared_ptr<Endpoint> mEndpoint = std::make_shared<Endpoint>();
   DataReceivedHandler mHandler;
   bool mIsPresent = true;
   CCallHandle mSending;

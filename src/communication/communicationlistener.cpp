@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include "platform/log/log.h"
+#include "src/communication/rs485endpoint.h"
 
 namespace {
 
@@ -35,7 +36,10 @@ bool CanBeSelected(int descriptor) {
 
 CCommunicationListener::CCommunicationListener(std::unique_ptr<ICommunicationHal> hal,
                                                std::unique_ptr<CWorker> worker, const CBackOff& pauses)
-    : mHal(std::move(hal)), mBackOff(pauses), mWorker(std::move(worker)) {
+    : mHal(std::move(hal)),
+      mEndpoint(std::make_shared<CEndpoint>()),
+      mBackOff(pauses),
+      mWorker(std::move(worker)) {
   LOG_ENTRY(kClassName);
 }
 

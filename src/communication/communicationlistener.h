@@ -8,7 +8,6 @@
 #include "platform/utility/filedescriptor.h"
 #include "platform/worker/worker.h"
 #include "src/communication/communicationhal.h"
-#include "src/communication/endpoint.h"
 #include "src/communication/icommunicationlistener.h"
 
 /// Listens on a device. Its worker waits for bytes and calls the handler; sends write to the device on the
@@ -21,6 +20,8 @@ class CCommunicationListener final : public ICommunicationListener {
  public:
   /// The pauses before a lost device is opened again.
   static constexpr CBackOff kPauses{Milliseconds{1000}, Milliseconds{30000}};
+
+  class CEndpoint;
 
   /// Nobody else may use the worker.
   CCommunicationListener(std::unique_ptr<ICommunicationHal> hal, std::unique_ptr<CWorker> worker,
@@ -54,9 +55,9 @@ class CCommunicationListener final : public ICommunicationListener {
   void TryToOpenAgain();
 
   const std::unique_ptr<ICommunicationHal> mHal;
-  const std::shared_ptr<CEndpoint> mEndpoint = std::make_shared<CEndpoint>();
+  const std::shared_ptr<CEndpoint> mEndpoint;
   bool mIsStarted = false;
-  bool mIsStartFailureTold = false;  // since the newest that was none
+  bool mIsStartFailureTold = false;  // since the last successful start
 
   // Used on the worker, or while it stands still.
   CFileDescriptor mEndEvent;

@@ -16,6 +16,7 @@
 
 #include "platform/log/logcapture.h"
 #include "platform/worker/virtualscheduler.h"
+#include "src/communication/rs485endpoint.h"
 #include "support/p1text.h"
 
 namespace {
@@ -83,7 +84,7 @@ TEST_F(CommunicationListenerTest, CollectsWhatItsHandlerLeaves) {
   EXPECT_THAT(seen, ElementsAre(std::string(128, 'a'), std::string(130, 'a'), "b"))
       << "what came before the device was lost is no part of what comes after";
 
-  CEndpoint endpoint;  // where nobody consumes
+  CCommunicationListener::CEndpoint endpoint;  // where nobody consumes
   for (int piece = 0; piece < 100; ++piece) endpoint.Append(Bytes(std::string(99, 'x') + "end"));
   const auto& buffer = endpoint.GetReceiveBuffer();
   EXPECT_EQ(buffer.size(), 8192U);
@@ -130,7 +131,7 @@ TEST_F(CommunicationListenerTest, WillNotSelectADescriptorThatIsTooLarge) {
 TEST_F(CommunicationListenerTest, SendsWholeMessagesOrFails) {
   std::signal(SIGPIPE, SIG_IGN);
   auto [device, peer] = SocketPair();
-  CEndpoint endpoint;
+  CCommunicationListener::CEndpoint endpoint;
   endpoint.Attach(device.Get());
   EXPECT_TRUE(endpoint.SendData(Bytes("a")));
   EXPECT_FALSE(endpoint.SendData(Bytes(std::string(10000000, 'a')))) << "the peer takes nothing";

@@ -10,8 +10,8 @@
 #include "platform/worker/virtualscheduler.h"
 #include "simulation/memoryfiles.h"
 #include "simulation/simulatedrs485line.h"
-#include "src/communication/endpoint.h"
 #include "src/communication/nocommunicationlistener.h"
+#include "src/communication/rs485endpoint.h"
 #include "src/components/measurementsources/p1parser.h"
 #include "support/p1text.h"
 
@@ -116,7 +116,8 @@ class CScriptedLine final : public CNoCommunicationListener {
   }
 
  private:
-  const std::shared_ptr<CEndpoint> mEndpoint = std::make_shared<CEndpoint>();
+  using Endpoint = CCommunicationListener::CEndpoint;
+  const std::shared_ptr<Endpoint> mEndpoint = std::make_shared<Endpoint>();
   DataReceivedHandler mHandler;
 };
 

@@ -1,4 +1,4 @@
-#include "src/communication/endpoint.h"
+#include "src/communication/rs485endpoint.h"
 
 #include <cerrno>
 #include <iterator>
@@ -11,20 +11,20 @@
 
 #include "platform/log/log.h"
 
-CEndpoint::CEndpoint() {
+CCommunicationListener::CEndpoint::CEndpoint() {
   mReceived.reserve(kMostReceived);
 }
 
-void CEndpoint::Attach(int descriptor) {
+void CCommunicationListener::CEndpoint::Attach(int descriptor) {
   CMutexLock lock(mMutex);
   mDescriptor = descriptor;
 }
 
-void CEndpoint::Detach() {
+void CCommunicationListener::CEndpoint::Detach() {
   Attach(-1);
 }
 
-void CEndpoint::Append(std::span<const std::uint8_t> data) {
+void CCommunicationListener::CEndpoint::Append(std::span<const std::uint8_t> data) {
   if (data.size() > kMostReceived) data = data.last(kMostReceived);
   const std::size_t room = kMostReceived - data.size();
   if (mReceived.size() > room) {
@@ -34,7 +34,7 @@ void CEndpoint::Append(std::span<const std::uint8_t> data) {
   mReceived.insert(mReceived.end(), data.begin(), data.end());
 }
 
-bool CEndpoint::SendData(std::span<const std::uint8_t> data) {
+bool CCommunicationListener::CEndpoint::SendData(std::span<const std::uint8_t> data) {
   CMutexLock lock(mMutex);
   std::string failure = Write(data);
   if (!failure.empty() && failure != mFailure) LOG_ERROR("Failed to write data: {}", failure);
@@ -43,7 +43,7 @@ bool CEndpoint::SendData(std::span<const std::uint8_t> data) {
 }
 
 /// What failed; empty: nothing.
-std::string CEndpoint::Write(std::span<const std::uint8_t> data) const {
+std::string CCommunicationListener::CEndpoint::Write(std::span<const std::uint8_t> data) const {
   if (mDescriptor < 0) return "the line is not open";
   while (!data.empty()) {
     const ssize_t written = ::write(mDescriptor, data.data(), data.size());
@@ -59,7 +59,7 @@ std::string CEndpoint::Write(std::span<const std::uint8_t> data) const {
   return "";
 }
 
-bool CEndpoint::AwaitRoom() const {
+bool CCommunicationListener::CEndpoint::AwaitRoom() const {
   pollfd device{mDescriptor, POLLOUT, 0};
   int ready = 0;
   do {

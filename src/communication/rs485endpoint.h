@@ -8,10 +8,10 @@
 #include <vector>
 
 #include "platform/utility/mutex.h"
-#include "src/communication/icommunicationlistener.h"
+#include "src/communication/communicationlistener.h"
 
 /// A whole serial line as the one peer on it. It has no sequence numbers.
-class CEndpoint final : public ICommunicationListener::IEndpoint {
+class CCommunicationListener::CEndpoint final : public ICommunicationListener::IEndpoint {
  public:
   /// Bytes that are kept for a handler that leaves them; then the oldest go.
   static constexpr std::size_t kMostReceived = 8192;
