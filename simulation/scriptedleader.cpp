@@ -3,8 +3,6 @@
 #include <chrono>
 #include <utility>
 
-#include "simulation/serialnumbertext.h"
-
 namespace {
 
 /// After the reset, so that it is not overtaken.

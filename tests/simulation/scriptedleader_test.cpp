@@ -7,7 +7,6 @@
 #include "simulation/multicastmedium.h"
 #include "simulation/rs485bus.h"
 #include "simulation/seededrandom.h"
-#include "simulation/serialnumbertext.h"
 #include "simulation/strictjson.h"
 #include "src/communication/ethernetcommunication.h"
 #include "src/components/loadbalancing/ilbphasehandler.h"
@@ -209,7 +208,6 @@ TEST(LeaderScript, SaysWhatIsWrongAndWhere) {
             R"(s.json:1:32: "station" must be a serial number such as "12-34-ABC-DE1")");
   EXPECT_EQ(problemOf(R"({"repeat": "00:00:05", "orders": [{"at": "00:00:05"}]})"),
             R"(s.json:1:36: "at" must be earlier than "repeat")");
-  EXPECT_EQ(ToText(LbSerialNumber{99, 1, 0xff, 0xff, 0xff, 0xff}), "63:01:ff:ff:ff:ff");
 }
 
 }  // namespace

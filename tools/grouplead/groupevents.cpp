@@ -4,7 +4,7 @@
 
 #include <fmt/format.h>
 
-#include "simulation/serialnumbertext.h"
+#include "src/components/loadbalancing/lbserialnumber.h"
 #include "tools/display/limitstable.h"
 
 namespace {

@@ -6,7 +6,7 @@
 #include <fmt/format.h>
 
 #include "platform/utility/jsontext.h"
-#include "simulation/serialnumbertext.h"
+#include "src/components/loadbalancing/lbserialnumber.h"
 #include "src/limitationsources/limits.h"
 #include "tools/display/limitstable.h"
 

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
 
 /// What identifies a station of a group on the wire.
@@ -16,6 +17,8 @@ inline constexpr std::uint32_t kLbSerialNumberBits = 48;
 
 /// Nothing: the text, in upper case, is no such serial number.
 std::optional<LbSerialNumber> ToLbSerialNumber(std::string_view text);
+/// "12-34-ABC-DE1"; the bytes in hexadecimal where they are no serial number of a station.
+std::string ToText(const LbSerialNumber& serialNumber);
 
 /// Whether the first `bits` bits are alike. Bit i is bit (i mod 8) of byte (i div 8), least significant
 /// first; bits beyond the last are 0 in both.

@@ -25,6 +25,7 @@ TEST(LbSerialNumber, IsWhatTheTextSaysOrNone) {
     const Bytes bytes = number ? Bytes(number->begin(), number->end()) : Bytes();
     EXPECT_EQ(bytes, BytesOf(each["bytes"].asString())) << each["text"];
   }
+  EXPECT_EQ(ToText(LbSerialNumber{99, 1, 0xff, 0xff, 0xff, 0xff}), "63:01:ff:ff:ff:ff");
 }
 
 TEST(LbSerialNumber, IsMatchedBitByBitLeastSignificantFirst) {
