@@ -1,6 +1,8 @@
+#include <chrono>
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <thread>
 
 #include <grpcpp/grpcpp.h>
 
@@ -18,7 +20,7 @@ class CEcho final : public bench::Echo::Service {
 };
 
 /// 64 bytes there and back through a unix socket, with nothing of ours on the way.
-void BM_BareRoundTrip(benchmark::State& state) {
+void RoundTrips(benchmark::State& state, std::chrono::milliseconds pause) {
   const CTemporaryFolder folder;
   const std::string address = "unix:" + (folder.Path() / "echo.sock").string();
   CEcho service;
@@ -38,10 +40,21 @@ void BM_BareRoundTrip(benchmark::State& state) {
     const bool answered = stub->Echo(&context, request, &answer).ok();
     latencies.Add(start, CLatencies::Clock::now());
     if (!answered) state.SkipWithError("no answer");
+    if (pause.count() > 0) std::this_thread::sleep_for(pause);
   }
   latencies.Report(state);
   server->Shutdown();
 }
+
+void BM_BareRoundTrip(benchmark::State& state) {
+  RoundTrips(state, std::chrono::milliseconds(0));
+}
 BENCHMARK(BM_BareRoundTrip)->Iterations(20000)->UseRealTime();
+
+/// With everybody asleep when it begins.
+void BM_PausingRoundTrip(benchmark::State& state) {
+  RoundTrips(state, std::chrono::milliseconds(2));
+}
+BENCHMARK(BM_PausingRoundTrip)->Iterations(2000)->UseRealTime();
 
 }  // namespace

@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
 # Measures what the daemon must reach, writes docs/performance.md and draws docs/overload-reaction.svg. Status 1 when
-# something is missed. Wants an otherwise idle machine and takes about two minutes.
+# something is missed. Wants an otherwise idle machine, root for the networks of a group, and takes
+# about three minutes.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 scripts/install-dependencies.sh
 cmake --preset release
-cmake --build --preset release --target currentcontrol currentcontrolctl currentcontrol_bench
+cmake --build --preset release --target currentcontrol currentcontrolctl stationsim currentcontrol_bench
 cmake --preset dev
 cmake --build --preset dev --target currentlimiter_test
 scripts/plot-reaction.sh
