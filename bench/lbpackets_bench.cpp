@@ -59,7 +59,7 @@ class CParsedPacket {
   CParsedPacket() {
     mParser.Initialize("password", 1);
     mParser.SetMessageHandler([this](const auto&, const auto&) { ++mFound; });
-    mPeer->mSequence = 1;
+    mPeer->mSequence.SetNewest(1);
     mPeer->mReceived.reserve(61);
   }
 

@@ -40,6 +40,7 @@ class CMulticastMedium {
     SUdpAddress to;
   };
   using Tap = std::function<void(const SDatagram& datagram)>;
+  using ArrivalTap = std::function<void(MediumStation to, const SDatagram& datagram)>;
 
   /// The most that a datagram can hold.
   static constexpr std::size_t kLargestDatagram = 65527;
@@ -62,6 +63,8 @@ class CMulticastMedium {
 
   /// Gets to see whatever a station sends, as it was sent.
   void SetTap(Tap tap) { mTap = std::move(tap); }
+  /// Gets to see whatever a station is about to be handed. On the workers of its sockets.
+  void SetArrivalTap(ArrivalTap tap) { mArrivalTap = std::move(tap); }
   /// A datagram to that station alone, at once, as if from any address and port.
   void Inject(MediumStation to, std::uint16_t port, const SUdpAddress& from,
               std::span<const std::uint8_t> data);
@@ -80,4 +83,5 @@ class CMulticastMedium {
   std::map<MediumStation, SMediumFaults> mFaultsOf;
   CHearing mHearing;
   Tap mTap;
+  ArrivalTap mArrivalTap;
 };

@@ -115,6 +115,7 @@ void CMulticastSocket::HandOver() {
   mWaiting.pop_front();
   const std::size_t length = std::min(datagram.data.size(), receive.buffer.size());
   std::copy_n(datagram.data.begin(), length, receive.buffer.begin());
+  mStation.ShowArrival(datagram);
   receive.handler({}, length, datagram.from);
 }
 

@@ -46,3 +46,7 @@ void CMulticastStation::Send(SDatagram datagram, bool isLoopedBack) {
   if (isOwn || isLoopedBack) Hear(datagram, Milliseconds{0});
   if (!isOwn) mMedium.Carry(*this, datagram);
 }
+
+void CMulticastStation::ShowArrival(const SDatagram& datagram) const {
+  if (mMedium.mArrivalTap) mMedium.mArrivalTap(mNumber, datagram);
+}

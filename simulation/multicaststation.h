@@ -35,6 +35,8 @@ class CMulticastStation final : public INetwork {
   /// Whether that is the adapter as it is now; 0 is any.
   bool HasAdapter(std::uint32_t index) const { return mIndex != 0 && (index == 0 || index == mIndex); }
   void Send(SDatagram datagram, bool isLoopedBack);
+  /// One of them is about to hand it over.
+  void ShowArrival(const SDatagram& datagram) const;
 
  private:
   static constexpr std::uint32_t kFirstIndex = 2;  // 1 is the loopback adapter's on every machine

@@ -7,13 +7,6 @@
 #include "platform/log/log.h"
 #include "src/communication/ethernetlink.h"
 
-namespace {
-
-/// How far a number may be ahead of the newest one: packets get lost.
-constexpr std::uint32_t kFarthestAhead = 10;
-
-}  // namespace
-
 CEthernetCommunication::CEndpoint::CEndpoint(std::shared_ptr<CEthernetLink> link, const SUdpAddress& address)
     : mLink(std::move(link)), mAddress(address), mLastValid(mLink->Now()) {
   mReceived.reserve(kMostOfDatagram);
@@ -43,19 +36,16 @@ std::string CEthernetCommunication::CEndpoint::ToString() const {
 
 std::optional<std::uint32_t> CEthernetCommunication::CEndpoint::GetMetadata(bool advance) {
   const CMutexLock lock(mMutex);
-  if (mSequenceNumber) {
-    if (advance) ++*mSequenceNumber;
-    return mSequenceNumber;
-  }
-  mSequenceNumber = mLink->DrawNumber();
-  if (mSequenceNumber) LOG_DEBUG("New sequence number = 0x{:08x}", *mSequenceNumber);
-  return mSequenceNumber;
+  if (mSequence.Newest()) return mSequence.Next(advance);
+  const auto drawn = mLink->DrawNumber();
+  if (drawn) LOG_DEBUG("New sequence number = 0x{:08x}", *drawn);
+  mSequence.SetNewest(drawn);
+  return drawn;
 }
 
 bool CEthernetCommunication::CEndpoint::ValidateMetadata(std::uint32_t received, bool advance) const {
   const CMutexLock lock(mMutex);
-  if (!mSequenceNumber) return true;
-  return advance ? received - *mSequenceNumber - 1 < kFarthestAhead : received == *mSequenceNumber;
+  return mSequence.Fits(received, advance);
 }
 
 void CEthernetCommunication::CEndpoint::AcceptMetadata(std::optional<std::uint32_t> received) {
@@ -63,5 +53,5 @@ void CEthernetCommunication::CEndpoint::AcceptMetadata(std::optional<std::uint32
   const CMutexLock lock(mMutex);
   mLastValid = now;
   mIsProven = true;
-  if (received) mSequenceNumber = received;
+  if (received) mSequence.SetNewest(received);
 }

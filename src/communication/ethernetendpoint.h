@@ -2,6 +2,7 @@
 
 #include "platform/utility/mutex.h"
 #include "src/communication/ethernetcommunication.h"
+#include "src/communication/peersequence.h"
 
 /// One station on the network, with its place in the sequence of packets that it exchanges with this one. It
 /// may outlive the transport: then it sends nothing any more.
@@ -32,7 +33,7 @@ class CEthernetCommunication::CEndpoint final : public ICommunicationListener::I
   std::vector<std::uint8_t> mReceived;
 
   mutable CMutex mMutex;
-  std::optional<std::uint32_t> mSequenceNumber GUARDED_BY(mMutex);
+  CPeerSequence mSequence GUARDED_BY(mMutex);
   TimePoint mLastValid GUARDED_BY(mMutex);  // or when it was created
   bool mIsProven GUARDED_BY(mMutex) = false;
 };

@@ -5,34 +5,18 @@
 #include <gtest/gtest.h>
 
 #include "platform/log/logcapture.h"
-#include "platform/worker/virtualscheduler.h"
-#include "simulation/multicastmedium.h"
-#include "simulation/seededrandom.h"
-#include "src/communication/ethernetcommunication.h"
-#include "src/components/loadbalancing/ilbphasehandler.h"
-#include "src/components/loadbalancing/lbencryptedpacketparser.h"
-#include "src/components/loadbalancing/lbfollowerprotocol.h"
-#include "src/components/loadbalancing/loadbalancing.h"
-#include "src/components/loadbalancing/loadbalancingconfig.h"
-#include "src/diagnosticssignals/diagnosticssignals.h"
-#include "support/diagnosticsrecord.h"
-#include "support/memoryconfig.h"
+#include "platform/utility/littleendian.h"
+#include "support/groupmember.h"
 
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 using Endpoint = ICommunicationListener::IEndpoint;
 
-constexpr std::uint16_t kGroup = 7;
 constexpr MediumStation kLeader = 1;
 constexpr MediumStation kFollower = 2;
 constexpr LbSerialNumber kOwn{0x0c, 0x22, 0xc9, 0x21, 0x2d, 0x25};
 constexpr LbSerialNumber kForeign{0x0c, 0x22, 0xca, 0x21, 0x2d, 0x25};
-
-struct SNoPhases final : public ILbPhaseHandler {
-  void SetLimit(std::uint32_t, bool) override {}
-  std::uint8_t GetReport() override { return 0; }
-};
 
 /// What leader and follower said, by the packets that they made of it.
 struct SSaid {
@@ -41,11 +25,6 @@ struct SSaid {
   bool isAnswer = false;  ///< has the number of what it answers
 };
 using Record = std::map<Bytes, SSaid>;
-
-std::uint32_t Number(std::span<const std::uint8_t> bytes) {
-  return static_cast<std::uint32_t>(bytes[0] | bytes[1] << 8 | bytes[2] << 16) | std::uint32_t{bytes[3]}
-                                                                                     << 24U;
-}
 
 /// A follower's rules once more, for one that hears certain datagrams at certain times.
 class CReference {
@@ -67,7 +46,7 @@ class CReference {
       return mClock.Now() >= peer.second.forgotten;
     });
   }
-  void Hear(const std::string& from, const Bytes& datagram) {
+  void Hear(const SUdpAddress& from, const Bytes& datagram) {
     Pass();
     SPeer& peer = mPeers.try_emplace(from, SPeer{mClock.Now() + kLifetime, {}}).first->second;
     const auto said = mRecord.find(datagram);
@@ -82,12 +61,12 @@ class CReference {
   }
 
   /// The first number for a peer is drawn for the answer to its discovery.
-  void Answer(const std::string& to, const SSaid& answer) {
+  void Answer(const SUdpAddress& to, const SSaid& answer) {
     const auto peer = mPeers.find(to);
     if (peer != mPeers.end() && !peer->second.sequence) peer->second.sequence = answer.sequence;
   }
 
-  std::vector<std::uint32_t> mApplied;  ///< mA
+  std::vector<float> mApplied;  ///< A
   bool mIsClear = true;
 
  private:
@@ -97,7 +76,7 @@ class CReference {
     std::optional<std::uint32_t> sequence;
   };
 
-  void Apply(std::uint32_t milliAmpere) { mApplied.push_back(milliAmpere); }
+  void Apply(std::uint32_t milliAmpere) { mApplied.push_back(static_cast<float>(milliAmpere) / 1000); }
   void Reset() {
     mTimeout.reset();
     Apply(0);
@@ -106,7 +85,7 @@ class CReference {
   void Obey(const std::array<std::uint8_t, 21>& message) {
     if (mKnownFallback != mFallback || message[0] == 0x11) return Reset();
     if (message[0] != 0x88 || !std::equal(kOwn.begin(), kOwn.end(), message.begin() + 1)) return;
-    const std::uint32_t limit = Number(std::span(message).subspan(7));
+    const std::uint32_t limit = LittleEndian::Read32(std::span(message).subspan<7, 4>());
     Apply(limit == 0 && (message[11] & 1U) != 0 ? 10000 : limit);
     mTimeout = mClock.Now() + Milliseconds{8000};
   }
@@ -115,50 +94,9 @@ class CReference {
   const Record& mRecord;
   std::uint32_t mKnownFallback = 0;
   std::optional<TimePoint> mTimeout;
-  std::map<std::string, SPeer> mPeers;
+  std::map<SUdpAddress, SPeer> mPeers;
   std::set<Bytes> mHeard;
 };
-
-/// Tells the reference what comes before it is taken apart.
-class CObservedParser final : public ILbPacketParser {
- public:
-  CObservedParser(std::unique_ptr<ILbPacketParser> parser, CReference& reference)
-      : mParser(std::move(parser)), mReference(reference) {}
-  Bytes Serialize(const SLbMessage& message, Endpoint* endpoint) override {
-    return mParser->Serialize(message, endpoint);
-  }
-  void Parse(const std::shared_ptr<Endpoint>& endpoint) override {
-    mReference.Hear(endpoint->ToString(), endpoint->GetReceiveBuffer());
-    mParser->Parse(endpoint);
-  }
-  std::optional<std::uint32_t> GetPacketSize(std::uint8_t id, bool isNetwork) const override {
-    return mParser->GetPacketSize(id, isNetwork);
-  }
-  std::optional<SLbMessage> CheckAndCopy(std::uint8_t id, std::span<const std::uint8_t>& position,
-                                         std::uint32_t size, Endpoint& endpoint) override {
-    return mParser->CheckAndCopy(id, position, size, endpoint);
-  }
-  void SetMessageHandler(MessageHandler handler) override { mParser->SetMessageHandler(std::move(handler)); }
-
- private:
-  const std::unique_ptr<ILbPacketParser> mParser;
-  CReference& mReference;
-};
-
-std::unique_ptr<CLbEncryptedPacketParser> Parser(std::uint64_t seed, std::string_view password) {
-  auto parser = std::make_unique<CLbEncryptedPacketParser>(std::make_unique<CSeededRandom>(seed));
-  parser->Initialize(password, kGroup);
-  return parser;
-}
-
-std::shared_ptr<CEthernetCommunication> Network(CVirtualScheduler& scheduler, CMulticastMedium& medium,
-                                                MediumStation station, std::uint64_t seed) {
-  return std::make_shared<CEthernetCommunication>(
-      CEthernetCommunication::SSurroundings{.scheduler = scheduler,
-                                            .network = *medium.Attach(station),
-                                            .random = std::make_unique<CSeededRandom>(seed)},
-      "eth0", CLoadBalancing::kPort, kGroup);
-}
 
 /// A follower, a leader that says whatever it likes, and somebody on the same link who is in no group.
 class CTrial {
@@ -166,30 +104,21 @@ class CTrial {
   explicit CTrial(std::uint64_t seed)
       : mRandom(seed),
         mMedium(mScheduler, seed + 1),
-        mLeader(Network(mScheduler, mMedium, kLeader, seed + 2)),
-        mLeadersParser(Parser(seed + 3, "let us share")),
-        mForgersParser(Parser(seed + 4, "let me in")) {
-    mHwinfo->Set("MainboardSn", "12-34-ABC-DE1");
-    mSettings->Set("GroupLoadBalancingFallbackCurrent", 6);
-    mFollower.emplace(
-        CLbProtocolBase::SSurroundings{
-            .scheduler = mScheduler,
-            .phaseHandler = std::make_shared<SNoPhases>(),
-            .config = std::make_shared<CLoadBalancingConfig>(mSettings, mHwinfo, mSettings),
-            .communication = Network(mScheduler, mMedium, kFollower, seed + 5),
-            .parser = std::make_unique<CObservedParser>(Parser(seed + 6, "let us share"), mReference),
-            .setLimit =
-                [this](float ampere) { mApplied.push_back(static_cast<std::uint32_t>(ampere * 1000)); },
-            .meter = [] { return std::nullopt; }},
-        mRecorder.Signal(DiagnosticsSignals::kLoadBalancingUndiscovered));
-    mMedium.SetTap([this](const CMulticastMedium::SDatagram& datagram) { Watch(datagram); });
+        mLeader(GroupMember::Network(mScheduler, mMedium, kLeader, seed + 2)),
+        mLeadersParser(GroupMember::Parser(seed + 3)),
+        mForgersParser(GroupMember::Parser(seed + 4, "let me in")),
+        mFollower(mScheduler, GroupMember::Network(mScheduler, mMedium, kFollower, seed + 5),
+                  GroupMember::Parser(seed + 6)) {
+    mMedium.SetTap([this](const auto& datagram) { Watch(datagram); });
+    mMedium.SetArrivalTap([this](MediumStation to, const auto& datagram) {
+      if (to == kFollower && !datagram.data.empty()) mReference.Hear(datagram.from, datagram.data);
+    });
     mLeader->SetDataReceivedHandler([this](const std::shared_ptr<Endpoint>& endpoint) {
       mLeadersParser->Parse(endpoint);
       mFollowerSeen = endpoint;
     });
     mLeader->Start();
-    mFollower->Start();
-    mFollower->Enable();
+    mFollower.mProtocol->Enable();
     mReference.Enable();
   }
 
@@ -200,13 +129,13 @@ class CTrial {
       Act(what);
       mScheduler.RunFor(Pause());
       mReference.Pass();
-      if (mReference.mIsClear && mApplied != mReference.mApplied)
-        return fmt::format("step {} ({}): applied {}, expected {}", step, what, fmt::join(mApplied, " "),
-                           fmt::join(mReference.mApplied, " "));
+      if (mReference.mIsClear && mFollower.mLimits != mReference.mApplied)
+        return fmt::format("step {} ({}): applied {}, expected {}", step, what,
+                           fmt::join(mFollower.mLimits, " "), fmt::join(mReference.mApplied, " "));
     }
     return {};
   }
-  std::size_t Applied() const { return mApplied.size(); }
+  std::size_t Applied() const { return mFollower.mLimits.size(); }
 
  private:
   Milliseconds Pause() {
@@ -235,7 +164,7 @@ class CTrial {
       case 7:
         if (!mRandom.Chance(1, 6)) return;
         mReference.mFallback = static_cast<std::uint32_t>(mRandom.Between(5, 8)) * 1000;
-        return mSettings->Set("GroupLoadBalancingFallbackCurrent", mReference.mFallback / 1000);
+        return mFollower.mSettings->Set("GroupLoadBalancingFallbackCurrent", mReference.mFallback / 1000);
       default:
         return Say(LbMessages::Write(LbMessages::SLimitRequest{
                        .serialNumber = to,
@@ -252,9 +181,10 @@ class CTrial {
     if (datagram.from != CMulticastMedium::AddressOf(kFollower, CLoadBalancing::kPort)) return;
     SSaid said{.isAnswer = true};
     said.message.bytes.front() = packet.front();
-    said.sequence = Number(std::span(packet).subspan(packet.front() == 0x99 ? 33 : 17));
+    said.sequence =
+        LittleEndian::Read32(std::span(packet).subspan(packet.front() == 0x99 ? 33 : 17).first<4>());
     mRecord[packet] = said;
-    mReference.Answer(fmt::format("{}:{}", ToText(datagram.to), datagram.to.port), said);
+    mReference.Answer(datagram.to, said);
   }
 
   void Say(const SLbMessage& message, bool isRequest) {
@@ -298,20 +228,16 @@ class CTrial {
   }
 
   CVirtualScheduler mScheduler;
-  CDiagnosticsRecord mRecorder{mScheduler};
   CRandom mRandom;
   CMulticastMedium mMedium;
   Record mRecord;
   CReference mReference{mScheduler, mRecord};
-  std::vector<std::uint32_t> mApplied;
   std::vector<CMulticastMedium::SDatagram> mSeen;
-  const std::shared_ptr<CMemoryConfig> mSettings = std::make_shared<CMemoryConfig>();
-  const std::shared_ptr<CMemoryConfig> mHwinfo = std::make_shared<CMemoryConfig>();
   const std::shared_ptr<CEthernetCommunication> mLeader;
   const std::unique_ptr<CLbEncryptedPacketParser> mLeadersParser;
   const std::unique_ptr<CLbEncryptedPacketParser> mForgersParser;
   std::shared_ptr<Endpoint> mFollowerSeen;  ///< as the leader knows it
-  std::optional<CLbFollowerProtocol> mFollower;
+  GroupMember::CFollower mFollower;
 };
 
 TEST(FollowerProperties, OnlyWhatTheLeaderSaidAndSilenceDecide) {

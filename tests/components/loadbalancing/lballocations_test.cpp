@@ -21,7 +21,7 @@ TEST(LbEncryptedPacketParser, TakesNoMemoryButTheResults) {
   parser.Initialize("abc", 7);
   EXPECT_GT(sTaken, 0U);  // so it counts
   const auto peer = std::make_shared<CScriptedPeer>();
-  peer->mSequence = 1;
+  peer->mSequence.SetNewest(1);
   peer->mReceived.reserve(61);
   int found = 0;
   parser.SetMessageHandler([&found](const auto&, const auto&) { ++found; });

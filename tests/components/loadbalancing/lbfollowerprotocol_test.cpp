@@ -1,18 +1,14 @@
 #include "src/components/loadbalancing/lbfollowerprotocol.h"
 
+#include <iterator>
 #include <tuple>
 
 #include <gtest/gtest.h>
 
-#include "components/loadbalancing/scriptedmedium.h"
 #include "platform/log/logcapture.h"
-#include "platform/worker/virtualscheduler.h"
-#include "src/components/loadbalancing/ilbphasehandler.h"
-#include "src/components/loadbalancing/lbpacketparser.h"
-#include "src/components/loadbalancing/loadbalancingconfig.h"
-#include "src/diagnosticssignals/diagnosticssignals.h"
-#include "support/diagnosticsrecord.h"
-#include "support/memoryconfig.h"
+#include "support/bytesof.h"
+#include "support/groupmember.h"
+#include "support/scriptedpeer.h"
 
 namespace {
 
@@ -26,33 +22,43 @@ constexpr auto k0A = "880c22c9212d25000000000058";
 constexpr auto kFindPhases = "880c22c9212d25000000000115";
 constexpr auto kItsMe = "330c22c9212d251a";
 constexpr auto kDrawsNothing = "990c22c9212d2500000000000000000000000081f7";
+constexpr auto kDrawsItAll = "990c22c9212d25803e0000803e0000803e00008763";
 
-struct SPhases final : public ILbPhaseHandler {
-  void SetLimit(std::uint32_t milliAmpere, bool isPhaseDiscovery) override {
-    told = fmt::format("{}{}", milliAmpere, isPhaseDiscovery ? " find" : "");
+/// A medium with one peer, or a whole line: what the peer says is given as hexadecimal digits.
+struct SScriptedMedium final : ICommunicationListener {
+  SScriptedMedium(bool isNetwork, bool isThere)
+      : peer(std::make_shared<CScriptedPeer>(isNetwork)), isPresent(isThere) {}
+
+  void Hear(std::string_view digits) {
+    std::ranges::copy(BytesOf(digits), std::back_inserter(peer->mReceived));
+    handler(peer);
   }
-  std::uint8_t GetReport() override { return 0x81; }
-  std::string told;
+  std::string Told() { return std::exchange(peer->mTold, {}); }
+
+  bool Start() override { return ++starts, isPresent; }
+  void Stop() override {}
+  bool BroadcastData(std::span<const std::uint8_t>) override { return false; }
+  Milliseconds GetResponseTime(bool) const override { return Milliseconds{0}; }
+  std::uint32_t GetCapacity() const override { return 0; }
+  void SetDataReceivedHandler(DataReceivedHandler newHandler) override { handler = std::move(newHandler); }
+
+  const std::shared_ptr<CScriptedPeer> peer;
+  bool isPresent;
+  DataReceivedHandler handler;
+  int starts = 0;
 };
 
-/// A follower that was started, at a line or a network.
-class CFollower {
+/// A follower at a line or a network.
+struct SAround {
+  CVirtualScheduler mScheduler;
+  const std::shared_ptr<SScriptedMedium> mMedium;
+};
+class CFollower : public SAround, public GroupMember::CFollower {
  public:
-  explicit CFollower(bool isNetwork, const char* sn = "12-34-ABC-DE1", bool isPresent = true)
-      : mMedium(std::make_shared<CScriptedMedium>(isNetwork)) {
-    mHwinfo->Set("MainboardSn", sn);
+  explicit CFollower(bool isNetwork, const char* serialNumber = "12-34-ABC-DE1", bool isPresent = true)
+      : SAround{{}, std::make_shared<SScriptedMedium>(isNetwork, isPresent)},
+        GroupMember::CFollower(mScheduler, mMedium, std::make_unique<CLbPacketParser>(), serialNumber) {
     mSettings->Set("GroupLoadBalancingFallbackCurrent", 6.4F);
-    mMedium->SetPresent(isPresent);
-    mProtocol.emplace(CLbProtocolBase::SSurroundings{
-                          .scheduler = mScheduler,
-                          .phaseHandler = mPhases,
-                          .config = std::make_shared<CLoadBalancingConfig>(mSettings, mHwinfo, mSettings),
-                          .communication = mMedium,
-                          .parser = std::make_unique<CLbPacketParser>(),
-                          .setLimit = [this](float ampere) { mLimits.push_back(ampere); },
-                          .meter = [this] { return mMeter; }},
-                      mRecord.Signal(DiagnosticsSignals::kLoadBalancingUndiscovered));
-    mProtocol->Start();
   }
 
   /// Says something and lets a while pass; the answer.
@@ -66,16 +72,6 @@ class CFollower {
   std::vector<std::string> Signalled() {
     return mRecord.Take()[DiagnosticsSignals::kLoadBalancingUndiscovered.number];
   }
-
-  CVirtualScheduler mScheduler;
-  CDiagnosticsRecord mRecord{mScheduler};
-  const std::shared_ptr<CMemoryConfig> mSettings = std::make_shared<CMemoryConfig>();
-  const std::shared_ptr<CMemoryConfig> mHwinfo = std::make_shared<CMemoryConfig>();
-  const std::shared_ptr<SPhases> mPhases = std::make_shared<SPhases>();
-  const std::shared_ptr<CScriptedMedium> mMedium;
-  std::optional<SStationMeterData> mMeter = SStationMeterData{};
-  Limits mLimits;
-  std::optional<CLbFollowerProtocol> mProtocol;
 };
 
 TEST(LbFollowerProtocol, JoinsObeysAndFallsBack) {
@@ -185,7 +181,9 @@ TEST(LbFollowerProtocol, TellsTheMostThatMayBeDrawnWhileItsMeterIsSilent) {
   follower.mProtocol->Enable();
   for (int round = 1; round < 3; ++round) {
     follower.mMeter.reset();
-    for (int i = 0; i < 3; ++i) EXPECT_EQ(follower.Say(k16A), "990c22c9212d25803e0000803e0000803e00008763");
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(follower.Say(k16A), kDrawsItAll);
+    EXPECT_EQ(follower.Say(k0A, Milliseconds{7000}), kDrawsItAll) << "it follows by and by";
+    EXPECT_EQ(follower.Say(k0A, Milliseconds{3000}), kDrawsItAll);
     EXPECT_EQ(follower.Say(k0A), kDrawsNothing);
     follower.mMeter = SStationMeterData{};
     EXPECT_EQ(follower.Say(k16A), kDrawsNothing);
@@ -198,11 +196,11 @@ TEST(LbFollowerProtocol, WaitsForCommunicationAndBoundsItsQueue) {
   CFollower follower(true, "12-34-ABC-DE1", false);
   follower.mProtocol->Enable();
   follower.mScheduler.RunFor(Milliseconds{1000 + 2000 + 4000 + 8000 + 16000 + 30000 + 30000});
-  EXPECT_EQ(follower.mMedium->Starts(), 8);
+  EXPECT_EQ(follower.mMedium->starts, 8);
   EXPECT_EQ(follower.Applied(), Limits{6.4F});
-  follower.mMedium->SetPresent(true);
+  follower.mMedium->isPresent = true;
   follower.mScheduler.RunFor(Milliseconds{300000});
-  EXPECT_EQ(follower.mMedium->Starts(), 9);
+  EXPECT_EQ(follower.mMedium->starts, 9);
   EXPECT_EQ(log.Count("Could not set up communication, failed to start load balancing"), 1);
 
   // What comes faster than it is handled is dropped; the next one is answered again.

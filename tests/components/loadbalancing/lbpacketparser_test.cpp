@@ -1,7 +1,6 @@
 #include "src/components/loadbalancing/lbpacketparser.h"
 
 #include <span>
-#include <stdexcept>
 #include <string>
 #include <utility>
 
@@ -13,13 +12,12 @@
 
 namespace {
 
-using LbVectors::Bytes;
-using LbVectors::BytesOf;
+using Bytes = std::vector<std::uint8_t>;
 
 constexpr LbSerialNumber kSerial{0x0c, 0x22, 0xc9, 0x21, 0x2d, 0x25};
 
 TEST(LbSerialNumber, IsWhatTheTextSaysOrNone) {
-  for (const Json::Value& each : LbVectors::Of("serialNumbers")) {
+  for (const Json::Value& each : LbVectors("serialNumbers")) {
     const auto number = ToLbSerialNumber(each["text"].asString());
     ASSERT_EQ(number.has_value(), each["bytes"].isString()) << each["text"];
     const Bytes bytes = number ? Bytes(number->begin(), number->end()) : Bytes();
@@ -50,7 +48,7 @@ TEST(LbMessages, AreWrittenAndReadAsTheWireHasThem) {
       Write(SLimitRequest{.serialNumber = kSerial, .flags = kLbPhaseDiscoveryFlag}),
       Write(SLimitAnswer{
           .serialNumber = kSerial, .milliAmpere = {16000, 0x01020304, 0xffffffff}, .report = 0x87})};
-  const Json::Value vectors = LbVectors::Of("messages");
+  const Json::Value vectors = LbVectors("messages");
   ASSERT_EQ(written.size(), vectors.size());
   CLbPacketParser parser;
   CScriptedPeer network;
@@ -83,9 +81,10 @@ TEST(LbPacketParser, HasShortAnswersToDiscoveryOnALine) {
   EXPECT_EQ(parser.Serialize(LbMessages::LineDiscoveryAnswer(), nullptr), Bytes{0x33});
   EXPECT_EQ(parser.Serialize(LbMessages::Reset(), nullptr), (Bytes{0x11, 0xe4}));
   EXPECT_TRUE(parser.Serialize(SLbMessage{.bytes = {0x12}}, &line).empty());
-  EXPECT_EQ(parser.GetPacketSize(0x33, false), 1U);
-  EXPECT_EQ(parser.GetPacketSize(0x33, true), 8U);
-  EXPECT_FALSE(parser.GetPacketSize(0xaa, true));
+  const auto peer = std::make_shared<CScriptedPeer>();
+  peer->mReceived = BytesOf("11e499");
+  parser.Parse(peer);  // there is no handler
+  EXPECT_EQ(peer->mReceived, BytesOf("99"));
 }
 
 TEST(LbPacketParser, FindsMessagesBetweenWhateverElseComesInWhateverPieces) {
@@ -124,33 +123,6 @@ TEST(LbPacketParser, FindsMessagesBetweenWhateverElseComesInWhateverPieces) {
       EXPECT_EQ(found, each.found) << each.received;
       EXPECT_EQ(peer->mReceived, BytesOf(each.left)) << each.received;
     }
-}
-
-TEST(LbPacketParser, LeavesTheBufferRightWhateverItsHandlerDoes) {
-  CLbPacketParser parser;
-  const auto peer = std::make_shared<CScriptedPeer>();
-  peer->mReceived = BytesOf(
-      "00"
-      "11e4"
-      "11e4"
-      "11e4"
-      "99");
-  parser.SetMessageHandler([&](const auto&, const auto&) { throw std::runtime_error("no"); });
-  EXPECT_THROW(parser.Parse(peer), std::runtime_error);
-  EXPECT_EQ(peer->mReceived, BytesOf("11e411e499"));
-  int found = 0;
-  parser.SetMessageHandler([&](const auto&, const auto& from) {
-    if (++found == 1) parser.Parse(from);  // which finds the second
-    from->GetReceiveBuffer().clear();
-    from->GetReceiveBuffer().shrink_to_fit();
-  });
-  parser.Parse(peer);
-  EXPECT_EQ(found, 2);
-  EXPECT_TRUE(peer->mReceived.empty());
-  parser.SetMessageHandler(nullptr);
-  peer->mReceived = BytesOf("11e499");
-  parser.Parse(peer);
-  EXPECT_EQ(peer->mReceived, BytesOf("99"));
 }
 
 }  // namespace
