@@ -9,6 +9,7 @@
 #include "platform/log/logcapture.h"
 #include "platform/worker/virtualscheduler.h"
 #include "support/allocations.h"
+#include "support/scriptedrandom.h"
 
 namespace {
 
@@ -31,7 +32,7 @@ SUdpAddress Peer(std::uint16_t port) {
 class EthernetCommunicationTest : public ::testing::Test {
  protected:
   CEthernetCommunication Create(const std::string& adapter = "eth0", std::uint16_t groupId = 26) {
-    return {{mScheduler, mNetwork, std::make_unique<SCountingRandom>(mRandomCode)}, adapter, 23068, groupId};
+    return {{mScheduler, mNetwork, std::make_unique<CScriptedRandom>(mRandom)}, adapter, 23068, groupId};
   }
   /// A peer's packets are valid, as long as `mValid` says so, and its buffer is consumed.
   void Listen() {
@@ -55,7 +56,7 @@ class EthernetCommunicationTest : public ::testing::Test {
   CVirtualScheduler mScheduler;
   CLogCapture mLog;
   SFakeNetwork mNetwork;
-  int mRandomCode = 0;
+  CScriptedRandom::SScript mRandom{.block = {1, 2, 3, 4}};
   bool mValid = true;
   std::vector<std::size_t> mSizes;
   Endpoint mEndpoint;
@@ -107,9 +108,9 @@ TEST_F(EthernetCommunicationTest, SaysOnceWhyItCannotStart) {
     EXPECT_FALSE(mNetwork.receive);
   };
   fails(Create("eth0", 0), "Invalid group identifier: '0'. Not starting ethernet group loadbalancing.");
-  mRandomCode = -199;
+  mRandom.initResult = -199;
   fails(Create(), "wc_InitRng failed, rc=-199, msg=Random Number Generator failed");
-  mRandomCode = 0;
+  mRandom.initResult = 0;
   mNetwork.index = 0;
   fails(Create(), "Could not get interface index for adapter 'eth0'.");
   mNetwork.index = 3;
@@ -165,16 +166,16 @@ TEST_F(EthernetCommunicationTest, KeepsEachPeersSequence) {
   mNetwork.Deliver(kPacket, Peer(1));
   ICommunicationListener::IEndpoint& peer = *mEndpoint;
   EXPECT_TRUE(peer.ValidateMetadata(12345, true)) << "any number will do at first";
-  mRandomCode = -199;
+  mRandom.blockResult = -199;
   EXPECT_EQ(peer.GetMetadata(false), std::nullopt);
   EXPECT_EQ(peer.GetMetadata(false), std::nullopt);
   EXPECT_THAT(Errors(),
               ElementsAre("wc_RNG_GenerateBlock failed, rc=-199, msg=Random Number Generator failed"));
-  mRandomCode = 0;
-  EXPECT_EQ(peer.GetMetadata(true), 0x090a0b03U) << "not moved on";
-  EXPECT_EQ(mLog.Count("New sequence number = 0x090a0b03"), 1);
-  EXPECT_EQ(peer.GetMetadata(true), 0x090a0b04U);
-  EXPECT_EQ(peer.GetMetadata(false), 0x090a0b04U);
+  mRandom.blockResult = 0;
+  EXPECT_EQ(peer.GetMetadata(true), 0x03020304U) << "not moved on";
+  EXPECT_EQ(mLog.Count("New sequence number = 0x03020304"), 1);
+  EXPECT_EQ(peer.GetMetadata(true), 0x03020305U);
+  EXPECT_EQ(peer.GetMetadata(false), 0x03020305U);
   for (const std::uint32_t stored : {1000U, 0xfffffffbU}) {
     peer.AcceptMetadata(stored);
     peer.AcceptMetadata(std::nullopt);

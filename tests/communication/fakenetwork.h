@@ -9,7 +9,6 @@
 
 #include <fmt/format.h>
 
-#include "platform/crypto/randomgenerator.h"
 #include "platform/network/network.h"
 
 /// A network of one adapter that does what the test says and notes what was asked of it. One thread; handlers
@@ -80,20 +79,4 @@ struct SFakeNetwork final : INetwork {
 
     SFakeNetwork& mNetwork;
   };
-};
-
-/// Numbers that rise by one from draw to draw, or a failure.
-struct SCountingRandom final : IRandomGenerator {
-  explicit SCountingRandom(const int& code) : mCode(code) {}
-  int Init() override { return mCode; }
-  int GenerateBlock(std::span<std::uint8_t> block) override {
-    ++mLast;
-    for (std::size_t i = 0; i < block.size(); ++i)
-      block[i] = static_cast<std::uint8_t>(mLast >> 8 * (block.size() - 1 - i));
-    return mCode;
-  }
-
- private:
-  const int& mCode;
-  std::uint32_t mLast = 0x090a0b00;
 };

@@ -13,7 +13,7 @@ class CScriptedRandom final : public IRandomGenerator {
   struct SScript {
     int initResult = 0;
     int blockResult = 0;
-    std::array<std::uint8_t, 12> block{};  ///< changed by one each time
+    std::array<std::uint8_t, 12> block{};  ///< counted up each time
   };
 
   explicit CScriptedRandom(SScript& script) : mScript(script) {}
@@ -21,7 +21,8 @@ class CScriptedRandom final : public IRandomGenerator {
   int Init() override { return mScript.initResult; }
   int GenerateBlock(std::span<std::uint8_t> block) override {
     std::ranges::copy_n(mScript.block.begin(), static_cast<std::ptrdiff_t>(block.size()), block.begin());
-    ++mScript.block.front();
+    for (std::uint8_t& byte : mScript.block)
+      if (++byte != 0) break;
     return mScript.blockResult;
   }
 

@@ -8,10 +8,8 @@
 #include "platform/log/logcapture.h"
 #include "platform/rpc/appcommunicationhost.h"
 #include "platform/rpc/inprocessbackend.h"
-#include "platform/worker/virtualscheduler.h"
 #include "simulation/memoryfiles.h"
-#include "simulation/multicastmedium.h"
-#include "simulation/seededrandom.h"
+#include "support/groupmember.h"
 #include "tools/display/options.h"
 #include "tools/fakeservice.h"
 
@@ -58,43 +56,21 @@ class GroupLeadTest : public testing::Test {
     mFiles.Write("/a/etc/hwinfo.json", R"({"MainboardSn": "12-34-abc-de1"})");
     mFiles.Write("/b/etc/hwinfo.json", R"({"MainboardSn": "12-34-ABC-DE"})");
   }
-  SLeaderMedium Create(MediumStation station, const std::vector<std::string>& words) {
-    SGroupAccess& access = mAccess[station];
-    if (!access.network) access.network = mMedium.Attach(station);
-    access.createRandom = [station] { return std::make_unique<CSeededRandom>(station); };
-    return CreateLeaderMedium(Read(words), mScheduler, mFiles, access);
-  }
-  /// A station that answers whatever it is asked.
-  void Follow() {
-    mStation = Create(kFollower, mNetwork);
-    mStation.parser->SetMessageHandler([this](const SLbMessage& message, const auto& endpoint) {
-      const auto send = [&](const SLbMessage& answer) {
-        endpoint->SendData(mStation.parser->Serialize(answer, endpoint.get()));
-      };
-      if (message.Id() == 0x22) send(LbMessages::DiscoveryAnswer(kSerial));
-      if (message.Id() == 0x44) send(LbMessages::InfoAnswer(kSerial));
-      if (message.Id() == 0x66) send(LbMessages::FallbackAnswer(kSerial, 6000));
-      if (message.Id() == 0x88)
-        send(LbMessages::Write(LbMessages::SLimitAnswer{
-            .serialNumber = kSerial, .milliAmpere = {9999, 0, 12040}, .report = 0x85}));
-    });
-    mStation.communication->SetDataReceivedHandler(
-        [this](const auto& endpoint) { mStation.parser->Parse(endpoint); });
-    ASSERT_TRUE(mStation.communication->Start());
+  SLeaderMedium Create(const std::vector<std::string>& words) {
+    return CreateLeaderMedium(Read(words), mScheduler, mFiles, mAccess);
   }
   std::unique_ptr<CStationWatch> Watch(const std::string& root) {
     return std::make_unique<CStationWatch>(
         mScheduler, mFiles, root, std::make_unique<CHost>(Rpc::InProcessBackend(mLocal), mFiles, root));
   }
 
-  static constexpr LbSerialNumber kSerial{0x0c, 0x22, 0xc9, 0x21, 0x2d, 0x25};
   const std::vector<std::string> mNetwork{"-a", "eth0", "-g", "7", "-p", "/s.json"};
   CLogCapture mLog{Log::ELogLevel::Warning};
   CVirtualScheduler mScheduler;
   CMemoryFiles mFiles;
   CMulticastMedium mMedium{mScheduler, 1};
-  std::map<MediumStation, SGroupAccess> mAccess;
-  SLeaderMedium mStation;
+  const SGroupAccess mAccess{.network = mMedium.Attach(kLeader),
+                             .createRandom = [] { return std::make_unique<CSeededRandom>(kLeader); }};
   const std::shared_ptr<Rpc::CInProcessNetwork> mLocal = std::make_shared<Rpc::CInProcessNetwork>(mScheduler);
   CHost mServiceHost{Rpc::InProcessBackend(mLocal), mFiles, "/a"};
   const std::unique_ptr<IEvent> mEnd = mScheduler.CreateEvent();
@@ -107,11 +83,14 @@ TEST_F(GroupLeadTest, TellsWhatHappensToAStationThatIsLedCutOffAndBack) {
   service->limits.mutable_setpoint()->set_number_of_phases(3);
   service->limits.set_current_source(ipc::ECurrentControlLoadBal);
   CFakeService::Offer(service, mServiceHost);
-  Follow();
+  GroupMember::CFollower follower(mScheduler, GroupMember::Network(mScheduler, mMedium, kFollower, 1),
+                                  GroupMember::Parser(2));
+  follower.mMeter = SStationMeterData{.milliAmpere = {9999, 0, 12040}};
+  follower.mProtocol->Enable();
   CGroupLead::SSettings settings{.medium = "group 7 on eth0", .runFor = 20100ms, .tablePeriod = 10s};
   settings.leader.script = ReadLeaderScript("s", R"({"orders": [{"at": "00:00:04", "milliampere": 8050}]})");
   settings.watches.push_back(Watch("/a"));
-  CGroupLead lead(mScheduler, Create(kLeader, mNetwork), std::move(settings), mOut, &mJournal);
+  CGroupLead lead(mScheduler, Create(mNetwork), std::move(settings), mOut, &mJournal);
   CWorker other(mScheduler, "other");
   other.Start();
   const auto cut = other.AddCall([&] { mMedium.Split({{kLeader}}); }, 5s);
@@ -126,20 +105,20 @@ TEST_F(GroupLeadTest, TellsWhatHappensToAStationThatIsLedCutOffAndBack) {
 
 00:00:10, group 7 on eth0; currents in A
 STATION        ADDRESS          STATE   TOLD    R    S     T  REPORT  HEARD  FALLBACK  ITS OWN SETPOINT
-12-34-ABC-DE1  fe80::1%2:23068  silent  8.0   9.9  0.0  12.0  0x85    5.6 s       6.0  3 x 6.0 by Group load balancing
+12-34-ABC-DE1  fe80::1%2:23068  silent  8.0   9.9  0.0  12.0  0x81    5.6 s       6.0  3 x 6.0 by Group load balancing
 
 00:00:15  12-34-ABC-DE1  led, at fe80::1%2:23068
 
 00:00:20, group 7 on eth0; currents in A
 STATION        ADDRESS          STATE  TOLD    R    S     T  REPORT  HEARD  FALLBACK  ITS OWN SETPOINT
-12-34-ABC-DE1  fe80::1%2:23068  led    8.0   9.9  0.0  12.0  0x85    1.6 s       6.0  3 x 6.0 by Group load balancing
+12-34-ABC-DE1  fe80::1%2:23068  led    8.0   9.9  0.0  12.0  0x81    1.6 s       6.0  3 x 6.0 by Group load balancing
 
 )");
   EXPECT_THAT(
       mJournal.str(),
       HasSubstr(R"({"stations":[{"address":"fe80::1%2:23068","current_source":"Group load balancing",)"
                 R"("drawn_milliampere":[9999,0,12040],"fallback_milliampere":6000,"heard_ms_ago":600,)"
-                R"("phase_discovery":false,"report":133,"serial":"12-34-ABC-DE1",)"
+                R"("phase_discovery":false,"report":129,"serial":"12-34-ABC-DE1",)"
                 R"("setpoint_milliampere":6000,"setpoint_phases":3,"state":"led",)"
                 R"("told_milliampere":16000}],"time_ms":1000})"));
 }
@@ -147,26 +126,20 @@ STATION        ADDRESS          STATE  TOLD    R    S     T  REPORT  HEARD  FALL
 TEST_F(GroupLeadTest, SaysWhenThereIsNobodyAndWhyItCannotLead) {
   CGroupLead::SSettings settings{.medium = "group 7 on eth0", .runFor = 1s, .json = true};
   settings.watches.push_back(Watch("/a"));
-  EXPECT_FALSE(
-      CGroupLead(mScheduler, Create(kLeader, mNetwork), std::move(settings), mOut, nullptr).Run(*mEnd));
+  EXPECT_FALSE(CGroupLead(mScheduler, Create(mNetwork), std::move(settings), mOut, nullptr).Run(*mEnd));
   EXPECT_EQ(mOut.str(),
             "{\"stations\":[{\"address\":\"\",\"phase_discovery\":false,\"serial\":"
             "\"12-34-ABC-DE1\",\"state\":\"missing\"}],\"time_ms\":1000}\n");
   EXPECT_THAT([&] { Watch("/b"); },
               ThrowsMessage<CUsageError>(HasSubstr("/b/etc/hwinfo.json holds no \"MainboardSn\" such as ")));
-  EXPECT_THAT(
-      [&] {
-        Create(kLeader, {"-a", "eth1", "-g", "7", "-u"});
-      },
-      ThrowsMessage<CCannotLead>("there is no network adapter 'eth1'; `ip link` lists them"));
   for (const char* text : {"", "{}", R"({"GroupLoadBalancingPassword": "let us)", R"(["let us share"])"}) {
     mFiles.Write("/s.json", text);
     EXPECT_THAT(
-        [&] { Create(kLeader, mNetwork); },
+        [&] { Create(mNetwork); },
         ThrowsMessage<CUsageError>("/s.json holds no \"GroupLoadBalancingPassword\", or an empty one"));
   }
   mFiles.Remove("/s.json");
-  EXPECT_THAT([&] { Create(kLeader, mNetwork); },
+  EXPECT_THAT([&] { Create(mNetwork); },
               ThrowsMessage<CUsageError>(HasSubstr("cannot read secrets /s.json: ")));
 }
 
