@@ -11,35 +11,16 @@ CToleratedCurrent::CToleratedCurrent(IScheduler& scheduler, std::function<void(s
 CToleratedCurrent::~CToleratedCurrent() = default;
 
 void CToleratedCurrent::SetSetpoint(std::uint32_t milliAmpere) {
-  mWorker.NonBlockingCall([this, milliAmpere, now = mClock.Now()] { Replace(milliAmpere, now); });
+  mWorker.NonBlockingCall([this, milliAmpere, now = mClock.Now()] {
+    mSetpoints.Set(milliAmpere, now);
+    Tell();
+  });
 }
 
-void CToleratedCurrent::Replace(std::uint32_t milliAmpere, TimePoint now) {
-  mReplaced.push_back({mPresent, now + kTimeToFollow});
-  mPresent = milliAmpere;
-  while (!mReplaced.empty() && mReplaced.back().milliAmpere <= mPresent) mReplaced.pop_back();
-  Forget(mClock.Now());
-  AwaitNextFall();
-  Tell();
-}
-
-void CToleratedCurrent::Forget(TimePoint now) {
-  while (!mReplaced.empty() && mReplaced.front().until <= now) mReplaced.pop_front();
-}
-
-void CToleratedCurrent::AwaitNextFall() {
+void CToleratedCurrent::Tell() {
   mNextFall.Cancel();
-  if (mReplaced.empty()) return;
-  const auto left = std::chrono::ceil<Milliseconds>(mReplaced.front().until - mClock.Now());
-  mNextFall = mWorker.AddCall(
-      [this] {
-        Forget(mClock.Now());
-        AwaitNextFall();
-        Tell();
-      },
-      left);
-}
-
-void CToleratedCurrent::Tell() const {
-  mChanged(mReplaced.empty() ? mPresent : mReplaced.front().milliAmpere);
+  const std::uint32_t largest = mSetpoints.Largest(mClock.Now());
+  if (const auto fall = mSetpoints.NextFall())
+    mNextFall = mWorker.AddCall([this] { Tell(); }, std::chrono::ceil<Milliseconds>(*fall - mClock.Now()));
+  mChanged(largest);
 }

@@ -154,7 +154,6 @@ void CLbFollowerProtocol::OnLimitRequest(const SLbMessage& message, Endpoint& en
 
 LbMessages::SLimitAnswer CLbFollowerProtocol::DescribeLoad() {
   const auto meter = ReadMeter();
-  TellOfMeter(meter.has_value());
   std::array<std::uint32_t, 3> drawn{};
   std::uint8_t report = PhaseHandler().GetReport();
   if (meter) {
@@ -162,23 +161,12 @@ LbMessages::SLimitAnswer CLbFollowerProtocol::DescribeLoad() {
     std::ranges::transform(meter->milliAmpere, drawn.begin(), [](std::int32_t milliAmpere) {
       return static_cast<std::uint32_t>(std::max(milliAmpere, 0));
     });
-  } else if (GetLimit() != 0) {
-    drawn.fill(GetLimit());
+  } else if (const std::uint32_t mostDrawn = MostDrawn(); mostDrawn != 0) {
+    drawn.fill(mostDrawn);
     report |= ILbPhaseHandler::kDrawsOnAll;
   }
   return {
       .serialNumber = *OwnSerialNumber(), .milliAmpere = PhaseRotation().ToSupply(drawn), .report = report};
-}
-
-void CLbFollowerProtocol::TellOfMeter(bool isThere) {
-  if (std::exchange(mIsMeterThere, isThere) == isThere) return;
-  if (isThere) {
-    LOG_INFO("The station's meter is there again, the leader is told what it shows");
-  } else {
-    LOG_WARNING(
-        "The station's meter is silent: the leader is told that the vehicle draws whatever it may, so that "
-        "nobody else gets it");
-  }
 }
 
 const CLbPhaseRotation& CLbFollowerProtocol::PhaseRotation() {

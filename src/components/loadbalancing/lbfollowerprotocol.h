@@ -55,9 +55,8 @@ class CLbFollowerProtocol final : public CLbProtocolBase {
 
   void OnDiscovery(const SLbMessage& message, Endpoint& endpoint);
   void OnLimitRequest(const SLbMessage& message, Endpoint& endpoint);
-  /// Without a meter the vehicle may draw whatever it is allowed to.
+  /// Without a meter the vehicle counts with all that it may be drawing.
   LbMessages::SLimitAnswer DescribeLoad();
-  void TellOfMeter(bool isThere);
   const CLbPhaseRotation& PhaseRotation();
 
   const std::shared_ptr<CDiagnosticsSignal> mUndiscovered;
@@ -66,6 +65,5 @@ class CLbFollowerProtocol final : public CLbProtocolBase {
   std::uint32_t mFallback = 0;  ///< mA
   std::string mPhaseRotationText;
   std::optional<CLbPhaseRotation> mPhaseRotation;  ///< none before it was needed
-  bool mIsMeterThere = true;
   CCallHandle mTimeout;
 };

@@ -13,6 +13,12 @@ namespace {
 
 constexpr auto kClassName = "CLbProtocolBase";
 
+constexpr CStationMeterWatch::STexts kMeterTexts{
+    .silent =
+        "The station's meter is silent: the leader is told that the vehicle draws whatever it may, so that "
+        "nobody else gets it",
+    .back = "The station's meter is there again, the leader is told what it shows"};
+
 float ToAmpere(std::uint32_t milliAmpere) {
   return static_cast<float>(milliAmpere) / kMilliAmperePerAmpere;
 }
@@ -20,7 +26,9 @@ float ToAmpere(std::uint32_t milliAmpere) {
 }  // namespace
 
 CLbProtocolBase::CLbProtocolBase(SSurroundings surroundings)
-    : mSurroundings(std::move(surroundings)), mWorker(mSurroundings.scheduler, "LoadBalancing") {
+    : mSurroundings(std::move(surroundings)),
+      mMeter(mSurroundings.meter, kMeterTexts),
+      mWorker(mSurroundings.scheduler, "LoadBalancing") {
   mWorker.Start();
 }
 
@@ -93,6 +101,7 @@ void CLbProtocolBase::TakeMessage(const SLbMessage& message, const std::shared_p
 void CLbProtocolBase::ApplyLimit(std::uint32_t milliAmpere, std::uint32_t askedMilliAmpere,
                                  bool isPhaseDiscovery) {
   mLimit = milliAmpere;
+  mRecentLimits.Set(milliAmpere, mSurroundings.scheduler.Now());
   mSurroundings.setLimit(ToAmpere(milliAmpere));
   PhaseHandler().SetLimit(askedMilliAmpere, isPhaseDiscovery);
 }

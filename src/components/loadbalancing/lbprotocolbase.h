@@ -10,6 +10,8 @@
 #include "platform/worker/worker.h"
 #include "src/communication/icommunicationlistener.h"
 #include "src/components/loadbalancing/ilbpacketparser.h"
+#include "src/components/recentlimits.h"
+#include "src/components/stationmeterwatch.h"
 #include "src/rpc/clients/stationmeter.h"
 
 class CLoadBalancingConfig;
@@ -70,8 +72,10 @@ class CLbProtocolBase {
   CWorker& Worker() { return mWorker; }
   const CLoadBalancingConfig& Config() const { return *mSurroundings.config; }
   ILbPhaseHandler& PhaseHandler() const { return *mSurroundings.phaseHandler; }
-  /// What the vehicle draws; none while the meter is silent.
-  std::optional<SStationMeterData> ReadMeter() const { return mSurroundings.meter(); }
+  /// What the vehicle draws; none while the meter is silent, which is told once.
+  std::optional<SStationMeterData> ReadMeter() { return mMeter.Read(); }
+  /// What it may be drawing, in mA: a lowered limit takes it some time to follow.
+  std::uint32_t MostDrawn() { return mRecentLimits.Largest(mSurroundings.scheduler.Now()); }
   /// Nothing: the station has none, or a wrong one.
   const std::optional<LbSerialNumber>& OwnSerialNumber() const { return mOwnSerialNumber; }
 
@@ -90,5 +94,7 @@ class CLbProtocolBase {
   CBackOff mBackOff = kPauses;
   bool mIsFailureTold = false;
   CCallHandle mNextAttempt;
+  CStationMeterWatch mMeter;
+  CRecentLimits mRecentLimits{0};
   CWorker mWorker;
 };
