@@ -36,9 +36,10 @@ CLimitingComponents::CLimitingComponents(SSurroundings surroundings)
       mTolerated(mSurroundings.scheduler,
                  [this](std::uint32_t milliAmpere) { mOvercurrentProtection->UpdateLimit(milliAmpere); }) {
   const CCurrentControlConfig& config = *mSurroundings.config;
-  std::shared_ptr<CBlackoutProtectionBase> blackoutProtection;
-  if (config.GetBopEnable()) mInOrder.push_back(blackoutProtection = CreateBlackoutProtection());
-  if (config.GetGroupLoadBalancingEnable()) CreateLoadBalancing(std::move(blackoutProtection));
+  std::optional<SBlackoutProtectionParts> parts;
+  if (config.GetBopEnable()) parts = BlackoutProtectionParts();
+  const bool isInGroup = config.GetGroupLoadBalancingEnable() && JoinGroup(parts);
+  if (parts && !isInGroup) mInOrder.push_back(CreateBlackoutProtection(*parts));
   if (!config.IsFixedCable()) mInOrder.push_back(mCable = CreateCableLimit());
   if (config.PhaseImbalanceEnabled()) mInOrder.push_back(CreatePhaseImbalanceMonitor());
   mInOrder.push_back(mOvercurrentProtection = CreateOvercurrentProtection());
@@ -67,41 +68,51 @@ void CLimitingComponents::SetChargingState(ipc::EChargingState state) {
   for (const auto& follower : mFollowers) follower->SetChargingState(state);
 }
 
-bool CLimitingComponents::IsInGroup() const {
-  const CLoadBalancingConfig& group = *mSurroundings.loadBalancingConfig;
-  return group.GetEnable() && group.GetHwHasMeter() && !group.GetRole();
-}
-
-std::shared_ptr<CBlackoutProtectionBase> CLimitingComponents::CreateBlackoutProtection() {
+CLimitingComponents::SBlackoutProtectionParts CLimitingComponents::BlackoutProtectionParts() const {
   const auto& config = mSurroundings.config;
   const auto& signal = mSurroundings.signal;
-  auto source = mSurroundings.sources.Create(config->GetBopSource(), config->GetBopSourceParameters());
-  CBlackoutProtectionBase::SSignals signals{.current = signal(DiagnosticsSignals::kBopCurrent),
-                                            .constraint = signal(DiagnosticsSignals::kBopConstraint),
-                                            .meterFailure = signal(DiagnosticsSignals::kBopMeterFailure),
-                                            .usingFallback = signal(DiagnosticsSignals::kBopUsingFallback),
-                                            .invalidConfig = signal(DiagnosticsSignals::kBopInvalidConfig),
-                                            .sourceUnusable = signal(DiagnosticsSignals::kBopSourceUnusable)};
-  std::shared_ptr<CBlackoutProtectionBase> blackoutProtection;
-  if (IsInGroup()) {
+  return {.source = mSurroundings.sources.Create(config->GetBopSource(), config->GetBopSourceParameters()),
+          .signals = {.current = signal(DiagnosticsSignals::kBopCurrent),
+                      .constraint = signal(DiagnosticsSignals::kBopConstraint),
+                      .meterFailure = signal(DiagnosticsSignals::kBopMeterFailure),
+                      .usingFallback = signal(DiagnosticsSignals::kBopUsingFallback),
+                      .invalidConfig = signal(DiagnosticsSignals::kBopInvalidConfig),
+                      .sourceUnusable = signal(DiagnosticsSignals::kBopSourceUnusable)}};
+}
+
+std::shared_ptr<CBlackoutProtection> CLimitingComponents::CreateBlackoutProtection(
+    const SBlackoutProtectionParts& parts) {
+  LOG_INFO("Stand alone BlackoutProtection enabled");
+  auto protection = std::make_shared<CBlackoutProtection>(
+      mSurroundings.scheduler, parts.source, mSurroundings.config, kBlackoutProtectionPeriod, parts.signals,
+      CBlackoutProtection::SCallbacks{
+          .presentCurrent = [limiter = mSurroundings.limiter] { return limiter->GetSetpoint().current; },
+          .limitChanged = [this](const SLimit& limit) { SetLimit(limit); }});
+  mFollowers.push_back(protection);
+  mHeld.push_back(protection);
+  protection->Init();  // when it fails, it says why, and what it does then
+  return protection;
+}
+
+bool CLimitingComponents::JoinGroup(const std::optional<SBlackoutProtectionParts>& parts) {
+  std::shared_ptr<CBlackoutProtectionDGLB> blackoutProtection;
+  if (parts) {
+    blackoutProtection = std::make_shared<CBlackoutProtectionDGLB>(mSurroundings.scheduler, parts->source,
+                                                                   mSurroundings.config,
+                                                                   kBlackoutProtectionPeriod, parts->signals);
+  }
+  auto loadBalancing = CreateLoadBalancing(blackoutProtection);
+  if (!loadBalancing->HasRole()) return false;  // it said why
+  if (blackoutProtection) {
     LOG_INFO("BlackoutProtection for DynamicGroupLoadBalancing enabled");
     LOG_WARNING(
         "Nothing protects the main fuse: this version has no group leader to share out what it has left");
-    blackoutProtection = std::make_shared<CBlackoutProtectionDGLB>(
-        mSurroundings.scheduler, std::move(source), config, kBlackoutProtectionPeriod, std::move(signals));
-  } else {
-    LOG_INFO("Stand alone BlackoutProtection enabled");
-    auto standalone = std::make_shared<CBlackoutProtection>(
-        mSurroundings.scheduler, std::move(source), config, kBlackoutProtectionPeriod, std::move(signals),
-        CBlackoutProtection::SCallbacks{
-            .presentCurrent = [limiter = mSurroundings.limiter] { return limiter->GetSetpoint().current; },
-            .limitChanged = [this](const SLimit& limit) { SetLimit(limit); }});
-    mFollowers.push_back(standalone);
-    mHeld.push_back(standalone);
-    blackoutProtection = std::move(standalone);
+    blackoutProtection->Init();
+    mInOrder.push_back(std::move(blackoutProtection));
   }
-  blackoutProtection->Init();  // when it fails, it says why, and what it does then
-  return blackoutProtection;
+  mHeld.push_back(loadBalancing);
+  mInOrder.push_back(std::move(loadBalancing));
+  return true;
 }
 
 SGroupAccess CLimitingComponents::GroupAccess() const {
@@ -121,7 +132,8 @@ SGroupAccess CLimitingComponents::GroupAccess() const {
   return access;
 }
 
-void CLimitingComponents::CreateLoadBalancing(std::shared_ptr<CBlackoutProtectionBase> blackoutProtection) {
+std::shared_ptr<CLoadBalancing> CLimitingComponents::CreateLoadBalancing(
+    std::shared_ptr<CBlackoutProtectionDGLB> blackoutProtection) const {
   const auto& signal = mSurroundings.signal;
   auto loadBalancing = std::make_shared<CLoadBalancing>(
       std::make_shared<CLbPhaseHandler>(mSurroundings.scheduler, mSurroundings.meter),
@@ -136,9 +148,7 @@ void CLimitingComponents::CreateLoadBalancing(std::shared_ptr<CBlackoutProtectio
             limiter->SetLimitWithDefaultPhases(ipc::ECurrentControlLoadBal, ampere);
           }});
   loadBalancing->Init();
-  if (!loadBalancing->HasRole()) return;  // it said why
-  mHeld.push_back(loadBalancing);
-  mInOrder.push_back(std::move(loadBalancing));
+  return loadBalancing;
 }
 
 std::shared_ptr<CUserCableLimit> CLimitingComponents::CreateCableLimit() {

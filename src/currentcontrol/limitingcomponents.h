@@ -2,20 +2,24 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string_view>
 #include <vector>
 
 #include "platform/worker/worker.h"
+#include "src/components/blackoutprotection/blackoutprotectionbase.h"
 #include "src/components/limiter.h"
 #include "src/components/loadbalancing/groupaccess.h"
 #include "src/components/toleratedcurrent.h"
 #include "src/rpc/clients/stationmeter.h"
 
-class CBlackoutProtectionBase;
+class CBlackoutProtection;
+class CBlackoutProtectionDGLB;
 class CChargeControlService;
 class CCurrentControlConfig;
 class CCurrentLimiter;
 class CDiagnosticsSignal;
+class CLoadBalancing;
 class CLoadBalancingConfig;
 class CMeasurementSourceFactory;
 class COvercurrentProtection;
@@ -62,12 +66,19 @@ class CLimitingComponents {
   void SetChargingState(ipc::EChargingState state);
 
  private:
-  std::shared_ptr<CBlackoutProtectionBase> CreateBlackoutProtection();
-  /// Whether the group will limit the station. What leads it is not there yet.
-  bool IsInGroup() const;
+  struct SBlackoutProtectionParts {
+    std::shared_ptr<IMeasurementSource> source;
+    CBlackoutProtectionBase::SSignals signals;
+  };
+  SBlackoutProtectionParts BlackoutProtectionParts() const;
+  /// For a station that is in no group.
+  std::shared_ptr<CBlackoutProtection> CreateBlackoutProtection(const SBlackoutProtectionParts& parts);
+  /// With a blackout protection for the group, if one is wanted. False: the station is in no group.
+  bool JoinGroup(const std::optional<SBlackoutProtectionParts>& parts);
   /// Without the serial line when a meter has it: then the fallback current holds, and the meter goes on.
   SGroupAccess GroupAccess() const;
-  void CreateLoadBalancing(std::shared_ptr<CBlackoutProtectionBase> blackoutProtection);
+  std::shared_ptr<CLoadBalancing> CreateLoadBalancing(
+      std::shared_ptr<CBlackoutProtectionDGLB> blackoutProtection) const;
   std::shared_ptr<CUserCableLimit> CreateCableLimit();
   std::shared_ptr<CPhaseImbalanceMonitor> CreatePhaseImbalanceMonitor();
   std::shared_ptr<COvercurrentProtection> CreateOvercurrentProtection();

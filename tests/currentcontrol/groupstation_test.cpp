@@ -20,6 +20,7 @@ using testing::ElementsAre;
 constexpr MediumStation kStation = 1;
 constexpr MediumStation kLeader = 2;
 constexpr std::uint16_t kGroup = 7;
+constexpr auto kOnLine = R"("GroupLoadBalancingInterface": "RS485")";
 constexpr auto kOnNetwork = R"("GroupLoadBalancingInterface": "Ethernet", "GroupLoadBalancingGroupId": 7)";
 
 /// A whole station, and the leader of its group, on a network or a line.
@@ -123,7 +124,7 @@ TEST_F(CGroupStationTest, OffersWhatTheLeaderSaysAndFallsBackByItself) {
 
 TEST_F(CGroupStationTest, IsLedOverALineWhoseDeviceComesAndGoes) {
   mBus.SetDevicePresent(kStation, false);
-  Start(R"("GroupLoadBalancingInterface": "RS485")");
+  Start(kOnLine);
   LeadLine();
   EXPECT_EQ(OfferedAfter(10s), 6000U);
   for (int i = 0; i < 2; ++i) {
@@ -147,14 +148,33 @@ TEST_F(CGroupStationTest, MeterKeepsTheSerialLineThatTheGroupWantsToo) {
 }
 
 TEST_F(CGroupStationTest, FuseIsProtectedByTheStationAloneWhereNoGroupIsJoined) {
-  const CVirtualStation station(
-      {.hwinfo = R"({"HwMaxCurrent": 32, "HwOneOrThreePhase": 3})",
-       .settings = R"({"GroupLoadBalancingEnable": true, "CurrentCtrlBopEnable": true})",
-       .secrets = ""});
-  EXPECT_EQ(mLog.Count("GroupLoadBalancingEnable is true, but hardware has no meter. Ignoring value of "
-                       "GroupLoadBalancingEnable."),
-            1);
-  EXPECT_EQ(mLog.Count("Stand alone BlackoutProtection enabled"), 1);
+  const SVirtualWorld world{.group = {.network = mNetwork, .createRandom = [] {
+                                        auto random = std::make_unique<CSeededRandom>(kStation);
+                                        random->FailInit(-199);
+                                        return random;
+                                      }}};
+  for (const auto& [hasMeter, role, reason] :
+       {std::tuple{"false", "Follower",
+                   "GroupLoadBalancingEnable is true, but hardware has no meter. Ignoring value of "
+                   "GroupLoadBalancingEnable."},
+        {"true", "Leader",
+         "This version cannot lead a group, and the group's supply is not shared out: give this station the "
+         "GroupLoadBalancingRole \"Follower\" in settings.json, and another one the role of the leader"},
+        {"true", "Follower", "Failed to initialize encryption for ethernet group load balancing."}}) {
+    mLog.Clear();
+    const bool isRandomBroken = reason[0] == 'F';
+    const CVirtualStation station(
+        {.hwinfo =
+             fmt::format(R"({{"HwMaxCurrent": 32, "HwOneOrThreePhase": 3, "HwHasMeter": {}}})", hasMeter),
+         .settings = fmt::format(R"({{"GroupLoadBalancingEnable": true, "GroupLoadBalancingRole": "{}",
+                                      "CurrentCtrlBopEnable": true, {}}})",
+                                 role, isRandomBroken ? kOnNetwork : kOnLine),
+         .secrets = ""},
+        world);
+    EXPECT_EQ(mLog.Count(reason), 1);
+    EXPECT_EQ(mLog.Count("Stand alone BlackoutProtection enabled"), 1) << reason;
+    EXPECT_EQ(mLog.Count("BlackoutProtection for DynamicGroupLoadBalancing enabled"), 0) << reason;
+  }
 }
 
 TEST_F(CGroupStationTest, WhatCannotBeStartedIsToldAndLimitsOnlyAsTheSettingsSay) {
