@@ -13,7 +13,7 @@ packages=(
   g++ cmake ninja-build ccache pkg-config python3 python3-cryptography binutils
   protobuf-compiler protobuf-compiler-grpc libprotobuf-dev libgrpc++-dev
   libjsoncpp-dev libwolfssl-dev libasio-dev libspdlog-dev libfmt-dev libboost-dev
-  libcurl4-openssl-dev libmodbus-dev libavahi-client-dev libmicrohttpd-dev avahi-daemon dbus
+  libcurl4-openssl-dev libmodbus-dev libavahi-client-dev libmicrohttpd-dev avahi-daemon dbus iproute2
   googletest libgtest-dev libgmock-dev libbenchmark-dev
 )
 for option in "$@"; do
