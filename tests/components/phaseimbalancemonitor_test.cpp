@@ -36,29 +36,29 @@ TEST(PhaseImbalanceMonitor, LimitsToTheLeastLoadedPhase) {
     SStation station;
     station.settings->Set("VDEPhaseImbalanceLimit", setting);
     station.Draw(milliAmpere, 4, milliVolt);
-    EXPECT_EQ(station.Told(), "");
+    EXPECT_EQ(station.TakeTold(), "");
     station.Draw(milliAmpere, 1, milliVolt);
-    EXPECT_EQ(station.Told(), told);
+    EXPECT_EQ(station.TakeTold(), told);
     EXPECT_EQ(station.log.Count("No phases active, nothing to balance"), milliVolt.front() < 1 ? 1 : 0);
   }
   SStation station;
   for (const std::int32_t current : {0, 200, 201}) station.Draw({current, current, current}, 5);
-  EXPECT_EQ(station.Told(), "19782, 19983") << "200 mA more or less change nothing";
+  EXPECT_EQ(station.TakeTold(), "19782; 19983") << "200 mA more or less change nothing";
 }
 
 TEST(PhaseImbalanceMonitor, StopsWhatIsUnbalancedUntilItIsUnplugged) {
   SStation station;
   station.Draw({20000, 0, 0}, 600);
-  EXPECT_EQ(station.Told(), "19782") << "as much as is allowed";
+  EXPECT_EQ(station.TakeTold(), "19782") << "as much as is allowed";
   station.monitor.SetChargingState(ipc::EChargingStateNoVehicle);
   station.Draw({0, 10000, 0}, 600);
   station.Draw({0, 25000, 0}, 44);
-  EXPECT_EQ(station.Told(), "") << "in the mean of a minute it was 20 A";
+  EXPECT_EQ(station.TakeTold(), "") << "in the mean of a minute it was 20 A";
   station.monitor.SetChargingState(ipc::EChargingStateNoVehicle);
   station.Draw({0, 20001, 0}, 9);
-  EXPECT_EQ(station.Told(), "") << "what the one before drew is forgotten";
+  EXPECT_EQ(station.TakeTold(), "") << "what the one before drew is forgotten";
   station.Draw({0, 20001, 0}, 1);
-  EXPECT_EQ(station.Told(), "stop, 0, 30500 true");
+  EXPECT_EQ(station.TakeTold(), "stop; 0; 30500 true");
   for (const auto* line :
        {"Phase imbalance monitor: Limit of 4600VA exceeded for 1 minute. Stop charging and "
         "set diagnostics signal(s)",
@@ -69,18 +69,18 @@ TEST(PhaseImbalanceMonitor, StopsWhatIsUnbalancedUntilItIsUnplugged) {
   station.monitor.Enable();
   station.monitor.SetChargingState(ipc::EChargingStateConnected);
   station.Draw({0, 0, 0}, 60);
-  EXPECT_EQ(station.Told(), "");
+  EXPECT_EQ(station.TakeTold(), "");
   station.settings->Set("VDEPhaseImbalanceLimit", 0);
   station.monitor.SetChargingState(ipc::EChargingStateNoVehicle);
-  EXPECT_EQ(station.Told(), "removed, 30500 false");
+  EXPECT_EQ(station.TakeTold(), "removed; 30500 false");
   station.Draw({0, 0, 0}, 5);
-  EXPECT_EQ(station.Told(), "0") << "a limit that was removed is told though it is the same";
+  EXPECT_EQ(station.TakeTold(), "0") << "a limit that was removed is told though it is the same";
 }
 
 TEST(PhaseImbalanceMonitor, WithoutTheMeterNothingIsAllowed) {
   SStation none(false);
   none.Draw({0, 0, 0}, 60);
-  EXPECT_EQ(none.Told(), "");
+  EXPECT_EQ(none.TakeTold(), "");
   EXPECT_EQ(
       none.log.Count("Phase imbalance is enabled but HwHasMeter is false. Phase imbalance limits current "
                      "to 0mA"),
@@ -88,19 +88,19 @@ TEST(PhaseImbalanceMonitor, WithoutTheMeterNothingIsAllowed) {
   SStation silent;
   silent.Draw({0, 0, 0}, 8);
   silent.Silence(60);
-  EXPECT_EQ(silent.Told(), "19782, 0");
+  EXPECT_EQ(silent.TakeTold(), "19782; 0");
   silent.Draw({0, 0, 0}, 4);
-  EXPECT_EQ(silent.Told(), "") << "samples of before do not count";
+  EXPECT_EQ(silent.TakeTold(), "") << "samples of before do not count";
   silent.Draw({25000, 0, 0}, 20);
-  EXPECT_EQ(silent.Told(), "19782") << "after a new limit it is not verified at once";
+  EXPECT_EQ(silent.TakeTold(), "19782") << "after a new limit it is not verified at once";
   silent.Draw({25000, 0, 0}, 1);
-  EXPECT_EQ(silent.Told(), "stop, 0, 30500 true");
+  EXPECT_EQ(silent.TakeTold(), "stop; 0; 30500 true");
   silent.monitor.SetChargingState(ipc::EChargingStateNoVehicle);
-  EXPECT_EQ(silent.Told(), "removed, 30500 false");
+  EXPECT_EQ(silent.TakeTold(), "removed; 30500 false");
   EXPECT_EQ(silent.log.Texts(Log::ELogLevel::Warning).size(), 1U);
   silent.monitor.Disable();
   silent.Silence(60);
-  EXPECT_EQ(silent.Told(), "");
+  EXPECT_EQ(silent.TakeTold(), "");
 }
 
 }  // namespace

@@ -1,24 +1,15 @@
 #include "src/components/processactionhandler.h"
 
-#include <memory>
-#include <string>
-#include <utility>
-#include <vector>
-
-#include <gmock/gmock.h>
-
-#include "platform/log/logcapture.h"
+#include "components/componentstation.h"
 #include "platform/rpc/result.h"
-#include "platform/worker/virtualscheduler.h"
-#include "src/components/currentcontrolconfig.h"
 #include "src/components/currentlimiter.h"
 #include "src/components/limiter.h"
 #include "src/rpc/clients/chargecontrolservice.h"
-#include "support/memoryconfig.h"
 
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using Done = std::vector<std::string>;
 
@@ -34,28 +25,22 @@ class CComponent : public ILimiter {
   Done& mDone;
 };
 
-class CLimiter : public CCurrentLimiter {
+class CChargeControl : public IChargeControlService {
  public:
-  CLimiter(const IClock& clock, std::shared_ptr<CCurrentControlConfig> config, Done& done)
-      : CCurrentLimiter(clock, std::move(config), nullptr, {}), mDone(done) {}
-  bool SetLimitWithDefaultPhases(ipc::ECurrentControlSource source, float current) override {
-    mDone.push_back("source " + std::to_string(source) + (current == 0.0F ? " 0 A" : " current"));
-    return true;
+  explicit CChargeControl(Done& done) : mDone(done) {}
+  ipc::MResult SetChargeCurrent(std::uint32_t milliAmpere, std::uint8_t) override {
+    mDone.push_back(std::to_string(milliAmpere) + " mA");
+    return Rpc::Failure();
   }
+  ipc::MResult EnsureTaken() override { return Rpc::ToResult(takes); }
+  void StopCharging() override {}
+  bool takes = true;
 
  private:
   Done& mDone;
 };
 
-class CChargeControl : public IChargeControlService {
- public:
-  ipc::MResult SetChargeCurrent(std::uint32_t, std::uint8_t) override { return Rpc::Success(); }
-  ipc::MResult EnsureTaken() override { return Rpc::ToResult(takes); }
-  void StopCharging() override {}
-  bool takes = true;
-};
-
-class CProcessActionHandlerTest : public ::testing::Test {
+class CProcessActionHandlerTest : public ::testing::Test, protected SComponentStation {
  protected:
   void Set(const std::string& type, const std::string& parameters) {
     ipc::MMeasurementSource connection;
@@ -63,18 +48,19 @@ class CProcessActionHandlerTest : public ::testing::Test {
     connection.set_parameters(parameters);
     handler.SetMeasurementSourceConnection(connection);
   }
-  std::string Stored(const char* feature) {
-    return settings->GetString(std::string(feature) + "SourceParameters", "");
+  /// Of blackout protection, solar charging and the household's power limit.
+  Done Stored() {
+    Done stored;
+    for (const auto* feature : {"Bop", "SolarCharging", "UserDefinedHouseholdPowerLimit"}) {
+      stored.push_back(settings->GetString(std::string(feature) + "SourceParameters", ""));
+    }
+    return stored;
   }
 
-  CVirtualScheduler time;
-  CLogCapture log{Log::ELogLevel::Info};
   Done done;
-  std::shared_ptr<CMemoryConfig> settings = std::make_shared<CMemoryConfig>();
-  std::shared_ptr<CCurrentControlConfig> config =
-      std::make_shared<CCurrentControlConfig>(settings, std::make_shared<CMemoryConfig>());
-  std::shared_ptr<CLimiter> limiter = std::make_shared<CLimiter>(time, config, done);
-  std::shared_ptr<CChargeControl> chargeControl = std::make_shared<CChargeControl>();
+  std::shared_ptr<CChargeControl> chargeControl = std::make_shared<CChargeControl>(done);
+  std::shared_ptr<CCurrentLimiter> limiter =
+      std::make_shared<CCurrentLimiter>(time, config, chargeControl, CCurrentLimiter::SSignals{});
   CProcessActionHandler handler{
       config,
       limiter,
@@ -90,13 +76,12 @@ TEST_F(CProcessActionHandlerTest, EnablesInOrderDisablesInReverseAndLeavesTheVeh
   handler.Disable();
   EXPECT_TRUE(handler.Enable());
   handler.Terminate();
-  EXPECT_THAT(done, ElementsAre("peers", "+a", "+b", "-b", "-a", "peers", "+a", "+b", "source 8 0 A", "-b",
-                                "-a", "source 8 0 A"));
-  EXPECT_THAT(log.Texts(Log::ELogLevel::Info), ElementsAre("The vehicle is left with a setpoint of 0 A"));
+  EXPECT_THAT(done, ElementsAre("peers", "+a", "+b", "-b", "-a", "peers", "+a", "+b", "0 mA", "-b", "-a"));
+  EXPECT_TRUE(limiter->HasLimit(ipc::ECurrentControlHardwareLimit));
+  EXPECT_THAT(Told(), EndsWith("; The vehicle is left with a setpoint of 0 A"));
   chargeControl->takes = false;
   handler.Terminate();
-  EXPECT_THAT(log.Texts(Log::ELogLevel::Error),
-              ElementsAre(HasSubstr("did not take the last setpoint of 0 A")));
+  EXPECT_THAT(Told(), HasSubstr("did not take the last setpoint of 0 A"));
 }
 
 TEST_F(CProcessActionHandlerTest, StoresAConnectionForTheFeaturesThatUseIt) {
@@ -105,15 +90,11 @@ TEST_F(CProcessActionHandlerTest, StoresAConnectionForTheFeaturesThatUseIt) {
   settings->Set("UserDefinedHouseholdPowerLimitSource", "homewizard");
   settings->Set("BopSourceParameters", R"({"line":2})");
   Set("homewizard", R"({"address":"10.0.0.7"} // seen by mDNS)");
-  EXPECT_EQ(Stored("Bop"), R"({"line":2})");
-  EXPECT_EQ(Stored("SolarCharging"), R"({"address":"10.0.0.7"})");
-  EXPECT_EQ(Stored("UserDefinedHouseholdPowerLimit"), R"({"address":"10.0.0.7"})");
-
+  const auto* set = R"({"address":"10.0.0.7"})";
+  EXPECT_THAT(Stored(), ElementsAre(R"({"line":2})", set, set));
   settings->Set("UserDefinedHouseholdPowerLimitSource", "CT");
   for (int repetition = 0; repetition < 2; ++repetition) handler.ClearMeasurementSourceConnection();
-  EXPECT_EQ(Stored("Bop"), "{}");
-  EXPECT_EQ(Stored("SolarCharging"), "{}");
-  EXPECT_EQ(Stored("UserDefinedHouseholdPowerLimit"), R"({"address":"10.0.0.7"})");
+  EXPECT_THAT(Stored(), ElementsAre("{}", "{}", set));
   EXPECT_EQ(log.Texts(Log::ELogLevel::Info).size(), 4U);
 }
 
@@ -132,9 +113,8 @@ TEST_F(CProcessActionHandlerTest, SaysWhatIsWrongWithAConnection) {
                 {"homewizard", std::string(4097, ' '), "have 4097 bytes"},
                 {"homewizard", "", "no feature uses it"}};
   for (const auto& [type, parameters, warning] : kCases) {
-    log.Clear();
     Set(type, parameters);
-    EXPECT_THAT(log.Texts(Log::ELogLevel::Warning), ElementsAre(HasSubstr(warning)));
+    EXPECT_THAT(Told(), HasSubstr(warning));
   }
   EXPECT_THAT(settings->Writes(), testing::IsEmpty());
 }

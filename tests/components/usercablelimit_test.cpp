@@ -1,9 +1,7 @@
 #include "src/components/usercablelimit.h"
 
 #include <functional>
-#include <memory>
 #include <tuple>
-#include <utility>
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
