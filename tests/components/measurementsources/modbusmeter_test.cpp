@@ -1,11 +1,4 @@
-#include <algorithm>
-#include <array>
 #include <fstream>
-#include <map>
-#include <string>
-#include <tuple>
-#include <utility>
-#include <vector>
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
@@ -150,17 +143,14 @@ TEST(ModbusMeterTest, ValuesAreDoubtedMostAtFirst) {
   const SCase cases[] = {
       {{}, "", ""},
       {{{2, kNaN}}, "no voltage on L2; \"phases\": 1 is for L1 alone", "no voltage on L2"},
-      {{{6, kNaN}}, "no current on L1", "no current on L1"},
       {{{16, kNaN}}, "no power on L3; \"phases\": 1", "no power on L3"},
       {{{0, 0x43c8}}, "about 400 V on L1 cannot be: the \"type\" may be wrong", ""},
-      {{{4, 0x42c8}}, "about 100 V on L3", ""},
       {{{4, 0x447a}}, "about 1000 V on L3", "about 1000 V on L3"},
       {{{4, 0xc366}}, "about -200 V on L3", "about -200 V on L3"},
       {{{2, 0}, {3, 0}, {8, 0}, {9, 0}, {14, 0}, {15, 0}}, "", ""},  // two phases only
       {{{0, 0}, {1, 0}, {2, 0}, {3, 0}, {4, 0}, {5, 0}, {12, 0}, {13, 0}, {14, 0}, {15, 0}, {16, 0}},
        "no phase has a voltage",
        "no phase has a voltage"},
-      {{{4, 0x4228}}, "about 40 V on L3", "about 40 V on L3"},
       {{{8, 0x447a}}, "about 1000 A on L2 cannot be", "about 1000 A on L2 cannot be"},
       {{{12, 0x457a}}, "about 4000 W on L1, with its voltage and current, cannot be", ""},
       {{{12, 0x44fa}}, "", ""},  // 2002 W: something was switched on just now
@@ -195,15 +185,12 @@ TEST(SunSpecTest, ListsAreWalkedWhateverTheyHold) {
   for (std::uint32_t i = 2; i < 1000; ++i) endless[i] = 0;
   const SCase cases[] = {
       {{}, "no SunSpec list is there: Illegal data address"},
-      {{{0, 1}, {1, 2}}, "no SunSpec list is there"},
       {{{39999, 0x5375}, {40000, 0x6e53}, {40001, 203}, {40002, 105}}, ""},
-      {{{40001, 0x5375}, {40002, 0x6e53}, {40003, 204}, {40004, 21}}, ""},
       {{{50000, 0x5375}, {50001, 0x6e53}, {50002, 201}, {50003, 105}}, ""},
       {list({{2, 1}, {3, 4}, {8, 202}, {9, 105}}), ""},
       {mark, "the SunSpec list breaks off at 2: Illegal data address"},
       {list({{2, 1}, {3, 65535}}), "the SunSpec list breaks off at 65539: there are no more registers"},
       {list({{2, 203}, {3, 20}}), "the SunSpec model 203 at 2 has the length 20"},
-      {list({{2, 203}, {3, 65533}}), "the SunSpec model 203 at 2 has the length 65533"},
       {list({{2, 1}, {3, 0}, {4, 213}, {5, 124}, {130, 65535}, {131, 0}}),
        "the SunSpec list has no model 201 to 204, only: 1, 213"},
       {endless, "the SunSpec list has no model 201 to 204, only: 0, 0, "}};
@@ -230,7 +217,6 @@ TEST(SunSpecTest, PowerOfPhasesMayBeMissingButNotTheirCurrents) {
             (ThreePhaseValue{6100, -2400, 9800}))
       << "another power of ten";
   EXPECT_THAT(Why(with({{40090, kNone}})), HasSubstr("no power on L2"));
-  EXPECT_THAT(Why(with({{40074, kNone}})), HasSubstr("no current on L2"));
   EXPECT_THAT(Why(with({{40076, kNone}})), HasSubstr("no current on L1"));
   EXPECT_THAT(Why(with({{40085, 11}})), HasSubstr("no voltage on L1"));
 }
