@@ -1,8 +1,7 @@
-#include <memory>
 #include <string>
-#include <tuple>
 #include <vector>
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include "platform/log/logcapture.h"
@@ -20,6 +19,7 @@
 
 namespace {
 
+using namespace std::chrono_literals;
 using EFault = Rpc::CInProcessNetwork::EFault;
 using Setpoints = std::vector<std::pair<std::uint32_t, std::uint32_t>>;
 
@@ -42,6 +42,7 @@ class CClientsTest : public ::testing::Test {
   using Host = Rpc::AppCommunicationHost<Rpc::InProcessBackend>;
 
   std::shared_ptr<Rpc::CClient> Client(const std::string& name) { return mHost.CreateClient(name); }
+  void Run(Milliseconds span) { mScheduler.RunFor(span); }
   void Fail(EFault fault, const std::string& socket) {
     mNetwork->SetFault("unix:/station/run/ipc/" + socket + ".sock", fault);
   }
@@ -64,7 +65,7 @@ class CChargeControlServiceTest : public CClientsTest {
   }
   void Start() {
     mHost.Start();
-    mScheduler.RunFor(std::chrono::seconds(1));
+    Run(1s);
   }
   void Fail(EFault fault) { CClientsTest::Fail(fault, "chargecontrolbasiccharge"); }
 
@@ -76,67 +77,43 @@ class CChargeControlServiceTest : public CClientsTest {
   CChargeControlService mLink{mScheduler, Client("ChargeControlBasicCharge")};
 };
 
-TEST_F(CChargeControlServiceTest, PeerThatStartsLaterIsGivenTheNewestSetpointOnce) {
-  EXPECT_EQ(mLink.SetChargeCurrent(16000, 3).code(), 1U);
+TEST_F(CChargeControlServiceTest, PeerThatComesOrComesBackOrDidNotAnswerIsGivenTheNewestSetpointOnce) {
+  mLink.SetChargeCurrent(16000, 3);
   EXPECT_EQ(mLink.SetChargeCurrent(10000, 1).code(), 1U);
   mHost.Start();
-  mScheduler.RunFor(std::chrono::minutes(1));
+  Run(1min);
   EXPECT_EQ(mArrived, (Setpoints{{10000, 1}}));
-}
-
-TEST_F(CChargeControlServiceTest, PeerThatWasAwayIsGivenTheSetpointAgain) {
-  Start();
-  EXPECT_EQ(mLink.SetChargeCurrent(16000, 3).code(), 0U);
-  mScheduler.RunFor(std::chrono::minutes(1));
-  ASSERT_EQ(mArrived, (Setpoints{{16000, 3}})) << "a peer that has the setpoint is left alone";
-
   Fail(EFault::Absent);
-  mScheduler.RunFor(std::chrono::minutes(1));
+  Run(1min);
   Fail(EFault::None);
-  mScheduler.RunFor(std::chrono::seconds(5));
-  EXPECT_EQ(mArrived, (Setpoints{{16000, 3}, {16000, 3}}));
-}
-
-TEST_F(CChargeControlServiceTest, SetpointThatTimedOutIsTriedAgainThoughTheLinkStands) {
-  Start();
+  Run(5s);
+  EXPECT_EQ(mArrived, (Setpoints{{10000, 1}, {10000, 1}}));
   Fail(EFault::Hanging);
   EXPECT_EQ(mLink.SetChargeCurrent(6000, 3).code(), 1U);
   Fail(EFault::None);
-  mScheduler.RunFor(CChargeControlService::kRetryInterval);
-  EXPECT_EQ(mArrived, (Setpoints{{6000, 3}}));
+  Run(CChargeControlService::kRetryInterval);
+  EXPECT_EQ(mArrived, (Setpoints{{10000, 1}, {10000, 1}, {6000, 3}})) << "though the link stands";
   EXPECT_EQ(mLog.Count("Charge control was given the setpoint of 6000 mA on 3 phases again and took it"), 1);
 }
 
-TEST_F(CChargeControlServiceTest, RefusedSetpointIsRepeatedOnRequestOnly) {
+TEST_F(CChargeControlServiceTest, RefusedSetpointIsRepeatedOnRequestOnlyAndToldWhenTaken) {
+  Setpoints taken;
+  mLink.OnTaken([&](std::uint32_t current, std::uint32_t phases) { taken.emplace_back(current, phases); });
   EXPECT_EQ(mLink.EnsureTaken().code(), 1U) << "nothing was said yet";
   Start();
   mPeer->Refuse(true);
   EXPECT_EQ(mLink.SetChargeCurrent(0, 3).code(), 1U);
-  mScheduler.RunFor(std::chrono::minutes(1));
+  Run(1min);
   EXPECT_EQ(mArrived.size(), 1U);
   EXPECT_EQ(mLink.EnsureTaken().code(), 1U);
   mPeer->Refuse(false);
-  EXPECT_EQ(mLink.EnsureTaken().code(), 0U);
-  EXPECT_EQ(mLink.EnsureTaken().code(), 0U);
+  for (int time = 0; time < 2; ++time) EXPECT_EQ(mLink.EnsureTaken().code(), 0U);
   EXPECT_EQ(mArrived.size(), 3U) << "what was taken is not said again";
-}
-
-TEST_F(CChargeControlServiceTest, OnlySetpointsThatWereTakenAreTold) {
-  Setpoints taken;
-  mLink.OnTaken(
-      [&taken](std::uint32_t current, std::uint32_t phases) { taken.emplace_back(current, phases); });
-  mLink.SetChargeCurrent(16000, 3);
-  Start();
-  mPeer->Refuse(true);
-  mLink.SetChargeCurrent(10000, 3);
-  mPeer->Refuse(false);
-  mLink.SetChargeCurrent(0, 1);
-  mLink.EnsureTaken();
-  EXPECT_EQ(taken, (Setpoints{{16000, 3}, {0, 1}}));
+  EXPECT_EQ(taken, (Setpoints{{0, 3}}));
   Fail(EFault::Hanging);
   mLink.SetChargeCurrent(13000, 3);
   mLink.SetChargeCurrent(6000, 3);
-  EXPECT_EQ(taken, (Setpoints{{16000, 3}, {0, 1}, {13000, 3}})) << "a raised one may have been taken";
+  EXPECT_EQ(taken, (Setpoints{{0, 3}, {13000, 3}})) << "a raised one may have been taken";
 }
 
 TEST_F(CChargeControlServiceTest, StopIsHandedOverUntilItIsAnsweredOrTheVehicleIsGone) {
@@ -154,121 +131,105 @@ TEST_F(CChargeControlServiceTest, StopIsHandedOverUntilItIsAnsweredOrTheVehicleI
   charging(CVehicle::EState::Charging);
   stopWhileItHangs();
   EXPECT_EQ(mLog.Count("Charge control could not be told to stop charging, trying again"), 1);
-  mScheduler.RunFor(CChargeControlService::kRetryInterval);
+  Run(1min);
   EXPECT_EQ(mArrived, (Setpoints{{16000, 3}})) << "which does not take the stop back";
-  mScheduler.RunFor(std::chrono::minutes(1));
   EXPECT_EQ(mLog.Count("Charge control was told to stop charging"), 1);
 
   stopWhileItHangs();
   charging(CVehicle::EState::Absent);
-  mScheduler.RunFor(std::chrono::minutes(1));
+  Run(1min);
   EXPECT_EQ(mLog.Count("The vehicle is gone, charge control need not stop charging any more"), 1);
   stopWhileItHangs();
-  mScheduler.RunFor(std::chrono::minutes(1));
+  Run(1min);
   EXPECT_EQ(mLog.Count("Charge control was told to stop charging"), 1) << "the next vehicle is not stopped";
 }
 
 TEST_F(CChargeControlServiceTest, ChargingStatesOfOtherVersionsArriveAsNumbers) {
-  mHost.Start();
+  Start();
   ipc::MChargingState state;
   state.set_state(static_cast<ipc::EChargingState>(77));
   mPeer->ChargingStateNotifications().Notify(state);
-  mScheduler.RunFor(std::chrono::seconds(5));
+  Run(5s);
   EXPECT_EQ(mStates, std::vector{static_cast<ipc::EChargingState>(77)});
 }
 
 TEST_F(CClientsTest, MeterIsEnabledWheneverItComesAndItsNewestValuesAreKeptWithTheirAge) {
   const auto peer = std::make_shared<CMeter>();
   mHost.RegisterService("Meter", ipc::CreateService(peer));
+  const auto vanish = [this](Milliseconds span) {
+    Fail(EFault::Absent, "meter");
+    Run(span);
+    Fail(EFault::None, "meter");
+  };
   CMeterService meter(mScheduler, Client("Meter"));
   meter.Enable();
   mHost.Start();
-  mScheduler.RunFor(std::chrono::seconds(5));
+  Run(5s);
   EXPECT_FALSE(meter.Newest());
   ipc::MMeterData values;
   values.set_current2(-7000);
   peer->mNotifier.Notify(values);
-  mScheduler.RunFor(std::chrono::seconds(3));
+  Run(3s);
   ASSERT_TRUE(meter.Newest());
   EXPECT_EQ(meter.Newest()->values.milliAmpere[1], -7000);
-  EXPECT_EQ(meter.Newest()->age, std::chrono::seconds(3));
+  EXPECT_EQ(meter.Newest()->age, 3s);
 
-  Fail(EFault::Absent, "meter");
-  mScheduler.RunFor(std::chrono::seconds(7));
+  vanish(7s);
   EXPECT_TRUE(meter.Newest());
-  mScheduler.RunFor(std::chrono::seconds(3));
+  vanish(1s);
   EXPECT_FALSE(meter.Newest()) << "a silent meter has no value";
-  Fail(EFault::None, "meter");
-  mScheduler.RunFor(std::chrono::seconds(10));
+  Run(10s);
   EXPECT_EQ(peer->mEnabled, 2);
-
   peer->mRefusals = 4;
-  Fail(EFault::Absent, "meter");
-  mScheduler.RunFor(std::chrono::seconds(5));
-  Fail(EFault::None, "meter");
-  mScheduler.RunFor(std::chrono::minutes(1));
+  vanish(5s);
+  Run(1min);
   EXPECT_EQ(peer->mEnabled, 5) << "asked again until it agrees";
   EXPECT_EQ(mLog.Count("The station's meter refuses to be enabled, trying again"), 1);
 }
 
-class CTemperatureLinksTest : public CClientsTest {
- protected:
-  using Heard = std::vector<std::tuple<int, float>>;
-
-  Heard mHeard;
-  const TemperatureHandler mNote = [this](EThermalSource source, float celsius) {
-    mHeard.emplace_back(static_cast<int>(source), celsius);
-  };
-};
-
-TEST_F(CTemperatureLinksTest, EachPeerHasItsNumbers) {
+TEST_F(CClientsTest, TemperaturesHaveTheNumbersOfTheirPeers) {
   const auto adac = std::make_shared<CSimulatedAdac>();
   const auto netM = std::make_shared<CSimulatedNetM>();
+  const auto mcu = std::make_shared<CSimulatedSafetyMcuComm>();
   mHost.RegisterService("Adac", ipc::CreateService(std::shared_ptr<ipc::IAdac>(adac)));
   mHost.RegisterService("NetM", ipc::CreateService(std::shared_ptr<ipc::INetM>(netM)));
+  mHost.RegisterService("SafetyMcuComm", ipc::CreateService(std::shared_ptr<ipc::ISafetyMcuComm>(mcu)));
   mHost.Start();
-  ipc::MTemperature temperature;
-  temperature.set_celsius(41.5F);
-  adac->TemperatureNotifications().Notify(temperature);
-  temperature.set_celsius(-3.0F);
-  netM->TemperatureNotifications().Notify(temperature);
-
+  std::string heard;
+  const TemperatureHandler note = [&heard](EThermalSource source, float celsius) {
+    heard += fmt::format(" {}:{}", static_cast<int>(source), celsius);
+  };
   ipc::CAdacClient adacClient(Client("Adac"));
   ipc::CNetMClient netMClient(Client("NetM"));
-  const auto adacLink = LinkTemperatures(adacClient, mNote);
-  const auto netMLink = LinkTemperatures(netMClient, mNote);
-  mScheduler.RunFor(std::chrono::seconds(1));
-  EXPECT_EQ(mHeard, (Heard{{5, 41.5F}, {4, -3.0F}}));
-  EXPECT_EQ(mLog.Texts(Log::ELogLevel::Trace),
-            (std::vector<std::string>{"Received temperature notification from Adac: 41.5 °C",
-                                      "Temperature received from NetM: -3 °C"}));
-}
-
-TEST_F(CTemperatureLinksTest, SafetyControllerHandsOverWhatIsPresent) {
-  const auto peer = std::make_shared<CSimulatedSafetyMcuComm>();
-  mHost.RegisterService("SafetyMcuComm", ipc::CreateService(std::shared_ptr<ipc::ISafetyMcuComm>(peer)));
-  mHost.Start();
-  ipc::CSafetyMcuCommClient client(Client("SafetyMcuComm"));
-  const auto link = LinkTemperatures(client, mNote);
-  mScheduler.RunFor(std::chrono::seconds(1));
-  const auto notify = [&](const ipc::MMcuTemperatures& temperatures) {
-    peer->TemperatureNotifications().Notify(temperatures);
+  ipc::CSafetyMcuCommClient mcuClient(Client("SafetyMcuComm"));
+  const auto adacLink = LinkTemperatures(adacClient, note);
+  const auto netMLink = LinkTemperatures(netMClient, note);
+  const auto mcuLink = LinkTemperatures(mcuClient, note);
+  Run(1s);
+  heard.clear();
+  const auto notify = [this](auto& peer, const auto& message) {
+    peer->TemperatureNotifications().Notify(message);
     mScheduler.RunDue();
   };
-
+  ipc::MTemperature temperature;
+  temperature.set_celsius(41.5F);
+  notify(adac, temperature);
+  temperature.set_celsius(-3.0F);
+  notify(netM, temperature);
   ipc::MMcuTemperatures temperatures;
-  notify(temperatures);
-  EXPECT_EQ(mLog.Texts(Log::ELogLevel::Warning),
-            std::vector<std::string>{"No temperature received from McuTemperatures notification"});
+  notify(mcu, temperatures);
+  EXPECT_EQ(mLog.Count("No temperature received from McuTemperatures notification"), 1);
   temperatures.set_earth_leakage_detector2(52.0F);
   temperatures.set_relay1(60.25F);
   temperatures.set_earth_leakage_detector1(51.0F);
-  notify(temperatures);
-  EXPECT_EQ(mHeard, (Heard{{0, 51.0F}, {1, 52.0F}, {2, 60.25F}}));
-  EXPECT_EQ(
-      mLog.Count("Received temperature notification from SMCU: [ Eld1: 51.000000 Eld2: 52.000000 Relay1: "
-                 "60.250000 ] °C"),
-      1);
+  notify(mcu, temperatures);
+  EXPECT_EQ(heard, " 5:41.5 4:-3 0:51 1:52 2:60.25");
+  for (const auto* line :
+       {"Received temperature notification from Adac: 41.5 °C", "Temperature received from NetM: -3 °C",
+        "Received temperature notification from SMCU: [ Eld1: 51.000000 Eld2: 52.000000 Relay1: 60.250000 ] "
+        "°C"}) {
+    EXPECT_EQ(mLog.Count(line), 1) << line;
+  }
 }
 
 }  // namespace
