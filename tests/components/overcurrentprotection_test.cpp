@@ -97,13 +97,10 @@ TEST(OvercurrentProtection, IsStoppedUntilItIsUnplugged) {
   station.protection.Disable();
   station.protection.Enable();
   station.protection.SetChargingState(ipc::EChargingStateConnected);
-  station.Draw({21000, 0, 0}, 60);
-  EXPECT_EQ(station.TakeTold(), "");
-  EXPECT_EQ(station.protection.GetLimit().milliAmpere, 0);
+  EXPECT_EQ(station.ToldAtDraw({21000, 0, 0}, 60), "");
   station.protection.SetChargingState(ipc::EChargingStateNoVehicle);
   EXPECT_EQ(station.TakeTold(), "10000; 30400 false; 30401 false; 30402 false");
-  station.Draw({21000, 0, 0}, 9);
-  EXPECT_EQ(station.TakeTold(), "") << "the meter's last values stop nobody";
+  EXPECT_EQ(station.ToldAtDraw({21000, 0, 0}, 9), "") << "the meter's last values stop nobody";
   station.protection.SetChargingState(ipc::EChargingStateConnected);
   EXPECT_EQ(station.TimeToStop(12600), 6) << "and the next vehicle is watched again";
 }
@@ -126,12 +123,12 @@ TEST(OvercurrentProtection, WithoutTheMeterOnlyTimersGoOn) {
   for (const bool isUnplugged : {false, true}) {
     SStation silent;
     silent.Draw({17700, 0, 0}, 10);
-    silent.meter.reset();
+    silent.Silence(0);
     if (isUnplugged) silent.protection.SetChargingState(ipc::EChargingStateNoVehicle);
-    silent.Silence(1190);
-    EXPECT_FALSE(silent.protection.HasStopped());
-    silent.Silence(1);
-    EXPECT_EQ(silent.protection.HasStopped(), !isUnplugged);
+    for (const int seconds : {1190, 1}) {
+      silent.Silence(seconds);
+      EXPECT_EQ(silent.protection.HasStopped(), seconds == 1 && !isUnplugged);
+    }
     EXPECT_EQ(silent.log.Texts(ELevel::Warning).size(), 2U) << "of the timer and of the silence";
   }
 }

@@ -48,17 +48,13 @@ TEST(PhaseImbalanceMonitor, LimitsToTheLeastLoadedPhase) {
 
 TEST(PhaseImbalanceMonitor, StopsWhatIsUnbalancedUntilItIsUnplugged) {
   SStation station;
-  station.Draw({20000, 0, 0}, 600);
-  EXPECT_EQ(station.TakeTold(), "19782") << "as much as is allowed";
+  EXPECT_EQ(station.ToldAtDraw({20000, 0, 0}, 600), "19782") << "as much as is allowed";
   station.monitor.SetChargingState(ipc::EChargingStateNoVehicle);
   station.Draw({0, 10000, 0}, 600);
-  station.Draw({0, 25000, 0}, 44);
-  EXPECT_EQ(station.TakeTold(), "") << "in the mean of a minute it was 20 A";
+  EXPECT_EQ(station.ToldAtDraw({0, 25000, 0}, 44), "") << "in the mean of a minute it was 20 A";
   station.monitor.SetChargingState(ipc::EChargingStateNoVehicle);
-  station.Draw({0, 20001, 0}, 9);
-  EXPECT_EQ(station.TakeTold(), "") << "what the one before drew is forgotten";
-  station.Draw({0, 20001, 0}, 1);
-  EXPECT_EQ(station.TakeTold(), "stop; 0; 30500 true");
+  EXPECT_EQ(station.ToldAtDraw({0, 20001, 0}, 9), "") << "what the one before drew is forgotten";
+  EXPECT_EQ(station.ToldAtDraw({0, 20001, 0}, 1), "stop; 0; 30500 true");
   for (const auto* line :
        {"Phase imbalance monitor: Limit of 4600VA exceeded for 1 minute. Stop charging and "
         "set diagnostics signal(s)",
@@ -68,19 +64,17 @@ TEST(PhaseImbalanceMonitor, StopsWhatIsUnbalancedUntilItIsUnplugged) {
   station.monitor.Disable();
   station.monitor.Enable();
   station.monitor.SetChargingState(ipc::EChargingStateConnected);
-  station.Draw({0, 0, 0}, 60);
-  EXPECT_EQ(station.TakeTold(), "");
+  EXPECT_EQ(station.ToldAtDraw({0, 0, 0}, 60), "");
   station.settings->Set("VDEPhaseImbalanceLimit", 0);
   station.monitor.SetChargingState(ipc::EChargingStateNoVehicle);
   EXPECT_EQ(station.TakeTold(), "removed; 30500 false");
-  station.Draw({0, 0, 0}, 5);
-  EXPECT_EQ(station.TakeTold(), "0") << "a limit that was removed is told though it is the same";
+  EXPECT_EQ(station.ToldAtDraw({0, 0, 0}, 5), "0")
+      << "a limit that was removed is told though it is the same";
 }
 
 TEST(PhaseImbalanceMonitor, WithoutTheMeterNothingIsAllowed) {
   SStation none(false);
-  none.Draw({0, 0, 0}, 60);
-  EXPECT_EQ(none.TakeTold(), "");
+  EXPECT_EQ(none.ToldAtDraw({0, 0, 0}, 60), "");
   EXPECT_EQ(
       none.log.Count("Phase imbalance is enabled but HwHasMeter is false. Phase imbalance limits current "
                      "to 0mA"),
@@ -89,12 +83,9 @@ TEST(PhaseImbalanceMonitor, WithoutTheMeterNothingIsAllowed) {
   silent.Draw({0, 0, 0}, 8);
   silent.Silence(60);
   EXPECT_EQ(silent.TakeTold(), "19782; 0");
-  silent.Draw({0, 0, 0}, 4);
-  EXPECT_EQ(silent.TakeTold(), "") << "samples of before do not count";
-  silent.Draw({25000, 0, 0}, 20);
-  EXPECT_EQ(silent.TakeTold(), "19782") << "after a new limit it is not verified at once";
-  silent.Draw({25000, 0, 0}, 1);
-  EXPECT_EQ(silent.TakeTold(), "stop; 0; 30500 true");
+  EXPECT_EQ(silent.ToldAtDraw({0, 0, 0}, 4), "") << "samples of before do not count";
+  EXPECT_EQ(silent.ToldAtDraw({25000, 0, 0}, 20), "19782") << "after a new limit it is not verified at once";
+  EXPECT_EQ(silent.ToldAtDraw({25000, 0, 0}, 1), "stop; 0; 30500 true");
   silent.monitor.SetChargingState(ipc::EChargingStateNoVehicle);
   EXPECT_EQ(silent.TakeTold(), "removed; 30500 false");
   EXPECT_EQ(silent.log.Texts(Log::ELogLevel::Warning).size(), 1U);

@@ -21,6 +21,10 @@ struct SProtectionStation : SComponentStation {
     meter = SStationMeterData{milliAmpere, milliVolt};
     time.RunFor(std::chrono::seconds(seconds));
   }
+  std::string ToldAtDraw(const Values& milliAmpere, int seconds) {
+    Draw(milliAmpere, seconds);
+    return TakeTold();
+  }
   void Silence(int seconds) {
     meter.reset();
     time.RunFor(std::chrono::seconds(seconds));
