@@ -126,6 +126,8 @@ TEST_F(CSolarChargingTest, SettingsHoldFromTheNextRunHoweverAbsurd) {
         {Set("Mode", "AdvancedSolar"), 1, 2300, "10000/1"},
         {Set("AdvancedCurrentOffset", Json::Int64{5'000'000'000}), 1, 2530, "11000/1"},
         {gain(0), 1, 2530, "6000/1"},
+        {gain(std::nan("")), 1, 2530, "6000/1"},
+        {gain(std::numeric_limits<double>::infinity()), 1, 2530, "6000/1"},
         {gain(0.5), 1, 4600, "10000/1"},
         {Set("AdvancedPowerThreshold", -500), 1, -500, "6000/1"},
         {Set("AdvancedContinuousStopThreshold", -9), 2, -501, "0/1"},

@@ -112,6 +112,7 @@ TEST_F(Ade7854Test, RefusesAConfigurationThatTheChipCannotTake) {
       {{{}}, {}, "0 PGA gains given, not 1 to 3"},
       {{{}}, {1, 1, 1, 1}, "4 PGA gains given, not 1 to 3"},
       {{{}}, {1, 3}, "no such PGA gain: 3"},
+      {{{}}, {0}, "no such PGA gain: 0"},
       {{{}}, {32}, "no such PGA gain: 32"},
       {{{}, {8388608, 0, 0, 0}, {}}, {1}, "the current gain 8388608 of phase 2 does not fit into 24 bits"},
       {{{0, 0, 0, -8388609}}, {1}, "the current RMS offset -8388609 of phase 1 does not fit into 24 bits"},

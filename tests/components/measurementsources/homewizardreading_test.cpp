@@ -49,6 +49,7 @@ TEST(HomeWizardReadingTest, TakesWhatIsThere) {
        {{1104, 361, 0}},
        {},
        {{335, 0, 0}}},
+      {R"({"active_power_w": 1193, "active_current_a": 5})", {}, {}, {{1193, 0, 0}}},
       // A voltage that cannot be; nothing but phases.
       {R"({"active_power_l1_w": 2300, "active_voltage_l1_v": 0, "active_power_l2_w": -300})",
        {{10000, -1304, 0}},
@@ -80,6 +81,7 @@ TEST(HomeWizardReadingTest, NamesWhatIsWrong) {
       {R"({"wifi_strength": 50, "active_power_w": null, "active_tariff": 1})", "no \"active_\" field"},
       {R"({"active_power_w": 1e999})", "the answer is no JSON: '1e999' is not a number"},
       {R"({"active_power_w": NaN})", "the answer is no JSON"},
+      {R"({"active_power_w": 1} {})", "the answer is no JSON"},
       {R"({"active_power_w": 1, "active_power_w": 2})", "Duplicate key"},
       {R"({"active_power_w":-543,"active_pow)", "the answer is no JSON"},
       {R"([1])", "the answer is no JSON object"},

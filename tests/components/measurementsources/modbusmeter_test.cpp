@@ -145,6 +145,8 @@ TEST(ModbusMeterTest, ValuesAreDoubtedMostAtFirst) {
       {{{2, kNaN}}, "no voltage on L2; \"phases\": 1 is for L1 alone", "no voltage on L2"},
       {{{16, kNaN}}, "no power on L3; \"phases\": 1", "no power on L3"},
       {{{0, 0x43c8}}, "about 400 V on L1 cannot be: the \"type\" may be wrong", ""},
+      {{{4, 0x42c8}}, "about 100 V on L3", ""},
+      {{{4, 0x4228}}, "about 40 V on L3", "about 40 V on L3"},
       {{{4, 0x447a}}, "about 1000 V on L3", "about 1000 V on L3"},
       {{{4, 0xc366}}, "about -200 V on L3", "about -200 V on L3"},
       {{{2, 0}, {3, 0}, {8, 0}, {9, 0}, {14, 0}, {15, 0}}, "", ""},  // two phases only
@@ -191,6 +193,7 @@ TEST(SunSpecTest, ListsAreWalkedWhateverTheyHold) {
       {mark, "the SunSpec list breaks off at 2: Illegal data address"},
       {list({{2, 1}, {3, 65535}}), "the SunSpec list breaks off at 65539: there are no more registers"},
       {list({{2, 203}, {3, 20}}), "the SunSpec model 203 at 2 has the length 20"},
+      {list({{2, 203}, {3, 65533}}), "the SunSpec model 203 at 2 has the length 65533"},
       {list({{2, 1}, {3, 0}, {4, 213}, {5, 124}, {130, 65535}, {131, 0}}),
        "the SunSpec list has no model 201 to 204, only: 1, 213"},
       {endless, "the SunSpec list has no model 201 to 204, only: 0, 0, "}};

@@ -53,6 +53,7 @@ TEST(P1Telegram, SaysWhatIsWrongAndWhere) {
       {"1-0:31.7.0(6^E2*A)", "Invalid number"},
       {"1-0:21.7.0(00.1^.2*kW)", "Invalid number"},
       {"1-0:21.7.0(2147483.64^8*kW)", "Invalid number"},
+      {"1-0:21.7.0(2147484^*kW)", "Invalid number"},
       {"1-0:21.7.0(0000214748364^8*kW)", "Invalid number"},
       {"1-0:21.7.0(00.123^4*kW)", "Missing unit"},
       {"1-0:21.7.0(00.123*^KW)", "Invalid unit"},
