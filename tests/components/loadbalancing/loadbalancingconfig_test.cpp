@@ -117,10 +117,10 @@ TEST_F(CLoadBalancingConfigTest, ThePageForInstallersTellsAdaptersAndLines) {
   std::vector<std::string> texts{"| `RS485` | none", "| `Ethernet` | `eth0` |", "| `Wlan` | `wlan0` |",
                                  "| `WlanAp` | `uap0` |"};
   for (const auto& get : {Get<&C::GetRole>, Get<&C::GetInterface>, Get<&C::GetFallbackCurrent>,
-                          Get<&C::GetPhaseRotation>, Get<&C::GetPassword>, Get<&C::GetMainboardSn>})
+                          Get<&C::GetPassword>, Get<&C::GetMainboardSn>})
     get(mConfig);
   for (const auto& line : mLog.Lines()) texts.push_back("| " + line.text + " |");
-  EXPECT_EQ(texts.size(), 10U);
+  EXPECT_EQ(texts.size(), 9U);
   for (const auto& text : texts) EXPECT_THAT(page, ::testing::HasSubstr(text));
 
   const auto adapters = [&] {
