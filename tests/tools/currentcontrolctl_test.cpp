@@ -7,8 +7,8 @@
 #include "tools/ctltest.h"
 #include "tools/currentcontrolctl/amperes.h"
 #include "tools/currentcontrolctl/ctloptions.h"
-#include "tools/display/options.h"
 #include "tools/fakeservice.h"
+#include "tools/readwords.h"
 
 namespace {
 
@@ -75,11 +75,7 @@ TEST_F(CtlTest, TellsWhenNobodyAnswersAndWhenTheServiceSaysNo) {
                             {"set", "15", "6"},
                             {"clear", "15"},
                             {"state"},
-                            {"init"},
                             {"enable"},
-                            {"disable"},
-                            {"recover"},
-                            {"terminate"},
                             {"log-level"}}) {
     const SOutcome outcome = Run(words);
     EXPECT_EQ(outcome.exit, 3) << words[0];
@@ -161,24 +157,16 @@ TEST_F(CtlTest, WatchesOncePerSecondUntilStoppedAndThroughARestart) {
 }
 
 TEST(CtlOptions, MayStandAnywhereAndAreRefusedWhenUnknown) {
-  const auto read = [](std::vector<std::string> words) {
-    std::vector<char*> arguments;
-    for (std::string& word : words) arguments.push_back(word.data());
-    return ReadCtlOptions(arguments);
-  };
-  const SCtlOptions options = read({"ctl", "set", "--json", "15", "-r", "/x", "6"});
+  const SCtlOptions options = ReadWords(ReadCtlOptions, {"set", "--json", "15", "-r", "/x", "6"});
   EXPECT_EQ(options.words, (std::vector<std::string>{"set", "15", "6"}));
   EXPECT_EQ(options.root, "/x");
   EXPECT_TRUE(options.json);
-  using Case = std::pair<std::vector<std::string>, const char*>;
-  for (const auto& test :
-       {Case{{"ctl"}, "no command given; --help lists them"},
-        {{"ctl", "set", "15", "-5"}, "unknown option '-5'"},
-        {{"ctl", "get", "--list"}, "--list and --wait are for the command meter alone"},
-        {{"ctl", "meter", "ct", "-w", "0"}, "--wait takes a whole number from 1 to 3600, not '0'"},
-        {{"ctl", "get", "--root"}, "option '--root' needs an argument"}}) {
-    EXPECT_THAT([&] { read(test.first); }, testing::ThrowsMessage<CUsageError>(test.second));
-  }
+  ExpectRefusals(ReadCtlOptions,
+                 {{{}, "no command given; --help lists them"},
+                  {{"set", "15", "-5"}, "unknown option '-5'"},
+                  {{"get", "--list"}, "--list and --wait are for the command meter alone"},
+                  {{"meter", "ct", "-w", "0"}, "--wait takes a whole number from 1 to 3600, not '0'"},
+                  {{"get", "--root"}, "option '--root' needs an argument"}});
   EXPECT_THAT(CtlHelp(), HasSubstr("  set SOURCE AMPERES [PHASES]   ask for a limit, on 1 or 3 phases "));
 }
 

@@ -13,35 +13,26 @@
 #include "tools/currentcontrolsim/runrecorder.h"
 #include "tools/currentcontrolsim/simoptions.h"
 #include "tools/currentcontrolsim/simulate.h"
-#include "tools/display/options.h"
+#include "tools/readwords.h"
 
 namespace {
 
 using testing::HasSubstr;
 using testing::Not;
 
-SSimOptions Read(std::vector<std::string> words) {
-  words.insert(words.begin(), "currentcontrolsim");
-  std::vector<char*> arguments;
-  for (std::string& word : words) arguments.push_back(word.data());
-  return ReadSimOptions(arguments);
-}
-
 TEST(SimOptions, RefusesNonsenseAndSaysWhatToDo) {
-  const std::pair<std::vector<std::string>, const char*> kCases[] = {
-      {{"evening.json"}, "'evening.json' is no option; --help lists them"},
-      {{"--scenario", "x", "--seed", "2"},
-       "--scenario plays a file, --seed and --days play made-up days: give one of them"},
-      {{"--hours", "3"}, "--hours is for a --scenario; a made-up day has 24"},
-      {{"--days", "2", "--csv", "x"}, "--csv and --html show one run: give --seed without --days"},
-      {{"--root", "x", "--settings", "y"}, "--root names all files: leave --hwinfo and --settings out"},
-      {{"--step", "0"}, "--step takes a whole number from 1 to 3600, not '0'"},
-      {{"--set", "=5"}, "--set takes KEY=VALUE, such as SolarChargingEnable=true, not '=5'"}};
-  for (const auto& [words, error] : kCases) {
-    EXPECT_THAT([&words = words] { Read(words); }, testing::ThrowsMessage<CUsageError>(error));
-  }
-  const auto options =
-      Read({"--root", "/x", "-k", "A=true", "-k", "B=Max,\"x\":1", "-k", "C=-1.5", "-k", "D=null"});
+  ExpectRefusals(
+      ReadSimOptions,
+      {{{"evening.json"}, "'evening.json' is no option; --help lists them"},
+       {{"--scenario", "x", "--seed", "2"},
+        "--scenario plays a file, --seed and --days play made-up days: give one of them"},
+       {{"--hours", "3"}, "--hours is for a --scenario; a made-up day has 24"},
+       {{"--days", "2", "--csv", "x"}, "--csv and --html show one run: give --seed without --days"},
+       {{"--root", "x", "--settings", "y"}, "--root names all files: leave --hwinfo and --settings out"},
+       {{"--step", "0"}, "--step takes a whole number from 1 to 3600, not '0'"},
+       {{"--set", "=5"}, "--set takes KEY=VALUE, such as SolarChargingEnable=true, not '=5'"}});
+  const auto options = ReadWords(ReadSimOptions, {"--root", "/x", "-k", "A=true", "-k", "B=Max,\"x\":1", "-k",
+                                                  "C=-1.5", "-k", "D=null"});
   EXPECT_EQ(options.settings, "/x/etc/settings.json");
   EXPECT_EQ(options.overrides["A"], Json::Value(true));
   EXPECT_EQ(options.overrides["B"], Json::Value("Max,\"x\":1"));
@@ -125,7 +116,7 @@ TEST(Simulate, PlaysAScenarioAtAnInstallationAndTheSameBytesAgain) {
   files.Write("/x/etc/settings.json", R"({"CurrentCtrlFixedChargeCurrentLimit": 16})");
   files.Write("/noon.json", R"({"description": "Noon", "repeat": "00:00:30", "events": [
       {"at": "00:00:01", "vehicle": {"connected": true, "reaction-ms": 0}}]})");
-  auto options = Read({"--scenario", "/noon.json", "--root", "/x", "--step", "15"});
+  auto options = ReadWords(ReadSimOptions, {"--scenario", "/noon.json", "--root", "/x", "--step", "15"});
   const auto run = Simulate::Scenario(files, options);
   EXPECT_EQ(run.title + ": " + run.about, "Scenario noon: Noon");
   ASSERT_EQ(run.moments.size(), 3U);  // at 0, 15 and 30 s
@@ -154,18 +145,12 @@ TEST(DayScenario, IsTheDayAtAnotherStation) {
                                     .settings = R"({"CurrentCtrlBopFuseRating": 35})",
                                     .secrets = ""},
                                    kept);
-  std::vector<SScenario::SHouseChange> house;
-  std::vector<SScenario::SCable> cables;
-  std::vector<SScenario::SSettings> settings;
-  for (const auto& event : day.events) {
-    if (const auto* it = std::get_if<SScenario::SHouseChange>(&event.action)) house.push_back(*it);
-    if (const auto* it = std::get_if<SScenario::SCable>(&event.action)) cables.push_back(*it);
-    if (const auto* it = std::get_if<SScenario::SSettings>(&event.action)) settings.push_back(*it);
-  }
-  EXPECT_EQ(house.at(0).fuseAmpere, 35U);
-  EXPECT_EQ(cables.at(1).plugged, ipc::EPp13A) << "after the one that is pulled at midnight";
-  EXPECT_EQ(settings.at(0).values["UserDefinedChargeLimitCurrent"], Json::Value(11));
-  EXPECT_FALSE(settings.at(0).values.isMember("SolarChargingEnable"));
+  // Behind the house and the roof a cable is pulled; the visit begins with its vehicle.
+  const auto& changed = std::get<SScenario::SSettings>(day.events.at(5).action).values;
+  EXPECT_EQ(std::get<SScenario::SHouseChange>(day.events.at(0).action).fuseAmpere, 35U);
+  EXPECT_EQ(std::get<SScenario::SCable>(day.events.at(4).action).plugged, ipc::EPp13A);
+  EXPECT_EQ(changed["UserDefinedChargeLimitCurrent"], Json::Value(11));
+  EXPECT_FALSE(changed.isMember("SolarChargingEnable"));
 }
 
 }  // namespace

@@ -10,8 +10,8 @@
 #include "platform/rpc/inprocessbackend.h"
 #include "simulation/memoryfiles.h"
 #include "support/groupmember.h"
-#include "tools/display/options.h"
 #include "tools/fakeservice.h"
+#include "tools/readwords.h"
 
 namespace {
 
@@ -19,31 +19,22 @@ using namespace std::chrono_literals;
 using testing::HasSubstr;
 using testing::ThrowsMessage;
 
-SGroupLeadOptions Read(std::vector<std::string> words) {
-  words.insert(words.begin(), "grouplead");
-  std::vector<char*> arguments;
-  for (std::string& word : words) arguments.push_back(word.data());
-  return ReadGroupLeadOptions(arguments);
-}
-
 TEST(GroupLeadOptions, RefusesWhatCannotBeMeant) {
-  using Case = std::pair<std::vector<std::string>, const char*>;
-  for (const auto& [words, error] :
-       {Case{{}, "one of --adapter NAME and --line DEVICE is needed"},
-        {{"-a", "lo", "-i", "/dev/x"}, "one of --adapter NAME and --line DEVICE is needed"},
-        {{"-a", "lo", "-p", "s.json"}, "--adapter needs --group N"},
-        {{"-a", "lo", "-g", "65536"}, "--group takes a whole number from 1 to 65535, not '65536'"},
-        {{"-a", "lo", "-g", "7"}, "--adapter needs one of --secrets FILE and --plain"},
-        {{"-a", "lo", "-g", "7", "-p", "s.json", "-u"}, "--adapter needs one of --secrets FILE and --plain"},
-        {{"-i", "/dev/x", "-u"}, "--group, --secrets and --plain are for an --adapter"},
-        {{"-i", "/dev/x"}, "on a line stations cannot be found: name them by --member or --station"},
-        {{"-m", "12-34-abc-de1"},
-         "--member takes a serial number such as 12-34-ABC-DE1, not '12-34-abc-de1'"},
-        {{"-a", "lo", "-g", "7", "-u", "-j", "-t", "5"}, "--table and --json exclude each other"},
-        {{"secret"}, "'secret' is no option; --help lists them"}}) {
-    EXPECT_THAT([&words = words] { Read(words); }, ThrowsMessage<CUsageError>(error));
-  }
-  EXPECT_EQ(Read({"-a", "lo", "-g", "65535", "-u", "-l", "13"}).milliAmpere, 13000U);
+  ExpectRefusals(
+      ReadGroupLeadOptions,
+      {{{}, "one of --adapter NAME and --line DEVICE is needed"},
+       {{"-a", "lo", "-i", "/dev/x"}, "one of --adapter NAME and --line DEVICE is needed"},
+       {{"-a", "lo", "-p", "s.json"}, "--adapter needs --group N"},
+       {{"-a", "lo", "-g", "65536"}, "--group takes a whole number from 1 to 65535, not '65536'"},
+       {{"-a", "lo", "-g", "7"}, "--adapter needs one of --secrets FILE and --plain"},
+       {{"-a", "lo", "-g", "7", "-p", "s.json", "-u"}, "--adapter needs one of --secrets FILE and --plain"},
+       {{"-i", "/dev/x", "-u"}, "--group, --secrets and --plain are for an --adapter"},
+       {{"-i", "/dev/x"}, "on a line stations cannot be found: name them by --member or --station"},
+       {{"-m", "12-34-abc-de1"}, "--member takes a serial number such as 12-34-ABC-DE1, not '12-34-abc-de1'"},
+       {{"-a", "lo", "-g", "7", "-u", "-j", "-t", "5"}, "--table and --json exclude each other"},
+       {{"secret"}, "'secret' is no option; --help lists them"}});
+  EXPECT_EQ(ReadWords(ReadGroupLeadOptions, {"-a", "lo", "-g", "65535", "-u", "-l", "13"}).milliAmpere,
+            13000U);
 }
 
 class GroupLeadTest : public testing::Test {
@@ -57,7 +48,7 @@ class GroupLeadTest : public testing::Test {
     mFiles.Write("/b/etc/hwinfo.json", R"({"MainboardSn": "12-34-ABC-DE"})");
   }
   SLeaderMedium Create(const std::vector<std::string>& words) {
-    return CreateLeaderMedium(Read(words), mScheduler, mFiles, mAccess);
+    return CreateLeaderMedium(ReadWords(ReadGroupLeadOptions, words), mScheduler, mFiles, mAccess);
   }
   std::unique_ptr<CStationWatch> Watch(const std::string& root) {
     return std::make_unique<CStationWatch>(

@@ -8,8 +8,8 @@
 #include "platform/rpc/inprocessbackend.h"
 #include "platform/worker/virtualscheduler.h"
 #include "simulation/memoryfiles.h"
-#include "tools/display/options.h"
 #include "tools/fakeservice.h"
+#include "tools/readwords.h"
 #include "tools/stationsim/stationoptions.h"
 #include "tools/stationsim/stationsimulator.h"
 
@@ -103,28 +103,20 @@ TEST_F(StationSimTest, WarnsOfAServiceThatDoesNotComeAndOfOneThatIsLost) {
 }
 
 TEST(StationOptions, RefusesWhatCannotBeMeant) {
-  const auto read = [](std::vector<std::string> words) {
-    words.insert(words.begin(), "s");
-    std::vector<char*> arguments;
-    for (std::string& word : words) arguments.push_back(word.data());
-    ReadStationOptions(arguments);
-  };
-  EXPECT_NO_THROW(read({"--root", "/x", "--seconds", "10", "--table", "--fuse", "35", "--scenario", "a.json",
-                        "-m", "ct,modbustcp", "-p", "502"}));
-  using Case = std::pair<std::vector<std::string>, const char*>;
-  for (const auto& test :
-       {Case{{}, "--root PATH is needed"},
-        {{"-r", "/x", "now"}, "'now' is no option"},
-        {{"-r", "/x", "-m", "ct,"},
-         "--meter takes some of ct,p1extender,homewizard,modbustcp,modbusrtu, not ''"},
-        {{"-r", "/x", "-m", "modbustcp", "--model", "abb_b23"}, "'abb_b23' is no meter for modbustcp"},
-        {{"-r", "/x", "-m", "p1extender,modbusrtu"}, "p1extender and modbusrtu are on the same serial line"},
-        {{"-r", "/x", "-m", "ct", "-p", "80"}, "--meter-port needs one of homewizard and modbustcp"},
-        {{"-r", "/x", "-f", "126"}, "--fuse takes a whole number from 1 to 125, not '126'"},
-        {{"-r", "/x", "--seconds", "0"}, "--seconds takes a whole number from 1 to 1000000, not '0'"},
-        {{"-r", "/x", "--seconds", "1.5"}, "--seconds takes a whole number from 1 to 1000000, not '1.5'"}}) {
-    EXPECT_THAT([&] { read(test.first); }, testing::ThrowsMessage<CUsageError>(test.second));
-  }
+  ReadWords(ReadStationOptions, {"--root", "/x", "--seconds", "10", "--table", "--fuse", "35", "--scenario",
+                                 "a.json", "-m", "ct,modbustcp", "-p", "502"});
+  ExpectRefusals(
+      ReadStationOptions,
+      {{{}, "--root PATH is needed"},
+       {{"-r", "/x", "now"}, "'now' is no option"},
+       {{"-r", "/x", "-m", "ct,"},
+        "--meter takes some of ct,p1extender,homewizard,modbustcp,modbusrtu, not ''"},
+       {{"-r", "/x", "-m", "modbustcp", "--model", "abb_b23"}, "'abb_b23' is no meter for modbustcp"},
+       {{"-r", "/x", "-m", "p1extender,modbusrtu"}, "p1extender and modbusrtu are on the same serial line"},
+       {{"-r", "/x", "-m", "ct", "-p", "80"}, "--meter-port needs one of homewizard and modbustcp"},
+       {{"-r", "/x", "-f", "126"}, "--fuse takes a whole number from 1 to 125, not '126'"},
+       {{"-r", "/x", "--seconds", "0"}, "--seconds takes a whole number from 1 to 1000000, not '0'"},
+       {{"-r", "/x", "--seconds", "1.5"}, "--seconds takes a whole number from 1 to 1000000, not '1.5'"}});
 }
 
 }  // namespace
