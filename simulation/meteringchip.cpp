@@ -60,7 +60,6 @@ std::optional<CMeteringChip::RmsRegisters> CMeteringChip::ReadCurrentRms() const
   {
     const CMutexLock lock(mMutex);
     if (!mPresent) return std::nullopt;
-    if (mFaked) return mFaked;
     configuration = mConfiguration;
   }
   RmsRegisters registers{};
@@ -93,9 +92,4 @@ void CMeteringChip::Return() {
 void CMeteringChip::RefuseConfiguration(bool refuse) {
   const CMutexLock lock(mMutex);
   mRefusing = refuse;
-}
-
-void CMeteringChip::FakeReadings(const std::optional<RmsRegisters>& readings) {
-  const CMutexLock lock(mMutex);
-  mFaked = readings;
 }

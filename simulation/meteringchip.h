@@ -55,8 +55,6 @@ class CMeteringChip {
   void Vanish();
   void Return();
   void RefuseConfiguration(bool refuse);
-  /// Reads so whatever flows, stuck or garbled; nothing: measures again.
-  void FakeReadings(const std::optional<RmsRegisters>& readings);
 
  private:
   const std::function<Currents()> mTransformers;
@@ -65,5 +63,4 @@ class CMeteringChip {
   SConfiguration mConfiguration GUARDED_BY(mMutex);
   bool mPresent GUARDED_BY(mMutex) = true;
   bool mRefusing GUARDED_BY(mMutex) = false;
-  std::optional<RmsRegisters> mFaked GUARDED_BY(mMutex);
 };

@@ -9,7 +9,6 @@
 #include "simulation/homewizardpages.h"
 #include "simulation/memoryfiles.h"
 #include "simulation/p1telegramtext.h"
-#include "simulation/simulatedctmeter.h"
 #include "simulation/simulatedmodbus.h"
 #include "src/components/measurementsources/homewizardreading.h"
 #include "src/components/measurementsources/modbusmeasurementsource.h"
@@ -37,13 +36,6 @@ TEST(MainFuse, TripsWhenTheNormSays) {
   EXPECT_EQ(HoldsFor(63750), 17420ms) << "2.55 x: 1 to 60 s";
   EXPECT_EQ(HoldsFor(74999), 12060ms);
   EXPECT_EQ(HoldsFor(75000), 0ms) << "3 x: the magnet";
-
-  CMainFuse fuse(25000);
-  fuse.Advance(1h, {0, 0, 28250});
-  EXPECT_NEAR(fuse.Heat(), 0.77936, 0.00001);
-  fuse.Advance(1min, {});
-  EXPECT_NEAR(fuse.Heat(), 0.28671, 0.00001);
-  EXPECT_NEAR(fuse.HighestHeat(), 0.77936, 0.00001);
 }
 
 TEST(House, AddsTheVehicleAndIsDarkBehindATrippedFuse) {
@@ -91,7 +83,6 @@ void ExpectFeedIn(const std::optional<ThreePhaseValue>& current, const std::opti
   EXPECT_EQ((*watt)[0], -2564);
 }
 
-/// 232 V without a load, 0.15 V more for each ampere fed in, and 0 V, 0.2 V and 0.4 V of flicker.
 TEST(HouseMeter, TellsWhatTheRoofFeedsInThroughEveryKindOfMeter) {
   const CLogCapture silence;
   CVirtualScheduler scheduler;
@@ -100,10 +91,6 @@ TEST(HouseMeter, TellsWhatTheRoofFeedsInThroughEveryKindOfMeter) {
   CHouseMeter meter{scheduler, house};
   house.SetLoads({1000, 1000, 20000});
   house.SetGeneration({7000, 0, 26000});
-  const CHouseMeter::SView view = meter.View();
-  EXPECT_EQ(view.milliAmpere, (std::array<std::uint32_t, 3>{6000, 1000, 6000}));
-  EXPECT_EQ(view.milliVolt, (std::array<std::uint32_t, 3>{232900, 232050, 233300}));
-  EXPECT_EQ(view.watt, (std::array<std::int32_t, 3>{-1397, 232, -1399}));
 
   CMemoryFiles files;
   const std::string telegram = P1TelegramOf(meter);
@@ -132,42 +119,6 @@ TEST(HouseMeter, TellsWhatTheRoofFeedsInThroughEveryKindOfMeter) {
     ExpectFeedIn(source.GetMeasurements(EMeasureType::Current),
                  source.GetMeasurements(EMeasureType::ActivePower));
   }
-
-  scheduler.RunFor(1h);
-  EXPECT_NEAR(static_cast<double>(meter.View().exportedWattHours), 2564, 10);
-  EXPECT_EQ(meter.View().importedWattHours, 0U);
-  EXPECT_THAT(P1TelegramOf(meter), testing::HasSubstr("1-0:2.8.1(000002.5"));
-}
-
-TEST(MeteringChip, MeasuresAndFails) {
-  Currents currents{10000, 16000, 200000};
-  CMeteringChip chip([&currents] { return currents; });
-  CSimulatedCtMeter meter(chip);
-  using Registers = ICtMeter::RmsRegisters;
-  const std::array<ICtMeter::SCalibration, 3> calibrations{{{}, {-4194304, 0, 0, 1000}, {}}};
-  const std::array<std::uint16_t, 1> gains{2};
-  ASSERT_TRUE(meter.Initialize(calibrations, gains));
-  // 10 A * 2 * 4191910 * 6.22254 / (0.5 * 3000); 16 A likewise, halved, and the root of 128000 more in the
-  // square; the converter's end.
-  EXPECT_EQ(meter.ReadCurrentRms(), (Registers{347791, 278233, 4191910}));
-  EXPECT_TRUE(meter.IsRunning());
-  chip.FakeReadings(Registers{16777215, 0, 1});
-  EXPECT_EQ(meter.ReadCurrentRms(), (Registers{16777215, 0, 1}));
-  chip.FakeReadings(std::nullopt);
-
-  const auto failsAndIsBack = [&](auto fail, auto repair) {
-    fail();
-    EXPECT_FALSE(meter.IsRunning());
-    EXPECT_EQ(meter.ReadCurrentRms(), std::nullopt) << "like the daemon's driver";
-    EXPECT_FALSE(meter.Initialize(calibrations, gains));
-    repair();
-    EXPECT_EQ(chip.ReadCurrentRms(), (Registers{0, 0, 0})) << "stands still until it is told to run";
-    EXPECT_TRUE(meter.Initialize(calibrations, gains));
-    EXPECT_TRUE(meter.IsRunning());
-  };
-  failsAndIsBack([&] { chip.Reset(), chip.RefuseConfiguration(true); },
-                 [&] { chip.RefuseConfiguration(false); });
-  failsAndIsBack([&] { chip.Vanish(); }, [&] { chip.Return(); });
 }
 
 }  // namespace

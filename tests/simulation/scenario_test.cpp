@@ -9,15 +9,7 @@
 namespace {
 
 using namespace std::chrono_literals;
-
-std::string ErrorOf(const std::string& text) {
-  try {
-    ReadScenario("s.json", text);
-  } catch (const CFileError& error) {
-    return error.what();
-  }
-  return "no error";
-}
+using testing::ThrowsMessage;
 
 TEST(Scenario, TellsPlaceKeyAndWhatIsAllowed) {
   const auto event = [](const std::string& action) {
@@ -45,7 +37,6 @@ TEST(Scenario, TellsPlaceKeyAndWhatIsAllowed) {
        R"(1:32: "supervisor" must be an event of its own: an event does one thing)"},
       {event(R"("set-limit": {"source": "sun", "milliampere": 1})"),
        R"(1:46: "source" must be a limitation source: its number, enumerator or display name)"},
-      {event(R"("set-limit": {"source": 15})"), R"(1:32: "set-limit" must have "milliampere")"},
       {event(R"("set-limit": {"source": 15, "milliampere": 99999999999999999999})"),
        R"(1:60: "milliampere" must be a whole number from 0 to 999000)"},
       {event(R"("set-limit": {"source": 15, "milliampere": 6000, "phases": 2})"),
@@ -55,9 +46,6 @@ TEST(Scenario, TellsPlaceKeyAndWhatIsAllowed) {
        R"(1:56: "relay1" must be a number from -60 to 200)"},
       {event(R"("pp-state": "14A")"),
        R"(1:32: "pp-state" must be "disconnect", "13A", "20A", "32A", "63A/70A", "error" or "invalid")"},
-      {event(R"("house": {"l4-milliampere": 1})"),
-       R"(1:42: "l4-milliampere" is not a key that is known here; allowed: "l1-milliampere", "l2-milliampere", )"
-       R"("l3-milliampere", "fuse-ampere")"},
       {event(R"("meter": "gone")"), R"(1:32: "meter" must be "vanish", "return" or "garble")"},
       {event(R"("cable": "13")"), R"(1:32: "cable" must be "13A", "20A", "32A", "63A/70A" or "pull")"},
       {event(R"("roof": "on")"), R"(1:32: "roof" must be "off")"},
@@ -65,13 +53,12 @@ TEST(Scenario, TellsPlaceKeyAndWhatIsAllowed) {
        R"(1:61: "begins-at" must be a time of day)"},
       {event(R"("roof": {"weather": "snow"})"),
        R"(1:41: "weather" must be "clear", "broken-clouds" or "rain")"},
-      {event(R"("settings": "none")"), R"(1:32: "settings" must be an object)"},
-      {event(R"("vehicle": {"excess-percent": 101})"),
-       R"(1:44: "excess-percent" must be a whole number from 0 to 100)"},
       {event(R"("house": {"fuse-ampere": 0})"),
        R"(1:42: "fuse-ampere" must be a whole number from 1 to 125)"}};
-  for (const auto& [text, error] : kCases) EXPECT_EQ(ErrorOf(text), "s.json:" + error);
-  EXPECT_THAT(ErrorOf(std::string(100000, '[')), testing::StartsWith("s.json"));
+  for (const auto& [text, error] : kCases)
+    EXPECT_THAT([&text = text] { ReadScenario("s.json", text); },
+                ThrowsMessage<CFileError>("s.json:" + error));
+  EXPECT_THROW(ReadScenario("s.json", std::string(100000, '[')), CFileError);
 }
 
 TEST(Scenario, ThoseAtHandAreRight) {
@@ -80,9 +67,8 @@ TEST(Scenario, ThoseAtHandAreRight) {
   const auto fates = LoadScenario(files, SCENARIOS "/meter-lost.json").events;
   EXPECT_EQ(std::get<SScenario::SMeter>(fates.at(3).action).fate, CHouseMeter::EFate::Away);
   EXPECT_EQ(LoadScenario(files, SCENARIOS "/evening.json").events.back().at, 9h + 1s);
-  EXPECT_THAT(
-      [&] { LoadScenario(files, "/none.json"); },
-      testing::ThrowsMessage<CFileError>("cannot read scenario /none.json: open: No such file or directory"));
+  EXPECT_THAT([&] { LoadScenario(files, "/none.json"); },
+              ThrowsMessage<CFileError>("cannot read scenario /none.json: open: No such file or directory"));
 }
 
 }  // namespace

@@ -12,9 +12,9 @@ using Currents = CVehicle::Currents;
 using EState = CVehicle::EState;
 
 /// Reacts after 2 s, closes its contactor for half a second and ramps with 4 A per second.
-CVehicle Vehicle(std::uint32_t maxMilliAmpere = 16000, std::uint32_t phases = 3) {
+CVehicle Vehicle(const CVehicle::SProperties& properties = {}) {
   CVehicle vehicle;
-  vehicle.SetProperties({maxMilliAmpere, phases, 2000ms, 4000});
+  vehicle.SetProperties(properties);
   return vehicle;
 }
 
@@ -55,36 +55,27 @@ TEST(Vehicle, ReactsLateRampsFromSixAmpereUpAndFollowsEveryOfferInItsTime) {
                         {6000, 3, 2501ms, {6000, 6000, 6000}}});
 }
 
-TEST(Vehicle, KeepsToItsOwnMaximumAndPhases) {
-  for (const auto& [ownPhases, step] :
-       std::vector<std::pair<std::uint32_t, SStep>>{{3, {999000, 3, 1min, {13000, 13000, 13000}}},
-                                                    {2, {12000, 3, 1min, {12000, 12000, 0}}},
-                                                    {1, {12000, 3, 1min, {12000, 0, 0}}},
-                                                    {3, {4294967295, 1, 1min, {13000, 0, 0}}}}) {
-    CVehicle vehicle = Vehicle(13000, ownPhases);
-    ExpectSteps(vehicle, {step});
-  }
-}
-
-TEST(Vehicle, DropsTheCurrentAtOnceWhenUnpluggedAndStartsAnewWhenPlugged) {
+TEST(Vehicle, DropsTheCurrentAtOnceWhenUnpluggedOrStoppedAndStartsAnewWhenPlugged) {
   CVehicle vehicle = Vehicle();
-  ExpectSteps(vehicle, {{16000, 3, 1min, {16000, 16000, 16000}}});
-  vehicle.Disconnect();
-  EXPECT_EQ(vehicle.State(), EState::Absent);
-  ExpectSteps(vehicle, {{{}, 0, 0ms, {}}, {8000, 1, 1min, {}}});
-  vehicle.Connect();
-  ExpectSteps(vehicle, {{{}, 0, 2500ms, {}}, {{}, 0, 1s, {8000, 0, 0}}});
+  for (const bool isStopped : {false, true}) {
+    ExpectSteps(vehicle, {{16000, 3, 1min, {16000, 16000, 16000}}});
+    isStopped ? vehicle.Stop() : vehicle.Disconnect();
+    EXPECT_EQ(vehicle.State(), isStopped ? EState::Connected : EState::Absent);
+    ExpectSteps(vehicle, {{{}, 0, 0ms, {}}, {8000, 1, 1min, {}}});
+    if (isStopped) vehicle.Disconnect();
+    vehicle.Stop();  // opens nothing without a vehicle
+    vehicle.Connect();
+    ExpectSteps(vehicle, {{{}, 0, 2500ms, {}}, {{}, 0, 1s, {8000, 0, 0}}});
+  }
   vehicle.SetFull(true);
   ExpectSteps(vehicle, {{{}, 0, 1s, {}}});
   EXPECT_EQ(vehicle.State(), EState::Full);
 }
 
-TEST(Vehicle, HasItsFlaws) {
-  struct SFlaw {
-    CVehicle::SProperties properties;
-    std::vector<SStep> steps;
-  };
-  const std::vector<SFlaw> flaws{
+TEST(Vehicle, KeepsToItsOwnMaximumAndPhasesAndHasItsFlaws) {
+  const std::pair<CVehicle::SProperties, std::vector<SStep>> kVehicles[] = {
+      {{.maxMilliAmpere = 13000}, {{999000, 3, 1min, {13000, 13000, 13000}}}},
+      {{.phases = 2}, {{12000, 3, 1min, {12000, 12000, 0}}, {4294967295, 1, 1min, {16000, 0, 0}}}},
       {{.excessPercent = 15}, {{10000, 3, 1min, {11500, 11500, 11500}}, {5999, 3, 1min, {}}}},
       {{.phases = 2, .ignoresPhaseCount = true}, {{10000, 1, 1min, {10000, 10000, 0}}}},
       {{.inWholeAmperes = true},
@@ -96,29 +87,15 @@ TEST(Vehicle, HasItsFlaws) {
         {6000, 3, 5s, {32000, 32000, 32000}},
         {{}, 0, 25s, {7000, 7000, 7000}},
         {32000, 3, 9s, {22000, 22000, 22000}}}}};
-  for (const SFlaw& flaw : flaws) {
-    CVehicle vehicle;
-    vehicle.SetProperties(flaw.properties);
-    ExpectSteps(vehicle, flaw.steps);
+  for (const auto& [properties, steps] : kVehicles) {
+    CVehicle vehicle = Vehicle(properties);
+    ExpectSteps(vehicle, steps);
   }
-}
-
-TEST(Vehicle, GetsNothingOnceStoppedUntilItIsUnplugged) {
-  CVehicle vehicle = Vehicle();
-  ExpectSteps(vehicle, {{16000, 3, 1min, {16000, 16000, 16000}}});
-  vehicle.Stop();
-  EXPECT_EQ(vehicle.State(), EState::Connected);
-  ExpectSteps(vehicle, {{{}, 0, 0ms, {}}, {10000, 3, 1min, {}}});
-  vehicle.Disconnect();
-  vehicle.Stop();  // opens nothing without a vehicle
-  vehicle.Connect();
-  ExpectSteps(vehicle, {{{}, 0, 1min, {10000, 10000, 10000}}});
 }
 
 TEST(Vehicle, DoesTheSameHoweverTimeIsCut) {
   for (const Milliseconds step : {4200ms, 37ms, 1ms}) {
-    CVehicle vehicle;
-    vehicle.SetProperties({32000, 3, 1234ms, 3333});
+    CVehicle vehicle = Vehicle({32000, 3, 1234ms, 3333});
     for (const std::uint32_t offer : {32000U, 7000U, 20000U, 0U, 11111U}) {
       vehicle.Offer(offer, 3);
       for (Milliseconds left = 4200ms; left > 0ms; left -= step) vehicle.Advance(std::min(step, left));
