@@ -2,15 +2,10 @@
 #include <gtest/gtest.h>
 
 #include "platform/log/logcapture.h"
-#include "simulation/multicastmedium.h"
 #include "simulation/rs485bus.h"
 #include "simulation/scriptedleader.h"
-#include "simulation/seededrandom.h"
 #include "simulation/virtualstation.h"
-#include "src/communication/ethernetcommunication.h"
-#include "src/components/loadbalancing/lbencryptedpacketparser.h"
-#include "src/components/loadbalancing/lbpacketparser.h"
-#include "src/components/loadbalancing/loadbalancing.h"
+#include "support/groupmember.h"
 
 namespace {
 
@@ -19,7 +14,6 @@ using testing::ElementsAre;
 
 constexpr MediumStation kStation = 1;
 constexpr MediumStation kLeader = 2;
-constexpr std::uint16_t kGroup = 7;
 constexpr auto kOnLine = R"("GroupLoadBalancingInterface": "RS485")";
 constexpr auto kOnNetwork = R"("GroupLoadBalancingInterface": "Ethernet", "GroupLoadBalancingGroupId": 7)";
 
@@ -45,13 +39,7 @@ class CGroupStationTest : public testing::Test {
     mStation->RunFor(1s);
   }
   void LeadNetwork() {
-    auto parser = std::make_unique<CLbEncryptedPacketParser>(std::make_unique<CSeededRandom>(kLeader));
-    ASSERT_TRUE(parser->Initialize("let us share", kGroup));
-    Lead(std::make_shared<CEthernetCommunication>(
-             CEthernetCommunication::SSurroundings{*mScheduler, *mMedium.Attach(kLeader),
-                                                   std::make_unique<CSeededRandom>(kLeader + 1)},
-             "eth0", CLoadBalancing::kPort, kGroup),
-         std::move(parser), {});
+    Lead(GroupMember::Network(*mScheduler, mMedium, kLeader, kLeader + 1), GroupMember::Parser(kLeader), {});
   }
   void LeadLine() {
     Lead(mBus.Attach(kLeader), std::make_unique<CLbPacketParser>(),
@@ -175,15 +163,6 @@ TEST_F(CGroupStationTest, FuseIsProtectedByTheStationAloneWhereNoGroupIsJoined) 
     EXPECT_EQ(mLog.Count("Stand alone BlackoutProtection enabled"), 1) << reason;
     EXPECT_EQ(mLog.Count("BlackoutProtection for DynamicGroupLoadBalancing enabled"), 0) << reason;
   }
-}
-
-TEST_F(CGroupStationTest, WhatCannotBeStartedIsToldAndLimitsOnlyAsTheSettingsSay) {
-  Start(R"("GroupLoadBalancingInterface": "Ethernet", "GroupLoadBalancingGroupId": 65536)");
-  EXPECT_EQ(OfferedAfter(60s), 6000U) << "a follower that nobody can reach";
-  EXPECT_EQ(mLog.Count("The value '65536' is too big for GroupLoadBalancingGroupId. Defaulting to '0'."), 1);
-  EXPECT_THAT(mLog.Texts(Log::ELogLevel::Error),
-              ElementsAre("Invalid group identifier: '0'. Not starting ethernet group loadbalancing.",
-                          "Could not set up communication, failed to start load balancing"));
 }
 
 }  // namespace

@@ -54,20 +54,9 @@ class CLimitingComponentsTest : public ::testing::Test {
   std::optional<CVirtualStation> mStation;
 };
 
-TEST_F(CLimitingComponentsTest, NothingIsOfferedBeforeTheCableIsKnownNorMoreThanItCarries) {
-  Start(Settings());
-  EXPECT_EQ(Setpoint(), "0 3 UserCable");
-  for (const auto& [state, expected] : {std::pair(ipc::EPp32A, "25000 3 ConfigurationLimit"),
-                                        {ipc::EPp20A, "20000 3 UserCable"},
-                                        {ipc::EPpDisconnect, "0 3 UserCable"}}) {
-    mStation->Peers().Adac().SetPpState(state);
-    mStation->RunFor(1s);
-    EXPECT_EQ(Setpoint(), expected) << state;
-  }
-}
-
 TEST_F(CLimitingComponentsTest, VehicleThatDrawsTooMuchIsStoppedUntilItIsUnplugged) {
   Start(Settings());
+  EXPECT_EQ(Setpoint(), "0 3 UserCable") << "before the cable is known";
   mStation->Peers().ChargePoint().Change(
       [](CVehicle& vehicle) { vehicle.SetProperties({.maxMilliAmpere = 32000, .excessPercent = 26}); });
   mStation->Peers().PlugCable(ipc::EPp20A);
@@ -79,10 +68,6 @@ TEST_F(CLimitingComponentsTest, VehicleThatDrawsTooMuchIsStoppedUntilItIsUnplugg
   EXPECT_TRUE(mStation->Peers().Diagnostics().Newest(30402).value().boolean());
   EXPECT_EQ(mStation->Peers().ChargePoint().View().draw[0], 0U);
 
-  // A second look at the same cable changes nothing; another vehicle begins anew.
-  mStation->Peers().Adac().SetPpState(ipc::EPp20A);
-  mStation->RunFor(1min);
-  EXPECT_EQ(Setpoint(), "0 3 OvercurrentProtection");
   mStation->Peers().PullCable();
   mStation->RunFor(1s);
   EXPECT_FALSE(mStation->Peers().Diagnostics().Newest(30402).value().boolean());
@@ -91,6 +76,9 @@ TEST_F(CLimitingComponentsTest, VehicleThatDrawsTooMuchIsStoppedUntilItIsUnplugg
   mStation->RunFor(1h);
   EXPECT_EQ(Setpoint(), "20000 3 UserCable");
   EXPECT_EQ(mStation->Peers().ChargePoint().View().draw[0], 16000U);
+  mStation->Peers().PullCable();
+  mStation->RunFor(1s);
+  EXPECT_EQ(Setpoint(), "0 3 UserCable");
 }
 
 TEST_F(CLimitingComponentsTest, OvercurrentProtectionDoesNotHoldDownWhatOthersPaused) {
