@@ -11,12 +11,8 @@ namespace {
 
 using LbModel::Bytes;
 
-struct SFound {
-  std::vector<Bytes> messages;
-  Bytes left;
-
-  bool operator==(const SFound&) const = default;
-};
+/// Messages, and what is left behind the last.
+using Found = std::vector<Bytes>;
 
 /// 0: no message begins so.
 std::size_t SizeOf(std::uint8_t id, bool isNetwork) {
@@ -25,31 +21,28 @@ std::size_t SizeOf(std::uint8_t id, bool isNetwork) {
   return id == 0x33 && !isNetwork ? 1 : kind->size;
 }
 
-bool IsGood(std::span<const std::uint8_t> message) {
-  return message.size() == 1 || LbModel::ChecksumOf(message.first(message.size() - 1)) == message.back();
-}
-
 /// By looking at everything at once.
-SFound Expected(std::span<const std::uint8_t> bytes, bool isNetwork) {
-  SFound expected;
+Found Expected(std::span<const std::uint8_t> bytes, bool isNetwork) {
+  Found expected;
   while (!bytes.empty()) {
     const std::size_t size = SizeOf(bytes.front(), isNetwork);
     if (size > bytes.size()) break;
     const auto message = bytes.first(size);
-    const bool isMessage = size != 0 && IsGood(message);
-    if (isMessage) expected.messages.emplace_back(message.begin(), message.end());
+    const bool isMessage =
+        size == 1 || (size > 1 && LbModel::ChecksumOf(message.first(size - 1)) == message.back());
+    if (isMessage) expected.emplace_back(message.begin(), message.end());
     bytes = bytes.subspan(isMessage ? size : 1);
   }
-  expected.left.assign(bytes.begin(), bytes.end());
+  expected.emplace_back(bytes.begin(), bytes.end());
   return expected;
 }
 
-SFound Parsed(std::span<const std::uint8_t> bytes, bool isNetwork, std::size_t piece) {
+Found Parsed(std::span<const std::uint8_t> bytes, bool isNetwork, std::size_t piece) {
   CLbPacketParser parser;
   const auto peer = std::make_shared<CScriptedPeer>(isNetwork);
-  SFound found;
+  Found found;
   parser.SetMessageHandler([&](const SLbMessage& message, const auto& from) {
-    found.messages.push_back(parser.Serialize(message, from.get()));
+    found.push_back(parser.Serialize(message, from.get()));
   });
   while (!bytes.empty()) {
     const auto next = bytes.first(std::min(bytes.size(), piece));
@@ -57,14 +50,8 @@ SFound Parsed(std::span<const std::uint8_t> bytes, bool isNetwork, std::size_t p
     parser.Parse(peer);
     bytes = bytes.subspan(next.size());
   }
-  found.left = peer->mReceived;
+  found.push_back(peer->mReceived);
   return found;
-}
-
-void CheckStream(std::span<const std::uint8_t> bytes, bool isNetwork, std::size_t piece) {
-  const SFound expected = Expected(bytes, isNetwork);
-  Require(Parsed(bytes, isNetwork, bytes.size() + 1) == expected, "all at once holds the messages");
-  Require(Parsed(bytes, isNetwork, piece) == expected, "pieces hold the same");
 }
 
 /// Each message that begins gets its checksum.
@@ -86,8 +73,11 @@ void LbPacketParser(std::span<const std::uint8_t> input) {
   if (input.empty()) return;
   const bool isNetwork = (input.front() & 1U) != 0;
   const std::size_t piece = 1U + (input.front() >> 1U);
-  CheckStream(input.subspan(1), isNetwork, piece);
-  CheckStream(Mended(input.subspan(1), isNetwork), isNetwork, piece);
+  for (const Bytes& bytes : {Bytes(input.begin() + 1, input.end()), Mended(input.subspan(1), isNetwork)}) {
+    const Found expected = Expected(bytes, isNetwork);
+    Require(Parsed(bytes, isNetwork, bytes.size() + 1) == expected, "all at once holds the messages");
+    Require(Parsed(bytes, isNetwork, piece) == expected, "pieces hold the same");
+  }
 }
 
 }  // namespace Checks
