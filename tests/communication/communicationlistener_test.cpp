@@ -5,7 +5,6 @@
 #include <csignal>
 #include <deque>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 

@@ -1,5 +1,4 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "platform/log/logcapture.h"
 #include "simulation/rs485bus.h"

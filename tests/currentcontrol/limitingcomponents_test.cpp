@@ -1,10 +1,7 @@
 #include <string>
-#include <utility>
-#include <vector>
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "platform/log/logcapture.h"
 #include "simulation/virtualstation.h"
@@ -16,7 +13,6 @@ using ::testing::AllOf;
 using ::testing::ElementsAre;
 using ::testing::Ge;
 using ::testing::Le;
-using EFault = Rpc::CInProcessNetwork::EFault;
 
 /// A station with a socket and a meter of its own, in a house with a smart meter on the network.
 class CLimitingComponentsTest : public ::testing::Test {

@@ -4,7 +4,6 @@
 #include <iterator>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <stdlib.h>
 
 #include "platform/log/logcapture.h"

@@ -1,4 +1,4 @@
-#include <memory>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
@@ -111,13 +111,8 @@ TEST(DayRules, CountChangesOfPhasesWithinAnHour) {
 }
 
 TEST(DayRules, SeeSolarChargingThatIsLate) {
-  struct SCase {
-    CSolarRule::EKind kind;
-    std::int32_t surplus;
-    std::int32_t limit;
-    Seconds found;
-  };
-  for (const auto& [kind, surplus, limit, found] : std::vector<SCase>{
+  for (const auto& [kind, surplus, limit, found] :
+       std::vector<std::tuple<CSolarRule::EKind, std::int32_t, std::int32_t, Seconds>>{
            {CSolarRule::EKind::Starts, 1320, 0, {85}},  // the fourth moment, 20 s and 60 s
            {CSolarRule::EKind::Starts, 1320, 6000, {}},
            {CSolarRule::EKind::Starts, 1319, 0, {}},

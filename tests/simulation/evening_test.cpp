@@ -1,3 +1,5 @@
+#include <tuple>
+
 #include <gtest/gtest.h>
 
 #include "platform/log/logcapture.h"
@@ -18,24 +20,19 @@ TEST(Evening, CookingLeavesTheVehicleWhatTheFuseCanBear) {
   CPosixFiles files;
   station.Start();
   station.Play(LoadScenario(files, SCENARIOS "/evening-cooking.json"));
-  struct SMoment {
-    std::chrono::seconds time;
-    std::uint32_t draw;
-    const char* why;
-  };
   for (const Milliseconds begin : {0s, 150s}) {
-    for (const SMoment& moment : {SMoment{7s, 16000, "its own maximum"},
-                                  {22s, 8900, "the oven leaves so much"},
-                                  {40s, 6000, "held at the least for 20 s"},
-                                  {52s, 0, "hob and kettle leave nothing"},
-                                  {67s, 11851, "the kettle is off: 95 % of the fuse less the house"},
-                                  {97s, 16000, "regulated up again"},
-                                  {103s, 6000, "no readings: the fallback current"},
-                                  {112s, 16000, "the chip is configured anew"},
-                                  {123s, 0, "all at once"},
-                                  {138s, 16000, "and off again"}}) {
-      station.RunFor(begin + moment.time - station.Elapsed());
-      EXPECT_EQ(station.Peers().ChargePoint().View().draw[0], moment.draw) << moment.why;
+    for (const auto& [time, draw, why] : {std::tuple{7s, 16000U, "its own maximum"},
+                                          {22s, 8900U, "the oven leaves so much"},
+                                          {40s, 6000U, "held at the least for 20 s"},
+                                          {52s, 0U, "hob and kettle leave nothing"},
+                                          {67s, 11851U, "the kettle is off: 95 % of the fuse less the house"},
+                                          {97s, 16000U, "regulated up again"},
+                                          {103s, 6000U, "no readings: the fallback current"},
+                                          {112s, 16000U, "the chip is configured anew"},
+                                          {123s, 0U, "all at once"},
+                                          {138s, 16000U, "and off again"}}) {
+      station.RunFor(begin + time - station.Elapsed());
+      EXPECT_EQ(station.Peers().ChargePoint().View().draw[0], draw) << why;
     }
   }
   const CMainFuse fuse = station.House().View().fuse;

@@ -1,7 +1,6 @@
 #include "simulation/house.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "platform/log/logcapture.h"
 #include "platform/utility/jsontext.h"
@@ -9,6 +8,7 @@
 #include "simulation/homewizardpages.h"
 #include "simulation/memoryfiles.h"
 #include "simulation/p1telegramtext.h"
+#include "simulation/simulatedctmeter.h"
 #include "simulation/simulatedmodbus.h"
 #include "src/components/measurementsources/homewizardreading.h"
 #include "src/components/measurementsources/modbusmeasurementsource.h"
@@ -119,6 +119,26 @@ TEST(HouseMeter, TellsWhatTheRoofFeedsInThroughEveryKindOfMeter) {
     ExpectFeedIn(source.GetMeasurements(EMeasureType::Current),
                  source.GetMeasurements(EMeasureType::ActivePower));
   }
+}
+
+TEST(MeteringChip, FailsAsItIsTold) {
+  CMeteringChip chip([] { return Currents{200000, 0, 0}; });
+  CSimulatedCtMeter meter(chip);
+  const auto starts = [&meter] {
+    const std::array<std::uint16_t, 1> gains{2};
+    return meter.Initialize(std::array<ICtMeter::SCalibration, 3>{}, gains) && meter.IsRunning();
+  };
+  EXPECT_TRUE(starts());
+  EXPECT_EQ(meter.ReadCurrentRms(), (ICtMeter::RmsRegisters{4191910, 0, 0})) << "the converter's end";
+  chip.Reset();
+  EXPECT_EQ(meter.ReadCurrentRms(), std::nullopt) << "like the daemon's driver";
+  chip.RefuseConfiguration(true);
+  EXPECT_FALSE(starts());
+  chip.RefuseConfiguration(false);
+  EXPECT_TRUE(starts());
+  chip.Vanish();
+  EXPECT_EQ(chip.ReadCurrentRms(), std::nullopt);
+  EXPECT_FALSE(starts());
 }
 
 }  // namespace

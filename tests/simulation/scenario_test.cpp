@@ -1,7 +1,6 @@
 #include "simulation/scenario.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "platform/utility/posixfiles.h"
 #include "simulation/strictjson.h"

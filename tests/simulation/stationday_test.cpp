@@ -11,8 +11,6 @@ namespace {
 using namespace std::chrono_literals;
 using ::testing::Contains;
 using ::testing::ElementsAre;
-using ::testing::Field;
-using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using EVehicle = SDayPlan::EVehicle;
 
@@ -31,7 +29,7 @@ TEST(StationDay, KeepsItsRulesWhateverHappens) {
   for (const std::uint64_t seed : {7U, 9U, 10U, 12U, 14U, 27U, 36U, 39U}) {
     SDayPlan plan = SDayPlan::Make(seed);
     const auto most = [](const SLoads& loads) { return *std::ranges::max_element(loads.milliAmpere); };
-    EXPECT_GT(most(*std::ranges::max_element(plan.loads, {}, most)), 9000U) << "somebody cooks";
+    EXPECT_GT(most(*std::ranges::max_element(plan.loads, {}, most)), 9000U) << "somebody is at home";
     plan.begin = 9h + seed % 3 * 2h;
     plan.end = plan.begin + 3h;
     EXPECT_THAT(Texts(CStationDay(plan).Play()), IsEmpty())

@@ -1,7 +1,6 @@
 #include <algorithm>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "platform/worker/worker.h"
 #include "tools/ctltest.h"

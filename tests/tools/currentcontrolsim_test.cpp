@@ -1,7 +1,6 @@
 #include <sstream>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "simulation/memoryfiles.h"
 #include "simulation/strictjson.h"

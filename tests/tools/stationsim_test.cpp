@@ -1,7 +1,6 @@
 #include <sstream>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "platform/log/logcapture.h"
 #include "platform/rpc/appcommunicationhost.h"

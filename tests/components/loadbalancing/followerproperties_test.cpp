@@ -1,6 +1,5 @@
 #include <map>
 #include <set>
-#include <tuple>
 
 #include <gtest/gtest.h>
 

@@ -142,7 +142,7 @@ TEST(LbEncryptedPacketParser, SkipsWhatIsNoPacket) {
   CLogCapture log;
   const Bytes bytes(60, 0x33);
   for (const auto& [id, size] :
-       {std::pair{0x33, 45U}, {0x12, 45U}, {0x88, 0U}, {0x88, 0xffffffffU}, {0x99, 61U}}) {
+       {std::pair{0x33, 45U}, {0x12, 45U}, {0x88, 46U}, {0x88, 0xffffffffU}, {0x99, 61U}}) {
     auto position = std::span(bytes);
     EXPECT_FALSE(member.mParser.CheckAndCopy(static_cast<std::uint8_t>(id), position, size, line));
     EXPECT_EQ(position.size(), bytes.size());
