@@ -37,8 +37,9 @@ class CGroupStationTest : public testing::Test {
     mStation->Start();
     mStation->RunFor(1s);
   }
-  void LeadNetwork() {
-    Lead(GroupMember::Network(*mScheduler, mMedium, kLeader, kLeader + 1), GroupMember::Parser(kLeader), {});
+  void LeadNetwork(MediumStation leader = kLeader, std::string_view password = "let us share") {
+    Lead(GroupMember::Network(*mScheduler, mMedium, leader, leader + 1),
+         GroupMember::Parser(leader, password), {});
   }
   void LeadLine() {
     Lead(mBus.Attach(kLeader), std::make_unique<CLbPacketParser>(),
@@ -121,6 +122,18 @@ TEST_F(CGroupStationTest, IsLedOverALineWhoseDeviceComesAndGoes) {
     EXPECT_EQ(OfferedAfter(10s), 6000U);
   }
   EXPECT_EQ(mLog.Count("Could not set up communication, failed to start load balancing"), 1);
+}
+
+TEST_F(CGroupStationTest, TellsOnceOfALeaderWithAnotherPassword) {
+  Start(kOnNetwork);
+  LeadNetwork(kLeader + 1, "let us not");
+  EXPECT_EQ(OfferedAfter(60s), 6000U);
+  LeadNetwork();
+  EXPECT_EQ(OfferedAfter(10s), 16000U);
+  EXPECT_EQ(
+      mLog.Count("fe80::3%2:23068 sends what is no message of this group: is GroupLoadBalancingPassword in "
+                 "secrets.json the same there?"),
+      1);
 }
 
 TEST_F(CGroupStationTest, MeterKeepsTheSerialLineThatTheGroupWantsToo) {

@@ -45,6 +45,7 @@ void CLbFollowerProtocol::Enable() {
     if (mState != EState::Disabled) return;
     mTimeout.Cancel();
     mFallback = ReadFallback();
+    PhaseRotation();  // a wrong one is told now, and not when a leader asks
     EnterUndiscovered();
   });
 }

@@ -43,8 +43,10 @@ void CLbProtocolBase::Start() {
       [this](const SLbMessage& message, const std::shared_ptr<Endpoint>& endpoint) {
         TakeMessage(message, endpoint);
       });
-  mSurroundings.communication->SetDataReceivedHandler(
-      [this](const std::shared_ptr<Endpoint>& endpoint) { mSurroundings.parser->Parse(endpoint); });
+  mSurroundings.communication->SetDataReceivedHandler([this](const std::shared_ptr<Endpoint>& endpoint) {
+    mSurroundings.parser->Parse(endpoint);
+    TellOfStrangers(*endpoint);
+  });
   mWorker.BlockingCall([this] { SetUpCommunication(); });
 }
 
@@ -82,9 +84,19 @@ void CLbProtocolBase::SendMessage(const SLbMessage& message, Endpoint& endpoint)
   endpoint.SendData(packet);
 }
 
+/// What happens before the first message of the group is a matter of the settings; later it is noise.
+void CLbProtocolBase::TellOfStrangers(const Endpoint& endpoint) {
+  if (mHasUnderstood || !endpoint.IsNetworkEndpoint() || std::exchange(mIsStrangerTold, true)) return;
+  LOG_WARNING(
+      "{:s} sends what is no message of this group: is GroupLoadBalancingPassword in secrets.json the same "
+      "there?",
+      endpoint.ToString());
+}
+
 void CLbProtocolBase::TakeMessage(const SLbMessage& message, const std::shared_ptr<Endpoint>& endpoint) {
   LOG_DEBUG("Received message with id 0x{:02X} in state {:d} from {:s}", message.Id(), StateNumber(),
             endpoint->ToString());
+  mHasUnderstood = true;
   if (mWaiting >= kMostWaiting) {
     if (!mIsFloodTold.exchange(true))
       LOG_WARNING("Messages of the group come faster than they can be handled, dropping some of {:s}",

@@ -84,12 +84,16 @@ class CLbProtocolBase {
   void SetUpCommunication();
   /// On the medium's thread.
   void TakeMessage(const SLbMessage& message, const std::shared_ptr<Endpoint>& endpoint);
+  void TellOfStrangers(const Endpoint& endpoint);
 
   const SSurroundings mSurroundings;
   std::optional<LbSerialNumber> mOwnSerialNumber;  ///< since the start
   std::atomic<std::uint32_t> mLimit{0};
   std::atomic<std::uint32_t> mWaiting{0};
   std::atomic<bool> mIsFloodTold{false};  ///< since all messages could be taken
+  // On the medium's thread.
+  bool mHasUnderstood = false;
+  bool mIsStrangerTold = false;
   // On the worker.
   CBackOff mBackOff = kPauses;
   bool mIsFailureTold = false;
