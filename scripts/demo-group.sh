@@ -12,7 +12,8 @@
 #   --root PATH            keep settings, sockets, logs and the leader's journal below PATH, and leave them there (else: a
 #                          temporary folder)
 #
-# Status: 0 ended as told, 1 a daemon or the leader failed, or a station was not led as it should, 2 wrong usage.
+# The last line says what was checked. Status: 0 ended as told, 1 a daemon or the leader failed, or a station was not led
+# as it should, 2 wrong usage.
 set -euo pipefail
 
 usage() { sed -n 's/^# usage: /usage: /p; s/^#   \( *[-a-z(]\)/  \1/p' "$0"; }
@@ -22,7 +23,7 @@ size=""
 root=""
 while [ $# -gt 0 ]; do
   case "$1" in
-    --group | --seconds | --root) [ $# -ge 2 ] || refuse "$1 needs a value" 2 ;;&
+    --group | --seconds | --root) [ -n "${2-}" ] || refuse "$1 needs a value" 2 ;;&
     --group) [[ "$2" =~ ^[2-5]$ ]] || refuse "--group takes a number from 2 to 5, not '$2'" 2
       size=$2; shift 2 ;;
     --seconds) [[ "$2" =~ ^[1-9][0-9]{0,5}$ ]] || refuse "--seconds takes a whole number from 1, not '$2'" 2
@@ -64,13 +65,15 @@ inside=""
 # Ends all, and says what went wrong. Told so by a signal, the demonstration ends in order.
 finish() {
   local status=$1 log
-  trap '' INT TERM HUP
+  trap '' INT TERM HUP PIPE
   trap - EXIT
+  set +e  # whatever fails from here on, the folder goes
   exec 7>&-
-  end "$inside" 15 || status=1
-  if [ "$status" -ne 1 ] && [ -s "$root/journal" ]; then scripts/check-group.py "$root" "$size" || status=1; fi
+  end "$inside" 15 || status=$?
+  [[ "$status" =~ ^(0|129|141|143)$ ]] || status=1
+  if [ "$status" -eq 0 ]; then scripts/check-group.py "$root" "$size" || status=1; fi
   if [ "$status" -eq 1 ]; then
-    for log in "$root"/station-*/*.log; do
+    for log in "$root"/leader.log "$root"/station-*/*.log; do
       if [ -s "$log" ]; then echo "demo: $log:" >&2; cat "$log" >&2; fi
     done
   fi
@@ -93,6 +96,6 @@ inside=$!
 set +m
 exec 7> "$root/hold"
 status=0
-wait "$inside" || status=1
+wait "$inside" || status=$?
 inside=""
 finish "$status"

@@ -19,7 +19,7 @@ meter=""
 group=""
 while [ $# -gt 0 ]; do
   case "$1" in
-    --group | --meter | --scenario | --seconds | --root) [ $# -ge 2 ] || { echo "demo: $1 needs a value" >&2; exit 2; } ;;&
+    --group | --meter | --scenario | --seconds | --root) [ -n "${2-}" ] || { echo "demo: $1 needs a value" >&2; exit 2; } ;;&
     --seconds) [[ "$2" =~ ^[1-9][0-9]{0,5}$ ]] || { echo "demo: --seconds takes a whole number from 1, not '$2'" >&2; exit 2; }
       seconds=(--seconds "$2"); shift 2 ;;
     --meter) case "$2" in
@@ -68,8 +68,9 @@ log=""
 
 finish() {
   local status=$1 stationStatus=0 daemonStatus=0
-  trap '' INT TERM HUP
+  trap '' INT TERM HUP PIPE
   trap - EXIT
+  set +e  # whatever fails from here on, the folder goes
   end "$station" || stationStatus=$?
   end "$daemon" || daemonStatus=$?
   if [ "$stationStatus" -ne 0 ]; then echo "demo: the station ended with status $stationStatus" >&2; status=1; fi

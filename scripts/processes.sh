@@ -14,10 +14,11 @@ end() {
   wait "$1"
 }
 
-# Has the script's `finish STATUS` end it, however it ends. Ctrl-C is a way to end as told.
+# Has the script's `finish STATUS` end it, however it ends. Ctrl-C is a way to end as told; PIPE is nobody reading any more.
 finish_always() {
   trap 'finish $?' EXIT
   trap 'finish 0' INT
   trap 'finish 143' TERM
   trap 'finish 129' HUP
+  trap 'finish 141' PIPE
 }
