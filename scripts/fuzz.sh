@@ -9,7 +9,11 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-usage() { sed -n 's/^# usage: /usage: /p; s/^#   --/  --/p' scripts/fuzz.sh; }
+readonly PARSERS=(p1parser p1framing lbpacketparser lbencryptedpacketparser)
+usage() {
+  sed -n 's/^# usage: /usage: /p; s/^#   --/  --/p' scripts/fuzz.sh
+  echo "It fuzzes: ${PARSERS[*]}"
+}
 seconds=60
 keep=
 while [ $# -gt 0 ]; do
@@ -32,7 +36,7 @@ done
 } >&2
 
 status=0
-for name in p1parser p1framing lbpacketparser lbencryptedpacketparser; do
+for name in "${PARSERS[@]}"; do
   work=build/fuzz/$name
   mkdir -p "$work/found" "$work/corpus"
   if "build/fuzz/bin/${name}_fuzz" -max_total_time="$seconds" -max_len=20000 -print_final_stats=1 \
