@@ -22,11 +22,12 @@ TEST(GroupLeadOptions, RefusesWhatCannotBeMeant) {
   ExpectRefusals(
       ReadGroupLeadOptions,
       {{{}, "one of --adapter NAME and --line DEVICE is needed"},
-       {{"-a", "lo", "-i", "/dev/x"}, "one of --adapter NAME and --line DEVICE is needed"},
+       {{"-a", "lo", "-i", "/dev/x"}, "one of --adapter NAME and --line DEVICE is needed, not both"},
        {{"-a", "lo", "-p", "s.json"}, "--adapter needs --group N"},
        {{"-a", "lo", "-g", "65536"}, "--group takes a whole number from 1 to 65535, not '65536'"},
        {{"-a", "lo", "-g", "7"}, "--adapter needs one of --secrets FILE and --plain"},
-       {{"-a", "lo", "-g", "7", "-p", "s.json", "-u"}, "--adapter needs one of --secrets FILE and --plain"},
+       {{"-a", "lo", "-g", "7", "-p", "s.json", "-u"},
+        "--adapter needs one of --secrets FILE and --plain, not both"},
        {{"-i", "/dev/x", "-u"}, "--group, --secrets and --plain are for an --adapter"},
        {{"-i", "/dev/x"}, "on a line stations cannot be found: name them by --member or --station"},
        {{"-m", "12-34-abc-de1"}, "--member takes a serial number such as 12-34-ABC-DE1, not '12-34-abc-de1'"},
@@ -78,14 +79,19 @@ TEST_F(GroupLeadTest, TellsWhatHappensToAStationThatIsLedCutOffAndBack) {
   follower.mMeter = SStationMeterData{.milliAmpere = {9999, 0, 12040}};
   follower.mProtocol->Enable();
   CGroupLead::SSettings settings{.medium = "group 7 on eth0", .runFor = 20100ms, .tablePeriod = 10s};
-  settings.leader.script = ReadLeaderScript("s", R"({"orders": [{"at": "00:00:04", "milliampere": 8050}]})");
+  settings.leader.script = ReadLeaderScript("s", R"({"orders": [{"at": "00:00:04", "milliampere": 8050},
+      {"at": "00:00:16", "milliampere": 0, "phase-discovery": true, "station": "12-34-ABC-DE1"},
+      {"at": "00:00:16", "milliampere": 0, "station": "12-34-ABC-DE2"}]})");
   settings.watches.push_back(Watch("/a"));
   CGroupLead lead(mScheduler, Create(mNetwork), std::move(settings), mOut, &mJournal);
   CWorker other(mScheduler, "other");
   other.Start();
   const auto cut = other.AddCall([&] { mMedium.Split({{kLeader}}); }, 5s);
   const auto join = other.AddCall([&] { mMedium.Split({}); }, 15s);
-  EXPECT_TRUE(lead.Run(*mEnd));
+  const auto outcome = lead.Run(*mEnd);
+  EXPECT_TRUE(outcome.hasLed);
+  EXPECT_THAT(outcome.neverHeard, testing::ElementsAre(*ToLbSerialNumber("12-34-ABC-DE2")));
+  EXPECT_THAT(outcome.neverAnswered, testing::IsEmpty());
   EXPECT_EQ(mOut.str(),
             R"(00:00:00  12-34-ABC-DE1  led, at fe80::1%2:23068
 00:00:00  12-34-ABC-DE1  is told 16.0 A
@@ -94,14 +100,15 @@ TEST_F(GroupLeadTest, TellsWhatHappensToAStationThatIsLedCutOffAndBack) {
 00:00:09  12-34-ABC-DE1  silent, at fe80::1%2:23068
 
 00:00:10, group 7 on eth0; currents in A
-STATION        ADDRESS          STATE   TOLD    R    S     T  REPORT  HEARD  FALLBACK  ITS OWN SETPOINT
-12-34-ABC-DE1  fe80::1%2:23068  silent  8.0   9.9  0.0  12.0  0x81    5.6 s       6.0  3 x 6.0 by Group load balancing
+STATION        ADDRESS          STATE   TOLD  R  S  T  REPORT  HEARD  FALLBACK  ITS OWN SETPOINT
+12-34-ABC-DE1  fe80::1%2:23068  silent  8.0   -  -  -  -       5.6 s       6.0  3 x 6.0 by Group load balancing
 
 00:00:15  12-34-ABC-DE1  led, at fe80::1%2:23068
+00:00:16  12-34-ABC-DE1  is told 0.0 A, to find phases
 
 00:00:20, group 7 on eth0; currents in A
-STATION        ADDRESS          STATE  TOLD    R    S     T  REPORT  HEARD  FALLBACK  ITS OWN SETPOINT
-12-34-ABC-DE1  fe80::1%2:23068  led    8.0   9.9  0.0  12.0  0x81    1.6 s       6.0  3 x 6.0 by Group load balancing
+STATION        ADDRESS          STATE  TOLD                   R    S     T  REPORT  HEARD  FALLBACK  ITS OWN SETPOINT
+12-34-ABC-DE1  fe80::1%2:23068  led    0.0, to find phases  9.9  0.0  12.0  0x81    1.6 s       6.0  3 x 6.0 by Group load balancing
 
 )");
   EXPECT_THAT(
@@ -116,10 +123,23 @@ STATION        ADDRESS          STATE  TOLD    R    S     T  REPORT  HEARD  FALL
 TEST_F(GroupLeadTest, SaysWhenThereIsNobodyAndWhyItCannotLead) {
   CGroupLead::SSettings settings{.medium = "group 7 on eth0", .runFor = 1s, .json = true};
   settings.watches.push_back(Watch("/a"));
-  EXPECT_FALSE(CGroupLead(mScheduler, Create(mNetwork), std::move(settings), mOut, nullptr).Run(*mEnd));
+  const auto outcome =
+      CGroupLead(mScheduler, Create(mNetwork), std::move(settings), mOut, nullptr).Run(*mEnd);
+  EXPECT_FALSE(outcome.hasLed);
+  EXPECT_THAT(outcome.neverHeard, testing::ElementsAre(*ToLbSerialNumber("12-34-ABC-DE1")));
   EXPECT_EQ(mOut.str(),
             "{\"stations\":[{\"address\":\"\",\"phase_discovery\":false,\"serial\":"
             "\"12-34-ABC-DE1\",\"state\":\"missing\"}],\"time_ms\":1000}\n");
+  GroupMember::CFollower follower(mScheduler, GroupMember::Network(mScheduler, mMedium, kFollower, 1),
+                                  GroupMember::Parser(2));
+  follower.mProtocol->Enable();
+  mMedium.SetArrivalTap([&](MediumStation to, const auto&...) {
+    if (to == kLeader) mMedium.Split({{kLeader}});
+  });
+  const auto deaf =
+      CGroupLead(mScheduler, Create(mNetwork), {.runFor = 1s}, mOut, nullptr).Run(*mScheduler.CreateEvent());
+  EXPECT_FALSE(deaf.hasLed);
+  EXPECT_THAT(deaf.neverAnswered, testing::ElementsAre(*ToLbSerialNumber("12-34-ABC-DE1")));
   EXPECT_THAT([&] { Watch("/b"); },
               ThrowsMessage<CUsageError>(HasSubstr("/b/etc/hwinfo.json holds no \"MainboardSn\" such as ")));
   for (const char* text : {"", "{}", R"({"GroupLoadBalancingPassword": "let us)", R"(["let us share"])"}) {

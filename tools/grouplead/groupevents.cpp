@@ -15,7 +15,7 @@ std::string StateOf(const CScriptedLeader::SRow& row) {
 }
 
 std::string ToldOf(const CScriptedLeader::SRow& row) {
-  return row.toldMilliAmpere ? fmt::format("is told {} A", FormatTold(row)) : "";
+  return row.toldMilliAmpere ? fmt::format("is told {}", FormatTold(row, " A")) : "";
 }
 
 std::string OwnOf(const SGroupView::SStation& station) {

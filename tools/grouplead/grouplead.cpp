@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <set>
 #include <utility>
 
 namespace {
@@ -10,6 +11,15 @@ CScriptedLeader::SSettings LeaderSettings(const CGroupLead::SSettings& settings)
   CScriptedLeader::SSettings leader = settings.leader;
   for (const auto& watch : settings.watches) leader.stations.push_back(watch->SerialNumber());
   return leader;
+}
+
+/// Everybody whom the leader was told of.
+std::set<LbSerialNumber> Named(const CScriptedLeader::SSettings& leader) {
+  std::set<LbSerialNumber> named(leader.stations.begin(), leader.stations.end());
+  for (const auto& event : leader.script.events) {
+    if (event.order.station) named.insert(*event.order.station);
+  }
+  return named;
 }
 
 }  // namespace
@@ -25,7 +35,7 @@ CGroupLead::CGroupLead(IScheduler& scheduler, SLeaderMedium medium, SSettings se
               LeaderSettings(mSettings)),
       mWorker(scheduler, "Display") {}
 
-bool CGroupLead::Run(IEvent& end) {
+CGroupLead::SOutcome CGroupLead::Run(IEvent& end) {
   if (!mLeader.Start()) throw CCannotLead(mSettings.medium + ": cannot talk there, the line above says why");
   mWorker.Start();
   // Of calls that are due at the same time the first one goes first.
@@ -40,7 +50,19 @@ bool CGroupLead::Run(IEvent& end) {
   end.Wait();
   mWorker.Stop();
   mLeader.Stop();
-  return mHasLed;
+  return Outcome();
+}
+
+CGroupLead::SOutcome CGroupLead::Outcome() const {
+  auto missing = Named(LeaderSettings(mSettings));
+  SOutcome outcome{.hasLed = mHasLed};
+  for (const auto& [row, isWatched, limits] : mView.stations) {
+    if (!row.heardAgo) continue;
+    missing.erase(row.serialNumber);
+    if (row.toldMilliAmpere && !row.drawnMilliAmpere) outcome.neverAnswered.push_back(row.serialNumber);
+  }
+  outcome.neverHeard.assign(missing.begin(), missing.end());
+  return outcome;
 }
 
 void CGroupLead::Look() {

@@ -27,18 +27,26 @@ class CGroupLead {
     std::optional<Milliseconds> tablePeriod{};  ///< none: no table
   };
 
+  /// What has become of the group.
+  struct SOutcome {
+    bool hasLed = false;                       ///< any station, ever
+    std::vector<LbSerialNumber> neverHeard{};  ///< though named: as members, to be watched, or in the script
+    std::vector<LbSerialNumber> neverAnswered{};  ///< to a limit, though found
+  };
+
   /// Lines of JSON go to the journal, unless it is null. The medium's parts are used by nobody else.
   CGroupLead(IScheduler& scheduler, SLeaderMedium medium, SSettings settings, std::ostream& out,
              std::ostream* journal);
 
-  /// Returns some time after `end` is set, by the caller or because time is over; whether a station has ever
-  /// been led. Throws CCannotLead. Once.
-  bool Run(IEvent& end);
+  /// Returns some time after `end` is set, by the caller or because time is over. Throws CCannotLead. Once.
+  SOutcome Run(IEvent& end);
 
  private:
   // On the worker.
   void Look();
   void WriteJson();
+  // After it.
+  SOutcome Outcome() const;
 
   const IClock& mClock;
   const SSettings mSettings;

@@ -50,10 +50,13 @@ void Take(SGroupLeadOptions& options, char letter, const std::string& argument) 
   if (letter == 'h') options.help = true;
 }
 
+void CheckOneOf(bool isFirst, bool isSecond, const std::string& problem) {
+  if (isFirst == isSecond) throw CUsageError(problem + (isFirst ? ", not both" : ""));
+}
+
 void CheckAdapter(const SGroupLeadOptions& options) {
   if (options.group == 0) throw CUsageError("--adapter needs --group N");
-  if (options.secrets.empty() == !options.plain)
-    throw CUsageError("--adapter needs one of --secrets FILE and --plain");
+  CheckOneOf(!options.secrets.empty(), options.plain, "--adapter needs one of --secrets FILE and --plain");
   if (options.isLineAutomatic) throw CUsageError("--auto-direction is for a --line");
 }
 
@@ -65,8 +68,8 @@ void CheckLine(const SGroupLeadOptions& options) {
 }
 
 void Check(const SGroupLeadOptions& options) {
-  if (options.adapter.empty() == options.line.empty())
-    throw CUsageError("one of --adapter NAME and --line DEVICE is needed");
+  CheckOneOf(!options.adapter.empty(), !options.line.empty(),
+             "one of --adapter NAME and --line DEVICE is needed");
   if (options.line.empty()) {
     CheckAdapter(options);
   } else {

@@ -47,8 +47,13 @@ std::string FormatAge(Milliseconds age) {
                      age.count() % kMillisecondsPerSecond * kTenths / kMillisecondsPerSecond);
 }
 
+/// Whether the newest answer still tells what is so.
+bool IsAnswering(const SRow& row) {
+  return row.drawnMilliAmpere && row.state == EState::Led;
+}
+
 std::string FormatDrawn(const SRow& row, std::size_t phase) {
-  return row.drawnMilliAmpere ? Short((*row.drawnMilliAmpere)[phase]) : kNothing;
+  return IsAnswering(row) ? Short((*row.drawnMilliAmpere)[phase]) : kNothing;
 }
 
 Cells CellsOf(const SGroupView::SStation& station) {
@@ -56,11 +61,11 @@ Cells CellsOf(const SGroupView::SStation& station) {
   return {ToText(row.serialNumber),
           row.address.empty() ? kNothing : row.address,
           FormatState(row.state),
-          FormatTold(row),
+          FormatTold(row, ""),
           FormatDrawn(row, 0),
           FormatDrawn(row, 1),
           FormatDrawn(row, 2),
-          row.drawnMilliAmpere ? fmt::format("0x{:02x}", row.report) : kNothing,
+          IsAnswering(row) ? fmt::format("0x{:02x}", row.report) : kNothing,
           row.heardAgo ? FormatAge(*row.heardAgo) : kNothing,
           row.fallbackMilliAmpere ? Short(*row.fallbackMilliAmpere) : kNothing,
           station.isWatched ? FormatOwn(station) : ""};
@@ -123,9 +128,10 @@ std::string FormatState(EState state) {
   return "left alone";
 }
 
-std::string FormatTold(const SRow& row) {
+std::string FormatTold(const SRow& row, std::string_view unit) {
   if (!row.toldMilliAmpere) return kNothing;
-  return Short(*row.toldMilliAmpere) + (row.isPhaseDiscovery ? " find phases" : "");
+  return fmt::format("{}{}{}", Short(*row.toldMilliAmpere), unit,
+                     row.isPhaseDiscovery ? ", to find phases" : "");
 }
 
 std::string FormatOwn(const SGroupView::SStation& station) {

@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "ipc/currentcontrol.pb.h"
@@ -22,8 +23,8 @@ struct SGroupView {
 
 /// "led", "silent"
 std::string FormatState(CScriptedLeader::EState state);
-/// "16.0", and "16.0 find phases" where that was asked for; "-" when nothing was told.
-std::string FormatTold(const CScriptedLeader::SRow& row);
+/// "16.0" and the unit, and "0.0 A, to find phases" where that was asked for; "-" when nothing was told.
+std::string FormatTold(const CScriptedLeader::SRow& row, std::string_view unit);
 /// Its setpoint, as it says itself, in A: "3 x 6.0 by Group load balancing"
 std::string FormatOwn(const SGroupView::SStation& station);
 /// A table with a row for each station; ends with a line end.

@@ -27,6 +27,22 @@ int Fail(EExit exit, std::string_view problem) {
   return exit;
 }
 
+/// A line for each station that was not led as it should, and the status.
+int Report(const CGroupLead::SOutcome& outcome, bool isOnLine) {
+  const EExit exit = outcome.hasLed ? kEnded : kNobodyLed;
+  for (const LbSerialNumber& serialNumber : outcome.neverHeard) {
+    Fail(exit, fmt::format("{} was never heard: is it on, and does it have this {}?", ToText(serialNumber),
+                           isOnLine ? "line" : "group, password and network"));
+  }
+  for (const LbSerialNumber& serialNumber : outcome.neverAnswered) {
+    Fail(exit, fmt::format("{} was found but never answered a limit{}", ToText(serialNumber),
+                           isOnLine ? "" : ": can this machine's unicasts reach it?"));
+  }
+  if (outcome.hasLed || !outcome.neverHeard.empty() || !outcome.neverAnswered.empty()) return exit;
+  return Fail(exit,
+              "no station was ever led: do they have this group, password and network, and are they on?");
+}
+
 CGroupLead::SSettings SettingsOf(const SGroupLeadOptions& options, IScheduler& scheduler, IFiles& files) {
   const bool isOnLine = options.adapter.empty();
   CGroupLead::SSettings settings{
@@ -65,13 +81,9 @@ int Run(const SGroupLeadOptions& options) {
   auto medium = CreateLeaderMedium(options, scheduler, files, access);
   const auto journal = OpenJournal(options.journal);
   CGroupLead lead(scheduler, std::move(medium), std::move(settings), std::cout, journal.get());
-  if (!lead.Run(*end)) {
-    return Fail(kNobodyLed,
-                "no station was ever led: do they have this group, password and network, and are "
-                "they on?");
-  }
+  const int exit = Report(lead.Run(*end), options.adapter.empty());
   if (!std::cout || (journal && !*journal)) return Fail(kCannotRun, "not everything could be written");
-  return kEnded;
+  return exit;
 }
 
 }  // namespace
