@@ -21,6 +21,7 @@ leader=""
 finish() {
   local status=$1 each led
   trap - EXIT
+  [ "$BASHPID" -eq $$ ] || exit "$status"  # about to become one of the programs
   trap '' PIPE
   set +e
   end "$leader"
@@ -146,6 +147,7 @@ join_again() {
 }
 
 SECONDS=0
+sleep 1  # who is told to end before it listens to that looks as if it had failed
 begin=0
 step=0
 station=2

@@ -73,9 +73,14 @@ finish() {
   set +e  # whatever fails from here on, the folder goes
   end "$station" || stationStatus=$?
   end "$daemon" || daemonStatus=$?
-  if [ "$stationStatus" -ne 0 ]; then echo "demo: the station ended with status $stationStatus" >&2; status=1; fi
+  if [ "$stationStatus" -eq 141 ]; then
+    status=141  # nobody reads its table any more
+  elif [ "$stationStatus" -ne 0 ]; then
+    echo "demo: the station ended with status $stationStatus" >&2
+    status=1
+  fi
   if [ "$daemonStatus" -ne 0 ]; then echo "demo: the daemon ended with status $daemonStatus" >&2; status=1; fi
-  if [ "$status" -ne 0 ] && [ -f "$log" ]; then echo "demo: the daemon's log:" >&2; cat "$log" >&2; fi
+  if [ "$status" -ne 0 ] && [ "$status" -ne 141 ] && [ -f "$log" ]; then echo "demo: the daemon's log:" >&2; cat "$log" >&2; fi
   if [ -n "$temporary" ]; then rm -rf "$temporary"; fi
   exit "$status"
 }
