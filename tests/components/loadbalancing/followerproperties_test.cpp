@@ -219,7 +219,7 @@ class CTrial {
         LbMessages::Write(LbMessages::SLimitRequest{.serialNumber = kOwn, .milliAmpere = 32000});
     Bytes data = mForgersParser->Serialize(message, mFollowerSeen.get());
     if (data.empty() || mRandom.Chance(1, 2)) {
-      data.assign(mRandom.Below(80), 0);
+      data.assign(mRandom.Index(80), 0);
       CSeededRandom(mRandom.Below(1000)).GenerateBlock(data);
       if (!data.empty()) data.front() = mRandom.Chance(1, 2) ? 0x88 : 0x99;
     }
