@@ -185,12 +185,14 @@ def on(networks, bare_call_p99_us):
     micros = {name: f"{took:.0f} µs" for name, took in same.items()}
     micros |= {f"new_{name}": f"{took:.0f} µs" for name, took in new.items()}
     remarks = [
-        f"A leader's limit, from its packet sent to the answer received, encrypted, over a cable between two networks on this "
-        f"machine, the leader's own system calls included; {REQUESTS} requests, the middle one of {same['rounds']} rounds. As before: p50 "
-        f"{micros['answer_p50_us']}, p99 {micros['answer_p99_us']}. A new one each time, which charge control is told first: p50 "
-        f"{micros['new_answer_p50_us']}, p99 {micros['new_answer_p99_us']}; a bare gRPC round trip with pauses between, as limits "
-        f"have: p99 {bare_call_p99_us:.0f} µs. A bare echo on that cable, in turns with the first: p50 {micros['echo_p50_us']}, "
-        f"p99 {micros['echo_p99_us']}.",
+        f"A leader's limit, from its packet sent to the answer at the leader's end of a cable between two networks on this "
+        f"machine, encrypted; {REQUESTS} requests in rounds, in turns with a bare echo on that cable; the round counts in which "
+        f"the echo was disturbed least by whatever else runs on the host. As before: p50 {micros['answer_p50_us']}, p99 "
+        f"{micros['answer_p99_us']}, the echo's p99 {micros['echo_p99_us']}; in the middle one of the rounds p99 "
+        f"{micros['answer_middle_p99_us']}. A new one each time, which charge control is told first: p50 "
+        f"{micros['new_answer_p50_us']}, p99 {micros['new_answer_p99_us']}, the echo's p99 {micros['new_echo_p99_us']}; in the "
+        f"middle one p99 {micros['new_answer_middle_p99_us']}; a bare gRPC round trip with pauses between, as limits have: p99 "
+        f"{bare_call_p99_us:.0f} µs.",
         f"Floods, {FLOOD_S} s each; the share of one core and the slowest answer to {min(f['requests'] for f in flood.values())} "
         f"limits or more in their midst: "
         + "; ".join(f"{FLOOD_TEXTS[kind]} {f['share'] * 100:.1f} %, {f['slowest_ms']:.1f} ms" for kind, f in flood.items())
