@@ -74,7 +74,7 @@ class CParsedPacket {
   CLbEncryptedPacketParser mParser{std::make_unique<CWolfRandom>()};
   const std::shared_ptr<CScriptedPeer> mPeer = std::make_shared<CScriptedPeer>();
   const SLbMessage mAnswer =
-      LbMessages::Write(LbMessages::SLimitAnswer{.milliAmpere = {16000, 16000, 16000}});
+      LbMessages::Write(LbMessages::SLimitAnswer{.load = {.milliAmpere = {16000, 16000, 16000}}});
   std::int64_t mFound = 0;
 };
 

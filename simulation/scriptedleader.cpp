@@ -169,8 +169,8 @@ void CScriptedLeader::TakeContent(const SLbMessage& message, SStation& station) 
     case ELbMessage::LimitAnswer: {
       const auto answer = LbMessages::ReadLimitAnswer(message);
       station.answered = mClock.Now();
-      station.row.drawnMilliAmpere = answer.milliAmpere;
-      station.row.report = answer.report;
+      station.row.drawnMilliAmpere = answer.load.milliAmpere;
+      station.row.report = answer.load.report;
       break;
     }
     default:

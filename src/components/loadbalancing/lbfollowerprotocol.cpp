@@ -1,30 +1,16 @@
 #include "src/components/loadbalancing/lbfollowerprotocol.h"
 
-#include <algorithm>
-#include <array>
-#include <limits>
+#include <chrono>
 #include <utility>
 
 #include "platform/diagnostics/diagnosticssignal.h"
 #include "platform/log/log.h"
-#include "platform/utility/text.h"
 #include "src/components/loadbalancing/ilbphasehandler.h"
 #include "src/components/loadbalancing/loadbalancingconfig.h"
-#include "src/limitationsources/limits.h"
 
 namespace {
 
 constexpr auto kClassName = "CLbFollowerProtocol";
-constexpr auto kUsualRotation = "RST";
-
-/// Truncated to whole mA; what no message can hold is clamped.
-std::uint32_t ToMilliAmpere(float ampere) {
-  constexpr float kBeyond = 4294967296.0F;
-  const float milliAmpere = ampere * kMilliAmperePerAmpere;
-  if (!(milliAmpere > 0.0F)) return 0;
-  return milliAmpere < kBeyond ? static_cast<std::uint32_t>(milliAmpere)
-                               : std::numeric_limits<std::uint32_t>::max();
-}
 
 }  // namespace
 
@@ -123,10 +109,6 @@ bool CLbFollowerProtocol::HasFallbackChanged() {
   return true;
 }
 
-std::uint32_t CLbFollowerProtocol::ReadFallback() const {
-  return ToMilliAmpere(Config().GetFallbackCurrent());
-}
-
 bool CLbFollowerProtocol::IsOwn(const SLbMessage& message) const {
   return OwnSerialNumber() && LbMessages::SerialNumberOf(message) == *OwnSerialNumber();
 }
@@ -148,37 +130,29 @@ void CLbFollowerProtocol::OnLimitRequest(const SLbMessage& message, Endpoint& en
   const bool isPhaseDiscovery = request.milliAmpere == 0 && isFlagged;
   ApplyLimit(isPhaseDiscovery ? kPhaseDiscoveryMilliAmpere : request.milliAmpere, request.milliAmpere,
              isFlagged);
-  SendMessage(LbMessages::Write(DescribeLoad()), endpoint);
+  SendMessage(
+      LbMessages::Write(LbMessages::SLimitAnswer{.serialNumber = *OwnSerialNumber(), .load = ReadLoad()}),
+      endpoint);
   EnterDiscovered();
+  mLeader = endpoint.ToString();
+  mHeard = Now();
   mTimeout = Worker().AddCall([this] { OnCommunicationTimeout(); }, kCommunicationTimeout);
 }
 
-LbMessages::SLimitAnswer CLbFollowerProtocol::DescribeLoad() {
-  const auto meter = ReadMeter();
-  std::array<std::uint32_t, 3> drawn{};
-  std::uint8_t report = PhaseHandler().GetReport();
-  if (meter) {
-    // A current that flows back is none that the group has to share.
-    std::ranges::transform(meter->milliAmpere, drawn.begin(), [](std::int32_t milliAmpere) {
-      return static_cast<std::uint32_t>(std::max(milliAmpere, 0));
-    });
-  } else if (const std::uint32_t mostDrawn = MostDrawn(); mostDrawn != 0) {
-    drawn.fill(mostDrawn);
-    report |= ILbPhaseHandler::kDrawsOnAll;
-  }
-  return {
-      .serialNumber = *OwnSerialNumber(), .milliAmpere = PhaseRotation().ToSupply(drawn), .report = report};
-}
-
-const CLbPhaseRotation& CLbFollowerProtocol::PhaseRotation() {
-  auto text = Config().GetPhaseRotation();
-  if (text != mPhaseRotationText) {
-    const auto rotation = CLbPhaseRotation::Parse(text);
-    if (!rotation)
-      LOG_WARNING("Invalid value '{}' for PhaseRotation in settings.json. Defaulting to '{}'.",
-                  Text::InOneLine(text), kUsualRotation);
-    mPhaseRotation = rotation ? rotation : CLbPhaseRotation::Parse(kUsualRotation);
-    mPhaseRotationText = std::move(text);
-  }
-  return *mPhaseRotation;
+SLbGroupView CLbFollowerProtocol::DescribeRole() {
+  SLbGroupView view;
+  view.isLeader = false;
+  const SLbLoad load = ReadLoad();
+  view.stations.push_back(
+      {.serialNumber = OwnSerialNumber().value_or(LbSerialNumber{}),
+       .address = mLeader,
+       .state = mState == EState::Discovered ? ELbStationState::Led : ELbStationState::Silent,
+       .isOwn = true,
+       .phases = DrawingLbPhases(load.milliAmpere),
+       .limitMilliAmpere = GetLimit(),
+       .drawnMilliAmpere = load.milliAmpere,
+       .fallbackMilliAmpere = mFallback,
+       .heardAgo =
+           mHeard ? std::optional(std::chrono::duration_cast<Milliseconds>(Now() - *mHeard)) : std::nullopt});
+  return view;
 }

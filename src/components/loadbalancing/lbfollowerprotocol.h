@@ -6,7 +6,6 @@
 #include <optional>
 #include <string>
 
-#include "src/components/loadbalancing/lbphaserotation.h"
 #include "src/components/loadbalancing/lbprotocolbase.h"
 
 class CDiagnosticsSignal;
@@ -38,6 +37,7 @@ class CLbFollowerProtocol final : public CLbProtocolBase {
  protected:
   void OnMessageReceived(const SLbMessage& message, const std::shared_ptr<Endpoint>& endpoint) override;
   std::uint32_t StateNumber() const override;
+  SLbGroupView DescribeRole() override;
 
  private:
   /// The numbers are part of a log text.
@@ -50,20 +50,16 @@ class CLbFollowerProtocol final : public CLbProtocolBase {
   void OnCommunicationTimeout();
   /// True: it was changed, and the station is undiscovered again.
   bool HasFallbackChanged();
-  std::uint32_t ReadFallback() const;
   bool IsOwn(const SLbMessage& message) const;
 
   void OnDiscovery(const SLbMessage& message, Endpoint& endpoint);
   void OnLimitRequest(const SLbMessage& message, Endpoint& endpoint);
-  /// Without a meter the vehicle counts with all that it may be drawing.
-  LbMessages::SLimitAnswer DescribeLoad();
-  const CLbPhaseRotation& PhaseRotation();
 
   const std::shared_ptr<CDiagnosticsSignal> mUndiscovered;
   std::atomic<EState> mState{EState::Disabled};
   // On the worker.
-  std::uint32_t mFallback = 0;  ///< mA
-  std::string mPhaseRotationText;
-  std::optional<CLbPhaseRotation> mPhaseRotation;  ///< none before it was needed
+  std::uint32_t mFallback = 0;      ///< mA
+  std::string mLeader;              ///< where the newest limit came from
+  std::optional<TimePoint> mHeard;  ///< that limit
   CCallHandle mTimeout;
 };

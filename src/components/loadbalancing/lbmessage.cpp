@@ -22,13 +22,14 @@ constexpr std::array<SLbMessageKind, 9> kKinds{{
 }};
 
 /// What an information answer says; nobody asks for more.
-constexpr std::array<std::uint8_t, 2> kInfo{3, 0};
+constexpr std::array<std::uint8_t, 2> kInfo{kLbProtocolVersion, 0};
 
 // Where the fields begin. Behind the serial number, or its prefix, each message has its own.
 constexpr std::size_t kSerialNumber = 1;
 constexpr std::size_t kOwn = kSerialNumber + std::tuple_size_v<LbSerialNumber>;
 constexpr std::size_t kPrefixBits = kOwn;
 constexpr std::size_t kVersion = kPrefixBits + 1;
+constexpr std::size_t kTag = kVersion + 1;
 constexpr std::size_t kCurrent = kOwn;
 constexpr std::size_t kFlags = kCurrent + LittleEndian::kSize32;
 constexpr std::size_t kReport = kCurrent + 3 * LittleEndian::kSize32;
@@ -65,6 +66,14 @@ std::uint8_t LbMessageSize(const SLbMessageKind& kind, bool isNetworkEndpoint) {
   return kind.id == ELbMessage::DiscoveryAnswer && !isNetworkEndpoint ? kLineDiscoveryAnswerSize : kind.size;
 }
 
+LbPhases DrawingLbPhases(const LbPhaseCurrents& milliAmpere) {
+  unsigned drawing = 0;
+  for (std::size_t phase = 0; phase < milliAmpere.size(); ++phase) {
+    if (milliAmpere[phase] > kLbDrawingMilliAmpere) drawing |= 1U << phase;
+  }
+  return static_cast<LbPhases>(drawing);
+}
+
 namespace LbMessages {
 
 SLbMessage Reset() {
@@ -75,6 +84,7 @@ SLbMessage Write(const SDiscovery& discovery) {
   SLbMessage message = Begin(ELbMessage::Discovery, discovery.prefix);
   message.bytes[kPrefixBits] = discovery.prefixBits;
   message.bytes[kVersion] = discovery.version;
+  message.bytes[kTag] = discovery.tag;
   return message;
 }
 
@@ -116,11 +126,11 @@ SLbMessage Write(const SLimitRequest& request) {
 SLbMessage Write(const SLimitAnswer& answer) {
   SLbMessage message = Begin(ELbMessage::LimitAnswer, answer.serialNumber);
   std::size_t offset = kCurrent;
-  for (const std::uint32_t milliAmpere : answer.milliAmpere) {
+  for (const std::uint32_t milliAmpere : answer.load.milliAmpere) {
     Write32(milliAmpere, message.bytes, offset);
     offset += LittleEndian::kSize32;
   }
-  message.bytes[kReport] = answer.report;
+  message.bytes[kReport] = answer.load.report;
   return message;
 }
 
@@ -133,7 +143,12 @@ LbSerialNumber SerialNumberOf(const SLbMessage& message) {
 SDiscovery ReadDiscovery(const SLbMessage& message) {
   return {.prefix = SerialNumberOf(message),
           .prefixBits = message.bytes[kPrefixBits],
-          .version = message.bytes[kVersion]};
+          .version = message.bytes[kVersion],
+          .tag = message.bytes[kTag]};
+}
+
+std::uint8_t ReadInfoAnswer(const SLbMessage& message) {
+  return message.bytes[kOwn];
 }
 
 std::uint32_t ReadFallbackAnswer(const SLbMessage& message) {
@@ -147,9 +162,9 @@ SLimitRequest ReadLimitRequest(const SLbMessage& message) {
 }
 
 SLimitAnswer ReadLimitAnswer(const SLbMessage& message) {
-  SLimitAnswer answer{.serialNumber = SerialNumberOf(message), .report = message.bytes[kReport]};
-  for (std::size_t phase = 0; phase < answer.milliAmpere.size(); ++phase) {
-    answer.milliAmpere[phase] = Read32(message.bytes, kCurrent + phase * LittleEndian::kSize32);
+  SLimitAnswer answer{.serialNumber = SerialNumberOf(message), .load = {.report = message.bytes[kReport]}};
+  for (std::size_t phase = 0; phase < answer.load.milliAmpere.size(); ++phase) {
+    answer.load.milliAmpere[phase] = Read32(message.bytes, kCurrent + phase * LittleEndian::kSize32);
   }
   return answer;
 }

@@ -48,6 +48,28 @@ inline constexpr std::uint8_t kLbProtocolVersion = 3;
 /// Of 0x88: find out on which phases the vehicle draws. Heeded when the limit is 0.
 inline constexpr std::uint8_t kLbPhaseDiscoveryFlag = 0x01;
 
+/// A value for each of the supply's phases, in the order R, S, T.
+using LbPhaseCurrents = std::array<std::uint32_t, 3>;
+
+/// Some of these phases: bits 0 to 2 are R, S, T.
+using LbPhases = std::uint8_t;
+inline constexpr LbPhases kLbAllPhases = 0x07;
+constexpr bool HasLbPhase(LbPhases phases, std::size_t phase) {
+  return ((std::uint32_t{phases} >> phase) & 1U) != 0;
+}
+
+/// What a station says of its vehicle.
+struct SLbLoad {
+  LbPhaseCurrents milliAmpere{};  ///< that it draws
+  std::uint8_t report = 0;        ///< see ILbPhaseHandler
+
+  friend bool operator==(const SLbLoad&, const SLbLoad&) = default;
+};
+
+/// A phase draws when its current is above this, in mA.
+inline constexpr std::uint32_t kLbDrawingMilliAmpere = 1000;
+LbPhases DrawingLbPhases(const LbPhaseCurrents& milliAmpere);
+
 /// What a message holds. Reading takes a message of that identifier; writing leaves the checksum to who sends
 /// it.
 namespace LbMessages {
@@ -56,6 +78,7 @@ struct SDiscovery {
   LbSerialNumber prefix{};
   std::uint8_t prefixBits = 0;
   std::uint8_t version = kLbProtocolVersion;
+  std::uint8_t tag = 0;  ///< of no meaning to those who answer
 };
 struct SLimitRequest {
   LbSerialNumber serialNumber{};
@@ -64,8 +87,7 @@ struct SLimitRequest {
 };
 struct SLimitAnswer {
   LbSerialNumber serialNumber{};
-  std::array<std::uint32_t, 3> milliAmpere{};  ///< that the vehicle draws on R, S, T
-  std::uint8_t report = 0;                     ///< see ILbPhaseHandler
+  SLbLoad load{};
 };
 
 SLbMessage Reset();
@@ -82,6 +104,8 @@ SLbMessage Write(const SLimitAnswer& answer);
 /// Of the follower concerned, in every message from 0x33 on.
 LbSerialNumber SerialNumberOf(const SLbMessage& message);
 SDiscovery ReadDiscovery(const SLbMessage& message);
+/// The version of the protocol that the station speaks.
+std::uint8_t ReadInfoAnswer(const SLbMessage& message);
 std::uint32_t ReadFallbackAnswer(const SLbMessage& message);
 SLimitRequest ReadLimitRequest(const SLbMessage& message);
 SLimitAnswer ReadLimitAnswer(const SLbMessage& message);

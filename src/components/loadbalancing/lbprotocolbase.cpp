@@ -1,10 +1,14 @@
 #include "src/components/loadbalancing/lbprotocolbase.h"
 
+#include <algorithm>
+#include <array>
+#include <limits>
 #include <utility>
 
 #include <fmt/format.h>
 
 #include "platform/log/log.h"
+#include "platform/utility/text.h"
 #include "src/components/loadbalancing/ilbphasehandler.h"
 #include "src/components/loadbalancing/loadbalancingconfig.h"
 #include "src/limitationsources/limits.h"
@@ -12,15 +16,24 @@
 namespace {
 
 constexpr auto kClassName = "CLbProtocolBase";
+constexpr auto kUsualRotation = "RST";
 
 constexpr CStationMeterWatch::STexts kMeterTexts{
     .silent =
-        "The station's meter is silent: the leader is told that the vehicle draws whatever it may, so that "
-        "nobody else gets it",
-    .back = "The station's meter is there again, the leader is told what it shows"};
+        "The station's meter is silent: in the group it counts with whatever its vehicle may be drawing, so "
+        "that nobody else gets it",
+    .back = "The station's meter is there again, in the group it counts with what it shows"};
 
 float ToAmpere(std::uint32_t milliAmpere) {
   return static_cast<float>(milliAmpere) / kMilliAmperePerAmpere;
+}
+
+std::uint32_t ToMilliAmpere(float ampere) {
+  constexpr float kBeyond = 4294967296.0F;
+  const float milliAmpere = ampere * kMilliAmperePerAmpere;
+  if (!(milliAmpere > 0.0F)) return 0;
+  return milliAmpere < kBeyond ? static_cast<std::uint32_t>(milliAmpere)
+                               : std::numeric_limits<std::uint32_t>::max();
 }
 
 }  // namespace
@@ -44,6 +57,7 @@ void CLbProtocolBase::Start() {
         TakeMessage(message, endpoint);
       });
   mSurroundings.communication->SetDataReceivedHandler([this](const std::shared_ptr<Endpoint>& endpoint) {
+    OnBytesReceived(*endpoint);
     mSurroundings.parser->Parse(endpoint);
     TellOfStrangers(*endpoint);
   });
@@ -69,6 +83,8 @@ void CLbProtocolBase::ReadOwnSerialNumber() {
 void CLbProtocolBase::SetUpCommunication() {
   if (mSurroundings.communication->Start()) {
     if (mIsFailureTold) LOG_INFO("Communication is set up, load balancing has started");
+    mIsUp = true;
+    OnCommunicationUp();
     return;
   }
   if (!std::exchange(mIsFailureTold, true))
@@ -77,11 +93,23 @@ void CLbProtocolBase::SetUpCommunication() {
 }
 
 void CLbProtocolBase::SendMessage(const SLbMessage& message, Endpoint& endpoint) {
-  const auto packet = mSurroundings.parser->Serialize(message, &endpoint);
+  Send(message, &endpoint);
+}
+
+void CLbProtocolBase::BroadcastMessage(const SLbMessage& message) {
+  Send(message, nullptr);
+}
+
+void CLbProtocolBase::Send(const SLbMessage& message, Endpoint* endpoint) {
+  const auto packet = mSurroundings.parser->Serialize(message, endpoint);
   if (packet.empty()) return;  // the parser said why
   LOG_DEBUG("Sending message of {:d} bytes with id 0x{:02X}{:s}", packet.size(), message.Id(),
-            fmt::format(" to {:s}", endpoint.ToString()));
-  endpoint.SendData(packet);
+            endpoint != nullptr ? fmt::format(" to {:s}", endpoint->ToString()) : "");
+  if (endpoint != nullptr) {
+    endpoint->SendData(packet);
+  } else {
+    mSurroundings.communication->BroadcastData(packet);
+  }
 }
 
 /// What happens before the first message of the group is a matter of the settings; later it is noise.
@@ -116,4 +144,43 @@ void CLbProtocolBase::ApplyLimit(std::uint32_t milliAmpere, std::uint32_t askedM
   mRecentLimits.Set(milliAmpere, mSurroundings.scheduler.Now());
   mSurroundings.setLimit(ToAmpere(milliAmpere));
   PhaseHandler().SetLimit(askedMilliAmpere, isPhaseDiscovery);
+}
+
+SLbLoad CLbProtocolBase::ReadLoad() {
+  const auto meter = mMeter.Read();
+  std::array<std::uint32_t, 3> drawn{};
+  std::uint8_t report = PhaseHandler().GetReport();
+  if (meter) {
+    // A current that flows back is none that the group has to share.
+    std::ranges::transform(meter->milliAmpere, drawn.begin(), [](std::int32_t milliAmpere) {
+      return static_cast<std::uint32_t>(std::max(milliAmpere, 0));
+    });
+  } else if (const std::uint32_t mostDrawn = mRecentLimits.Largest(Now()); mostDrawn != 0) {
+    drawn.fill(mostDrawn);
+    report |= ILbPhaseHandler::kDrawsOnAll;
+  }
+  return {.milliAmpere = PhaseRotation().ToSupply(drawn), .report = report};
+}
+
+std::uint32_t CLbProtocolBase::ReadFallback() const {
+  return ToMilliAmpere(Config().GetFallbackCurrent());
+}
+
+const CLbPhaseRotation& CLbProtocolBase::PhaseRotation() {
+  auto text = Config().GetPhaseRotation();
+  if (text != mPhaseRotationText) {
+    const auto rotation = CLbPhaseRotation::Parse(text);
+    if (!rotation)
+      LOG_WARNING("Invalid value '{}' for PhaseRotation in settings.json. Defaulting to '{}'.",
+                  Text::InOneLine(text), kUsualRotation);
+    mPhaseRotation = rotation ? rotation : CLbPhaseRotation::Parse(kUsualRotation);
+    mPhaseRotationText = std::move(text);
+  }
+  return *mPhaseRotation;
+}
+
+SLbGroupView CLbProtocolBase::Describe() {
+  SLbGroupView view;
+  mWorker.BlockingCall([&] { view = DescribeRole(); });
+  return view;
 }

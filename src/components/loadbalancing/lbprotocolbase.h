@@ -5,11 +5,14 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <string>
 
 #include "platform/utility/backoff.h"
 #include "platform/worker/worker.h"
 #include "src/communication/icommunicationlistener.h"
 #include "src/components/loadbalancing/ilbpacketparser.h"
+#include "src/components/loadbalancing/lbgroupview.h"
+#include "src/components/loadbalancing/lbphaserotation.h"
 #include "src/components/recentlimits.h"
 #include "src/components/stationmeterwatch.h"
 #include "src/rpc/clients/stationmeter.h"
@@ -39,8 +42,9 @@ class CLbProtocolBase {
 
   /// The pauses before communication that could not be set up is tried again.
   static constexpr CBackOff kPauses{Milliseconds{1000}, Milliseconds{30000}};
-  /// Messages that wait for the worker; whoever floods the group with valid ones loses the rest.
-  static constexpr std::uint32_t kMostWaiting = 64;
+  /// Messages that wait for the worker; whoever floods the group with valid ones loses the rest. As many as
+  /// the stations of two groups may answer at once.
+  static constexpr std::uint32_t kMostWaiting = 256;
 
   virtual ~CLbProtocolBase();
   CLbProtocolBase(const CLbProtocolBase&) = delete;
@@ -53,6 +57,8 @@ class CLbProtocolBase {
 
   /// What was applied last, in mA; 0 before anything was.
   std::uint32_t GetLimit() const { return mLimit; }
+  /// The group as this station sees it now. Any thread but the worker's own medium; waits for the worker.
+  SLbGroupView Describe();
 
  protected:
   explicit CLbProtocolBase(SSurroundings surroundings);
@@ -62,26 +68,45 @@ class CLbProtocolBase {
   virtual void OnMessageReceived(const SLbMessage& message, const std::shared_ptr<Endpoint>& endpoint) = 0;
   /// The role's state as log lines have it. Any thread.
   virtual std::uint32_t StateNumber() const = 0;
+  /// Bytes have come, which are no message yet, and may never be one. On the medium's thread.
+  virtual void OnBytesReceived(const Endpoint& /*endpoint*/) {}
+  /// Messages can be sent from now on. On the worker.
+  virtual void OnCommunicationUp() {}
+  /// On the worker.
+  virtual SLbGroupView DescribeRole() = 0;
 
   // On the worker.
   void SendMessage(const SLbMessage& message, Endpoint& endpoint);
+  /// To everybody in the group.
+  void BroadcastMessage(const SLbMessage& message);
+  Milliseconds ResponseTime(bool extended) const {
+    return mSurroundings.communication->GetResponseTime(extended);
+  }
+  /// Stations that may answer to this one.
+  std::uint32_t Capacity() const { return mSurroundings.communication->GetCapacity(); }
+  bool IsCommunicationUp() const { return mIsUp; }
   /// Sets the station's limit in the group, in mA. The phase handler is told what the leader asked for.
   void ApplyLimit(std::uint32_t milliAmpere, std::uint32_t askedMilliAmpere, bool isPhaseDiscovery);
   void ApplyLimit(std::uint32_t milliAmpere) { ApplyLimit(milliAmpere, milliAmpere, false); }
 
   CWorker& Worker() { return mWorker; }
+  TimePoint Now() const { return mSurroundings.scheduler.Now(); }
   const CLoadBalancingConfig& Config() const { return *mSurroundings.config; }
   ILbPhaseHandler& PhaseHandler() const { return *mSurroundings.phaseHandler; }
-  /// What the vehicle draws; none while the meter is silent, which is told once.
-  std::optional<SStationMeterData> ReadMeter() { return mMeter.Read(); }
-  /// What it may be drawing, in mA: a lowered limit takes it some time to follow.
-  std::uint32_t MostDrawn() { return mRecentLimits.Largest(mSurroundings.scheduler.Now()); }
+  /// What the vehicle draws on the supply's phases. While the meter is silent, which is told once, it counts
+  /// with all that it may be drawing.
+  SLbLoad ReadLoad();
+  /// In mA, truncated; what no message can hold is clamped.
+  std::uint32_t ReadFallback() const;
+  /// A wrong one is told once.
+  const CLbPhaseRotation& PhaseRotation();
   /// Nothing: the station has none, or a wrong one.
   const std::optional<LbSerialNumber>& OwnSerialNumber() const { return mOwnSerialNumber; }
 
  private:
   void ReadOwnSerialNumber();
   void SetUpCommunication();
+  void Send(const SLbMessage& message, Endpoint* endpoint);
   /// On the medium's thread.
   void TakeMessage(const SLbMessage& message, const std::shared_ptr<Endpoint>& endpoint);
   void TellOfStrangers(const Endpoint& endpoint);
@@ -97,7 +122,10 @@ class CLbProtocolBase {
   // On the worker.
   CBackOff mBackOff = kPauses;
   bool mIsFailureTold = false;
+  bool mIsUp = false;
   CCallHandle mNextAttempt;
+  std::string mPhaseRotationText;
+  std::optional<CLbPhaseRotation> mPhaseRotation;  ///< none before it was needed
   CStationMeterWatch mMeter;
   CRecentLimits mRecentLimits{0};
   CWorker mWorker;

@@ -47,7 +47,7 @@ TEST(LbMessages, AreWrittenAndReadAsTheWireHasThem) {
       FallbackAnswer(kSerial, 6000),
       Write(SLimitRequest{.serialNumber = kSerial, .flags = kLbPhaseDiscoveryFlag}),
       Write(SLimitAnswer{
-          .serialNumber = kSerial, .milliAmpere = {16000, 0x01020304, 0xffffffff}, .report = 0x87})};
+          .serialNumber = kSerial, .load = {.milliAmpere = {16000, 0x01020304, 0xffffffff}, .report = 0x87}})};
   const Json::Value vectors = LbVectors("messages");
   ASSERT_EQ(written.size(), vectors.size());
   CLbPacketParser parser;
@@ -71,7 +71,7 @@ TEST(LbMessages, AreWrittenAndReadAsTheWireHasThem) {
   EXPECT_EQ(ReadLimitRequest(read[7]).flags, 1);
   EXPECT_EQ(ReadLimitAnswer(read[8]).milliAmpere,
             (std::array<std::uint32_t, 3>{16000, 0x01020304, 0xffffffff}));
-  EXPECT_EQ(ReadLimitAnswer(read[8]).report, 0x87);
+  EXPECT_EQ(ReadLimitAnswer(read[8]).load.report, 0x87);
 }
 
 TEST(LbPacketParser, HasShortAnswersToDiscoveryOnALine) {
