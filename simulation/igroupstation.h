@@ -24,14 +24,14 @@ class IGroupStation {
   /// Ends it without a farewell. The vehicle stays plugged in, and gets nothing.
   virtual void PowerOff() = 0;
 
-  /// A vehicle comes, and draws as soon as it may.
+  /// A vehicle comes, and draws as soon as it may. One that is there becomes like this.
   virtual void Plug(const CVehicle::SProperties& vehicle) = 0;
   virtual void Unplug() = 0;
   /// It has had enough, or wants more again.
   virtual void SetFull(bool full) = 0;
 
-  /// What the house connection carries besides this station, in mA on L1 to L3; negative: it comes from
-  /// there. Only a station whose meter watches the main fuse cares.
+  /// What the house connection carries besides this station, in mA on R, S and T; negative: it comes
+  /// from there. Only a station whose meter watches the main fuse cares.
   virtual void SetHouse(const std::array<std::int32_t, 3>& milliAmpere) = 0;
   /// Changes keys of settings.json as another process would; those that are null go.
   virtual void ChangeSettings(const Json::Value& values) = 0;
@@ -53,6 +53,8 @@ struct SGroupPlace {
   Json::Value settings;
   Json::Value hwinfo;
   Json::Value secrets;
+  /// The rating of the main fuse that the station's meter watches for the group, in A; 0: it watches none.
+  std::uint32_t fuseAmpere = 0;
   /// To be called when the limit that is in force has changed, at that moment.
   std::function<void()> onLimit;
 };
