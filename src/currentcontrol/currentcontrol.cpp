@@ -12,6 +12,7 @@
 #include "src/diagnosticssignals/diagnosticssignals.h"
 #include "src/rpc/clients/temperaturelinks.h"
 #include "src/rpc/services/currentcontrolservice.h"
+#include "src/rpc/services/groupanswer.h"
 #include "src/rpc/services/processcontrolservice.h"
 
 namespace {
@@ -133,6 +134,7 @@ void CCurrentcontrol::ConnectICurrentControl(CCurrentControlService& service) {
   service.mClearCurrentLimit = [this](const auto& limit) { return mLimitRequests.ClearCurrentLimit(limit); };
   service.mGetCurrentLimit = [this] { return mLimitRequests.GetCurrentLimit(); };
   service.mGetLimits = [this] { return mLimitRequests.GetLimits(); };
+  service.mGetGroup = [this] { return ToAnswer(mComponents.DescribeGroup()); };
   service.mSetMeasurementSourceConnection = [this](const auto& connection) {
     mStateMachine.PostSetMeasurementSourceConnection(connection);
     return Posted();

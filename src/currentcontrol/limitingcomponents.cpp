@@ -68,6 +68,10 @@ void CLimitingComponents::SetChargingState(ipc::EChargingState state) {
   for (const auto& follower : mFollowers) follower->SetChargingState(state);
 }
 
+std::optional<SLbGroupView> CLimitingComponents::DescribeGroup() const {
+  return mLoadBalancing ? mLoadBalancing->Describe() : std::nullopt;
+}
+
 CLimitingComponents::SBlackoutProtectionParts CLimitingComponents::BlackoutProtectionParts() const {
   const auto& config = mSurroundings.config;
   const auto& signal = mSurroundings.signal;
@@ -111,7 +115,8 @@ bool CLimitingComponents::JoinGroup(const std::optional<SBlackoutProtectionParts
     mInOrder.push_back(std::move(blackoutProtection));
   }
   mHeld.push_back(loadBalancing);
-  mInOrder.push_back(std::move(loadBalancing));
+  mInOrder.push_back(loadBalancing);
+  mLoadBalancing = std::move(loadBalancing);
   return true;
 }
 
@@ -138,6 +143,7 @@ std::shared_ptr<CLoadBalancing> CLimitingComponents::CreateLoadBalancing(
   auto loadBalancing = std::make_shared<CLoadBalancing>(
       std::make_shared<CLbPhaseHandler>(mSurroundings.scheduler, mSurroundings.meter),
       mSurroundings.loadBalancingConfig, mSurroundings.meter, std::move(blackoutProtection),
+      nullptr,  // this station has no power-limit input
       CLoadBalancing::SSurroundings{
           .scheduler = mSurroundings.scheduler,
           .access = GroupAccess(),

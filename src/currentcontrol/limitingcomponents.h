@@ -10,6 +10,7 @@
 #include "src/components/blackoutprotection/blackoutprotectionbase.h"
 #include "src/components/limiter.h"
 #include "src/components/loadbalancing/groupaccess.h"
+#include "src/components/loadbalancing/lbgroupview.h"
 #include "src/components/toleratedcurrent.h"
 #include "src/rpc/clients/stationmeter.h"
 
@@ -64,6 +65,8 @@ class CLimitingComponents {
   void Hold();
   /// Tells those who want to know whether there is a vehicle, and whether it is charging.
   void SetChargingState(ipc::EChargingState state);
+  /// The group as this station sees it; nothing: it is in none. Any thread.
+  std::optional<SLbGroupView> DescribeGroup() const;
 
  private:
   struct SBlackoutProtectionParts {
@@ -102,5 +105,6 @@ class CLimitingComponents {
   std::vector<std::shared_ptr<ILimiter>> mHeld;
   std::shared_ptr<CUserCableLimit> mCable;
   std::shared_ptr<COvercurrentProtection> mOvercurrentProtection;
-  CToleratedCurrent mTolerated;  ///< last: it ends first and tells the one above
+  std::shared_ptr<CLoadBalancing> mLoadBalancing;  ///< null: in no group
+  CToleratedCurrent mTolerated;                    ///< last: it ends first and tells the one above
 };

@@ -90,6 +90,11 @@ TEST_F(CGroupStationTest, OffersWhatTheLeaderSaysAndFallsBackByItself) {
   mStation->RunFor(20s);
   EXPECT_THAT(mLeader->Rows().front().drawnMilliAmpere.value(), ElementsAre(0U, 10000U, 0U));
   EXPECT_EQ(mLeader->Rows().front().report, 0x01);
+  const auto group =
+      ipc::CCurrentControlClient(mStation->Clients().CreateClient("CurrentControl")).GetGroup({});
+  EXPECT_EQ(group.value.role(), ipc::EGroupRoleFollower);
+  EXPECT_EQ(group.value.stations(0).state(), ipc::EGroupStationLed);
+  EXPECT_EQ(group.value.stations(0).drawn().s(), 10000U);
 
   Tell(32000);
   EXPECT_EQ(OfferedAfter(3s), 25000U) << "other limits hold beside the group's";

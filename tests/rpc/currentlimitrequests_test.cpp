@@ -94,6 +94,8 @@ TEST_F(CCurrentLimitRequestsTest, LimitsTellWhyTheVehicleGetsWhatItGets) {
   EXPECT_EQ(answer.phase_source(), ipc::ECurrentControlLocalRestApi);
   EXPECT_EQ(Text(answer.setpoint()), "10: 10000 mA on 1");
   EXPECT_EQ(Text(answer.runner_up()), "15: 12000 mA on 1");
+  const auto group = mClient.GetGroup({});
+  EXPECT_TRUE(group.IsOk() && group.value.SerializeAsString().empty()) << "it is in none";
 }
 
 }  // namespace

@@ -14,6 +14,7 @@ class CFakeService final : public ipc::ICurrentControl, public ipc::IGenericCont
   std::uint32_t code = 0;                        ///< of every answer that has one
   std::vector<ipc::MCurrentControlLimit> asked;  ///< limits that were set or cleared
   ipc::MCurrentControlLimits limits;
+  ipc::MGroup group;
   ipc::MProcessState state;
   ipc::MLogConfig logConfig;
   std::vector<std::string> requests;  ///< to the process
@@ -38,6 +39,7 @@ class CFakeService final : public ipc::ICurrentControl, public ipc::IGenericCont
   ipc::MResult SetMeasurementSourceConnection(const ipc::MMeasurementSource&) override { return Answer(); }
   ipc::MResult ClearMeasurementSourceConnection(const ipc::MEmpty&) override { return Answer(); }
   ipc::MCurrentControlLimits GetLimits(const ipc::MEmpty&) override { return limits; }
+  ipc::MGroup GetGroup(const ipc::MEmpty&) override { return group; }
 
   ipc::MResult Initialize(const ipc::MEmpty&) override {
     return Go("Initialize", ipc::EProcessCommissioning);

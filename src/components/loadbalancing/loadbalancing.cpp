@@ -11,6 +11,9 @@
 #include "src/communication/ethernetcommunication.h"
 #include "src/components/loadbalancing/lbencryptedpacketparser.h"
 #include "src/components/loadbalancing/lbfollowerprotocol.h"
+#include "src/components/loadbalancing/leader/lbleaderprotocol.h"
+#include "src/components/loadbalancing/leader/lbphaseimbalancealgorithm.h"
+#include "src/components/loadbalancing/leader/lbreverseuniformalgorithm.h"
 #include "src/components/loadbalancing/loadbalancingconfig.h"
 #include "src/limitationsources/limits.h"
 
@@ -18,16 +21,24 @@ namespace {
 
 constexpr auto kClassName = "CLoadBalancing";
 
+/// What is absurd is clamped.
+std::int32_t ToMilliAmpere(std::int32_t ampere) {
+  const std::int64_t milliAmpere = std::int64_t{ampere} * 1000;
+  return static_cast<std::int32_t>(
+      std::clamp<std::int64_t>(milliAmpere, 0, std::numeric_limits<std::int32_t>::max()));
+}
+
 }  // namespace
 
 CLoadBalancing::CLoadBalancing(std::shared_ptr<ILbPhaseHandler> phaseHandler,
                                std::shared_ptr<CLoadBalancingConfig> config, StationMeter meter,
                                std::shared_ptr<IBlackoutProtection> blackoutProtection,
-                               SSurroundings surroundings)
+                               std::shared_ptr<IPowerLimitInput> powerLimitInput, SSurroundings surroundings)
     : mPhaseHandler(std::move(phaseHandler)),
       mConfig(std::move(config)),
       mMeter(std::move(meter)),
       mBlackoutProtection(std::move(blackoutProtection)),
+      mPowerLimitInput(std::move(powerLimitInput)),
       mSurroundings(std::move(surroundings)) {
   LOG_ENTRY(kClassName);
 }
@@ -43,9 +54,7 @@ void CLoadBalancing::Init() {
   }
   SMedium medium = CreateMedium();
   if (!medium.communication) return;
-  auto protocol = CreateProtocol(std::move(medium));
-  if (!protocol) return;
-  mProtocol = std::move(protocol);
+  mProtocol = CreateProtocol(std::move(medium));
   mProtocol->Start();
   if (mBlackoutProtection) mStartTime = mSurroundings.access.wallClock();
 }
@@ -55,7 +64,8 @@ CLoadBalancing::SMedium CLoadBalancing::CreateMedium() const {
   switch (interface) {
     case ELbInterface::Rs485:
       return {.communication = mSurroundings.access.createRs485(mSurroundings.line),
-              .parser = std::make_unique<CLbPacketParser>()};
+              .parser = std::make_unique<CLbPacketParser>(),
+              .isLine = true};
     case ELbInterface::Ethernet:
     case ELbInterface::Wlan:
     case ELbInterface::WlanAp:
@@ -87,23 +97,33 @@ CLoadBalancing::SMedium CLoadBalancing::CreateNetworkMedium(const std::string& a
 }
 
 std::shared_ptr<CLbProtocolBase> CLoadBalancing::CreateProtocol(SMedium medium) const {
-  if (mConfig->GetRole()) {
-    LOG_ERROR(
-        "This version cannot lead a group, and the group's supply is not shared out: give this station the "
-        "GroupLoadBalancingRole \"Follower\" in settings.json, and another one the role of the leader");
-    return nullptr;
-  }
+  CLbProtocolBase::SSurroundings surroundings{.scheduler = mSurroundings.scheduler,
+                                              .phaseHandler = mPhaseHandler,
+                                              .config = mConfig,
+                                              .communication = std::move(medium.communication),
+                                              .parser = std::move(medium.parser),
+                                              .setLimit = mSurroundings.setLimit,
+                                              .meter = mMeter};
+  if (mConfig->GetRole()) return CreateLeader(std::move(surroundings), medium.isLine);
   LOG_INFO("Running follower protocol.");
   mSurroundings.signals.role->SendText("Follower");
-  return std::make_shared<CLbFollowerProtocol>(
-      CLbProtocolBase::SSurroundings{.scheduler = mSurroundings.scheduler,
-                                     .phaseHandler = mPhaseHandler,
-                                     .config = mConfig,
-                                     .communication = std::move(medium.communication),
-                                     .parser = std::move(medium.parser),
-                                     .setLimit = mSurroundings.setLimit,
-                                     .meter = mMeter},
-      mSurroundings.signals.undiscovered);
+  return std::make_shared<CLbFollowerProtocol>(std::move(surroundings), mSurroundings.signals.undiscovered);
+}
+
+std::shared_ptr<CLbProtocolBase> CLoadBalancing::CreateLeader(CLbProtocolBase::SSurroundings surroundings,
+                                                              bool isLine) const {
+  LOG_INFO("Running leader protocol.");
+  mSurroundings.signals.role->SendText("Leader");
+  auto phaseImbalance = std::make_shared<CLbPhaseImbalanceAlgorithm>(
+      mConfig->GetPhaseImbalanceEnable(), ToMilliAmpere(mConfig->GetPhaseImbalanceLimit()));
+  auto algorithm =
+      std::make_shared<CLbReverseUniformAlgorithm>(std::move(phaseImbalance), mBlackoutProtection);
+  return std::make_shared<CLbLeaderProtocol>(
+      std::move(surroundings), CLbLeaderProtocol::SParts{.algorithm = std::move(algorithm),
+                                                         .blackoutProtection = mBlackoutProtection,
+                                                         .powerLimitInput = mPowerLimitInput,
+                                                         .period = kLeaderPeriod,
+                                                         .isLine = isLine});
 }
 
 void CLoadBalancing::Enable() {
@@ -122,4 +142,8 @@ SLimit CLoadBalancing::GetLimit() {
   return {.source = ipc::ECurrentControlLoadBal,
           .milliAmpere = static_cast<std::int32_t>(milliAmpere),
           .phases = kLimitedPhases};
+}
+
+std::optional<SLbGroupView> CLoadBalancing::Describe() const {
+  return mProtocol ? std::optional(mProtocol->Describe()) : std::nullopt;
 }

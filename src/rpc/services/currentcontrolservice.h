@@ -15,6 +15,7 @@ class CCurrentControlService final : public ipc::ICurrentControl {
   std::function<ipc::MResult(const ipc::MMeasurementSource&)> mSetMeasurementSourceConnection;
   std::function<ipc::MResult()> mClearMeasurementSourceConnection;
   std::function<ipc::MCurrentControlLimits()> mGetLimits;
+  std::function<ipc::MGroup()> mGetGroup;
 
   ipc::MResult SetCurrentLimit(const ipc::MCurrentControlLimit& limit) override {
     return mSetCurrentLimit(limit);
@@ -30,4 +31,5 @@ class CCurrentControlService final : public ipc::ICurrentControl {
     return mClearMeasurementSourceConnection();
   }
   ipc::MCurrentControlLimits GetLimits(const ipc::MEmpty&) override { return mGetLimits(); }
+  ipc::MGroup GetGroup(const ipc::MEmpty&) override { return mGetGroup(); }
 };

@@ -43,6 +43,7 @@ class CCurrentControl final : public ipc::ICurrentControl {
   ipc::MResult SetMeasurementSourceConnection(const ipc::MMeasurementSource&) override { return {}; }
   ipc::MResult ClearMeasurementSourceConnection(const ipc::MEmpty&) override { return {}; }
   ipc::MCurrentControlLimits GetLimits(const ipc::MEmpty&) override { return {}; }
+  ipc::MGroup GetGroup(const ipc::MEmpty&) override { return {}; }
 
   std::function<void()> onSet;
   std::atomic<int> source{0};
