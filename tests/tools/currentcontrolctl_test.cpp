@@ -71,6 +71,7 @@ TEST_F(CtlTest, RefusesWrongUsageInOneLineBeforeItAsksAnyone) {
 TEST_F(CtlTest, TellsWhenNobodyAnswersAndWhenTheServiceSaysNo) {
   for (const auto& words : {std::vector<std::string>{"get"},
                             {"limits"},
+                            {"group"},
                             {"set", "15", "6"},
                             {"clear", "15"},
                             {"state"},
@@ -132,6 +133,81 @@ TEST_F(CtlTest, ShowsWhoDecidesAndWhoIsNext) {
   EXPECT_THAT(Run({"limits"}, true).out, HasSubstr(R"("unchanged_for_ms":3661000)"));
   Fill(mService->limits.mutable_setpoint(), ipc::ECurrentControlNone, -1000, 1);
   EXPECT_EQ(Run({"get"}).out, "none yet by Unknown source\n");
+}
+
+TEST_F(CtlTest, ShowsTheGroupAsTheStationSeesIt) {
+  CFakeService::Offer(mService, mHost);
+  EXPECT_EQ(Run({"group"}).out, "this station is in no group\n");
+  EXPECT_EQ(Run({"group"}, true).out, "{\"role\":\"none\",\"stations\":[]}\n");
+  ipc::MGroup& group = mService->group;
+  const auto add = [&group](const std::string& serialNumber, const std::string& address, int state,
+                            std::uint32_t phases, std::uint32_t limit) {
+    ipc::MGroupStation& station = *group.add_stations();
+    station.set_serial_number(serialNumber);
+    station.set_address(address);
+    station.set_state(static_cast<ipc::EGroupStationState>(state));
+    station.set_phases(phases);
+    station.set_limit(limit);
+    station.mutable_drawn()->set_s(limit - limit / 100);
+    station.set_fallback(6000);
+    return &station;
+  };
+  group.set_role(ipc::EGroupRoleLeader);
+  group.mutable_capacity()->set_r(40000);
+  group.mutable_exposure()->set_t(39999);
+  add("12-34-ABC-DE1", "", 1, 7, 13090)->set_is_own(true);
+  add("12-34-ABC-DE2", "fe80::2", 3, 2, 16000)->set_heard_ago_ms(650);
+  add("12-34-ABC-DE3", "fe80::3", 4, 5, 10000)->set_heard_ago_ms(61000);
+  add("12-34-ABC-DE4", "fe80::4", 3, 0, 0)->set_phase_discovery(true);
+  add("12-34-ABC-DE5", "", 2, 0, 0);
+  add("12-34-ABC-DE6", "", 9, 0, 0);
+  constexpr auto kTable =
+      R"(STATION        ADDRESS       STATE        PHASES   LIMIT    R     S    T  FALLBACK    SEEN
+12-34-ABC-DE1  this station  leads        R S T     13.0  0.0  12.9  0.0       6.0       -
+12-34-ABC-DE2  fe80::2       led          S         16.0  0.0  15.8  0.0       6.0   0.6 s
+12-34-ABC-DE3  fe80::3       silent       -         10.0    -     -    -       6.0  61.0 s
+12-34-ABC-DE4  fe80::4       led          looking    0.0  0.0   0.0  0.0       6.0       -
+12-34-ABC-DE5  -             joining      -          0.0    -     -    -       6.0       -
+12-34-ABC-DE6  -             unknown (9)  -          0.0    -     -    -       6.0       -
+)";
+  constexpr auto kHead =
+      "leader; to share R 40.0, S 0.0, T 0.0; given out R 0.0, S 0.0, T 39.9; currents in A\n";
+  EXPECT_EQ(Run({"group"}).out, fmt::format("{}{}", kHead, kTable));
+  group.set_settling(true);
+  group.set_unheard(1);
+  EXPECT_EQ(Run({"group"}).out,
+            fmt::format("{}settling: nobody gets more than its fallback current for now\n"
+                        "1 station of the group was never heard; its fallback current is kept\n{}",
+                        kHead, kTable));
+  group.mutable_stations()->DeleteSubrange(2, 4);
+  EXPECT_EQ(Run({"group"}, true).out,
+            R"({"capacity_milliampere":[40000,0,0],"exposure_milliampere":[0,0,39999],"role":"leader",)"
+            R"("settling":true,"stations":[{"address":"","drawn_milliampere":[0,12960,0],)"
+            R"("fallback_milliampere":6000,"limit_milliampere":13090,"own":true,"phase_discovery":false,)"
+            R"("phases":["R","S","T"],"serial":"12-34-ABC-DE1","state":"leads"},{"address":"fe80::2",)"
+            R"("drawn_milliampere":[0,15840,0],"fallback_milliampere":6000,"heard_ms_ago":650,)"
+            R"("limit_milliampere":16000,"own":false,"phase_discovery":false,"phases":["S"],)"
+            R"("serial":"12-34-ABC-DE2","state":"led"}],"unheard":1})"
+            "\n");
+}
+
+TEST_F(CtlTest, ShowsAFollowerItselfAndWhoKnowsTheRest) {
+  CFakeService::Offer(mService, mHost);
+  mService->group.set_role(ipc::EGroupRoleFollower);
+  ipc::MGroupStation& own = *mService->group.add_stations();
+  own.set_serial_number("12-34-ABC-DE2");
+  own.set_address("fe80::1");
+  own.set_is_own(true);
+  own.set_state(ipc::EGroupStationLed);
+  own.set_heard_ago_ms(1900);
+  EXPECT_EQ(Run({"group"}).out,
+            R"(follower of fe80::1, which knows the rest of the group; currents in A
+STATION        ADDRESS       STATE  PHASES  LIMIT    R    S    T  FALLBACK   SEEN
+12-34-ABC-DE2  this station  led    -         0.0  0.0  0.0  0.0       0.0  1.9 s
+)");
+  own.set_state(ipc::EGroupStationSilent);
+  EXPECT_THAT(Run({"group"}).out,
+              testing::StartsWith("follower that nobody leads now; its leader knows the rest of the group"));
 }
 
 TEST_F(CtlTest, ListsTheSourcesWithoutAService) {

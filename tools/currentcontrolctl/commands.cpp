@@ -6,15 +6,17 @@
 #include <fmt/format.h>
 
 #include "tools/currentcontrolctl/controlcommands.h"
+#include "tools/currentcontrolctl/groupcommand.h"
 #include "tools/currentcontrolctl/limitcommands.h"
 #include "tools/currentcontrolctl/metercommand.h"
 #include "tools/currentcontrolctl/p1command.h"
 
 std::span<const SCommand> Commands() {
-  static constexpr std::array<SCommand, 16> kCommands{{
+  static constexpr std::array<SCommand, 17> kCommands{{
       {"get", "", "the setpoint in force", 0, 0, Get},
       {"limits", "", "every limit, who decides and who is next", 0, 0, Limits},
       {"watch", "", "the same once per second, until Ctrl-C", 0, 0, Watch},
+      {"group", "", "the stations that share a supply: the leader knows all", 0, 0, Group},
       {"set", "SOURCE AMPERES [PHASES]", "ask for a limit, on 1 or 3 phases (else the station's own)", 2, 3,
        Set},
       {"clear", "SOURCE", "take a limit back", 1, 1, Clear},

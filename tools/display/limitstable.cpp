@@ -10,6 +10,8 @@
 
 namespace {
 
+constexpr std::uint32_t kTenths = 10;
+
 /// What a source has to do with the setpoint, for the mark in front and the words behind its limit.
 struct SRole {
   char mark;
@@ -36,6 +38,17 @@ std::string FormatAmpere(std::int64_t milliAmpere) {
 std::string FormatSpan(Milliseconds span) {
   const std::int64_t seconds = std::max<std::int64_t>(0, span.count()) / 1000;
   return fmt::format("{:02}:{:02}:{:02}", seconds / 3600, seconds / 60 % 60, seconds % 60);
+}
+
+std::string FormatTenths(std::uint32_t milliAmpere) {
+  return fmt::format("{}.{}", milliAmpere / kMilliAmperePerAmpere,
+                     milliAmpere % kMilliAmperePerAmpere * kTenths / kMilliAmperePerAmpere);
+}
+
+std::string FormatAge(Milliseconds age) {
+  constexpr std::int64_t kMillisecondsPerSecond = 1000;
+  return fmt::format("{}.{} s", age.count() / kMillisecondsPerSecond,
+                     age.count() % kMillisecondsPerSecond * kTenths / kMillisecondsPerSecond);
 }
 
 std::string FormatSource(ipc::ECurrentControlSource source) {

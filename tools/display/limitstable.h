@@ -10,8 +10,14 @@
 /// "12.500 A"
 std::string FormatAmpere(std::int64_t milliAmpere);
 
+/// "12.5": in A; rounded down, as nobody is told more than there is.
+std::string FormatTenths(std::uint32_t milliAmpere);
+
 /// "00:01:05"
 std::string FormatSpan(Milliseconds span);
+
+/// "0.6 s"
+std::string FormatAge(Milliseconds age);
 
 /// "Local REST API"; "Unknown source (99)" for a number without a name.
 std::string FormatSource(ipc::ECurrentControlSource source);
