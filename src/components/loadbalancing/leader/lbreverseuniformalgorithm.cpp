@@ -1,0 +1,66 @@
+#include "src/components/loadbalancing/leader/lbreverseuniformalgorithm.h"
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+#include "src/components/blackoutprotection/blackoutprotectionbase.h"
+#include "src/components/loadbalancing/leader/lbdistribution.h"
+#include "src/components/loadbalancing/leader/lbphaseimbalancealgorithm.h"
+
+namespace {
+
+constexpr CLbSlowChange kSlowRise{CLbSlowChange::ESlow::Rise, CLbReverseUniformAlgorithm::kRiseLasts};
+
+}  // namespace
+
+CLbReverseUniformAlgorithm::CLbReverseUniformAlgorithm(
+    std::shared_ptr<CLbPhaseImbalanceAlgorithm> phaseImbalance,
+    std::shared_ptr<IBlackoutProtection> blackoutProtection)
+    : mPhaseImbalance(std::move(phaseImbalance)),
+      mBlackoutProtection(std::move(blackoutProtection)),
+      mLeft{kSlowRise, kSlowRise, kSlowRise} {}
+
+LbPhaseCurrents CLbReverseUniformAlgorithm::Capacity(std::uint32_t supplyMilliAmpere,
+                                                     std::optional<std::uint32_t> powerLimit,
+                                                     const LbPhaseCurrents& drawn, TimePoint now) {
+  const std::uint32_t most = std::min(supplyMilliAmpere, powerLimit.value_or(supplyMilliAmpere));
+  LbPhaseCurrents capacity{most, most, most};
+  if (!mBlackoutProtection) return capacity;
+  const LbPhaseCurrents left = LeftByHouse(drawn);
+  for (std::size_t phase = 0; phase < capacity.size(); ++phase) {
+    capacity[phase] = std::min(most, mLeft[phase].Take(left[phase], now));
+  }
+  return capacity;
+}
+
+LbPhaseCurrents CLbReverseUniformAlgorithm::LeftByHouse(const LbPhaseCurrents& drawn) const {
+  if (mBlackoutProtection->IsInError()) {
+    const std::uint32_t fallback = mBlackoutProtection->GetFallbackCurrent();
+    return {fallback, fallback, fallback};
+  }
+  const ThreePhaseValue headroom = mBlackoutProtection->GetAllowanceCurrent();
+  LbPhaseCurrents left{};
+  for (std::size_t phase = 0; phase < left.size(); ++phase) {
+    const std::int64_t sum = std::int64_t{headroom[phase]} + drawn[phase];
+    left[phase] = static_cast<std::uint32_t>(
+        std::clamp<std::int64_t>(sum, 0, std::numeric_limits<std::uint32_t>::max()));
+  }
+  return left;
+}
+
+void CLbReverseUniformAlgorithm::Distribute(const LbPhaseCurrents& capacity,
+                                            const LbPhaseCurrents& drawnUnevenly,
+                                            std::span<SLbShareRequest> inOrder) const {
+  CLbDistribution::Sums room{};
+  room.fill(std::numeric_limits<std::uint64_t>::max());
+  std::ranges::copy(capacity, room.begin());
+  if (mPhaseImbalance) {
+    const std::optional<LbPhaseCurrents> allowance = mPhaseImbalance->Allowance(drawnUnevenly);
+    if (allowance) std::ranges::copy(*allowance, room.begin() + capacity.size());
+  }
+  CLbDistribution distribution(room, inOrder);
+  distribution.Admit();
+  distribution.Fill();
+  distribution.Offer();
+}

@@ -1,0 +1,129 @@
+#include "src/components/loadbalancing/leader/lbturns.h"
+
+#include <algorithm>
+#include <tuple>
+#include <utility>
+
+namespace {
+
+// The order is the first one's first.
+enum EGroup : std::uint8_t { Turn, Served, Waiting, Open, RestingWaiting, OpenForLong };
+
+TimePoint::rep OldestFirst(TimePoint at) {
+  return at.time_since_epoch().count();
+}
+TimePoint::rep NewestFirst(TimePoint at) {
+  return -OldestFirst(at);
+}
+
+}  // namespace
+
+void CLbTurns::Arrange(std::vector<SStation>& stations, TimePoint now) {
+  for (const SStation& station : stations) Note(station, now);
+  std::erase_if(mPast, [&](const auto& entry) { return entry.second.seen != now; });
+  GiveTurns(now);
+
+  const bool doesRestingWait = DoesRestingWait();
+  std::vector<std::pair<SKey, SStation>> order;
+  order.reserve(stations.size());
+  for (const SStation& station : stations) {
+    order.emplace_back(KeyOf(station.serialNumber, doesRestingWait, now), station);
+  }
+  std::ranges::sort(order, {}, [](const auto& entry) { return entry.first; });
+  bool isDoorOpen = false;
+  for (std::size_t i = 0; i < order.size(); ++i) {
+    stations[i] = order[i].second;
+    const bool isResting = stations[i].wish == CLbVehicle::EWish::Rests;
+    stations[i].isOffer = isResting && isDoorOpen;
+    isDoorOpen = isDoorOpen || isResting;
+  }
+}
+
+void CLbTurns::Note(const SStation& station, TimePoint now) {
+  const bool isResting = station.wish == CLbVehicle::EWish::Rests;
+  const auto [entry, isNew] = mPast.try_emplace(station.serialNumber);
+  SPast& past = entry->second;
+  const bool hasChanged = past.isServed != station.isServed;
+  if (isNew || past.isResting != isResting) {
+    past.rank.reset();
+    past.hasClaim = false;
+    if (isNew || station.isServed) past.since = now;
+  }
+  if (hasChanged && !station.isServed) {
+    // Who makes room for a turn has had its own.
+    past.hasClaim = !isResting && !mInFront;
+  } else if (hasChanged && now - past.since >= kTurn) {
+    past.rank.reset();
+  }
+  if (hasChanged) past.since = now;
+  if (station.isServed && !past.rank) past.rank = now;
+  past.isServed = station.isServed;
+  past.isResting = isResting;
+  past.seen = now;
+}
+
+void CLbTurns::GiveTurns(TimePoint now) {
+  mInFront.reset();
+  if (mDoor) GoOnWithDoors(now);
+  if (!IsTurnDue(now) || mDoor) return;
+  mInFront = LongestWaiting(false, TimePoint::max());
+  mTurn = now;
+  for (auto& [serialNumber, past] : mPast) past.hasClaim = false;
+  SPast& past = mPast.at(*mInFront);
+  past.since = now;
+  past.rank = now;
+  if (past.isResting) mDoor = SDoor{*mInFront, now};
+}
+
+bool CLbTurns::IsTurnDue(TimePoint now) {
+  if (!LongestWaiting(false, TimePoint::max())) return false;
+  // Being served in between, for a moment, makes no new beginning.
+  if (!mWaited || now - *mWaited > kTurn) mTurn = now;
+  mWaited = now;
+  return now - *mTurn >= kTurn;
+}
+
+void CLbTurns::GoOnWithDoors(TimePoint now) {
+  const auto entry = mPast.find(mDoor->serialNumber);
+  const bool isThere = entry != mPast.end();
+  const bool doesDraw = isThere && !entry->second.isResting;
+  if (isThere && !doesDraw && now - mDoor->since < kDoorInTurn) {
+    mInFront = mDoor->serialNumber;
+    return;
+  }
+  mDoor.reset();
+  if (doesDraw || now - *mTurn >= kDoorsInTurn) return;
+  mInFront = LongestWaiting(true, *mTurn);
+  if (mInFront) mDoor = SDoor{*mInFront, now};
+}
+
+std::optional<LbSerialNumber> CLbTurns::LongestWaiting(bool isRestingOnly, TimePoint before) const {
+  const std::pair<const LbSerialNumber, SPast>* longest = nullptr;
+  const auto key = [](const auto& entry) { return std::tuple(entry.second.since, entry.second.isResting); };
+  for (const auto& entry : mPast) {
+    const SPast& past = entry.second;
+    if (past.isServed || past.since >= before || (isRestingOnly && !past.isResting)) continue;
+    if (longest == nullptr || key(entry) < key(*longest)) longest = &entry;
+  }
+  if (longest == nullptr) return std::nullopt;
+  return longest->first;
+}
+
+bool CLbTurns::DoesRestingWait() const {
+  return LongestWaiting(true, TimePoint::max()).has_value();
+}
+
+CLbTurns::SKey CLbTurns::KeyOf(const LbSerialNumber& serialNumber, bool doesRestingWait,
+                               TimePoint now) const {
+  const SPast& past = mPast.at(serialNumber);
+  const TimePoint::rep oldestFirst = OldestFirst(past.since);
+  if (serialNumber == mInFront) return {Turn, oldestFirst, serialNumber};
+  if (!past.isResting) {
+    const bool hasPlace = past.isServed || (past.hasClaim && now - past.since < kTurn);
+    if (hasPlace) return {Served, NewestFirst(past.rank.value_or(past.since)), serialNumber};
+    return {Waiting, oldestFirst, serialNumber};
+  }
+  if (!past.isServed) return {RestingWaiting, oldestFirst, serialNumber};
+  if (!doesRestingWait || now - past.since < kDoor) return {Open, oldestFirst, serialNumber};
+  return {OpenForLong, NewestFirst(past.since), serialNumber};
+}
