@@ -109,8 +109,6 @@ bool CLimitingComponents::JoinGroup(const std::optional<SBlackoutProtectionParts
   if (!loadBalancing->HasRole()) return false;  // it said why
   if (blackoutProtection) {
     LOG_INFO("BlackoutProtection for DynamicGroupLoadBalancing enabled");
-    LOG_WARNING(
-        "Nothing protects the main fuse: this version has no group leader to share out what it has left");
     blackoutProtection->Init();
     mInOrder.push_back(std::move(blackoutProtection));
   }

@@ -162,10 +162,7 @@ TEST_F(CGroupStationTest, FuseIsProtectedByTheStationAloneWhereNoGroupIsJoined) 
        {std::tuple{"false", "Follower",
                    "GroupLoadBalancingEnable is true, but hardware has no meter. Ignoring value of "
                    "GroupLoadBalancingEnable."},
-        {"true", "Leader",
-         "This version cannot lead a group, and the group's supply is not shared out: give this station the "
-         "GroupLoadBalancingRole \"Follower\" in settings.json, and another one the role of the leader"},
-        {"true", "Follower", "Failed to initialize encryption for ethernet group load balancing."}}) {
+        {"true", "Leader", "Failed to initialize encryption for ethernet group load balancing."}}) {
     mLog.Clear();
     const bool isRandomBroken = reason[0] == 'F';
     const CVirtualStation station(

@@ -29,7 +29,6 @@ constexpr std::size_t kSerialNumber = 1;
 constexpr std::size_t kOwn = kSerialNumber + std::tuple_size_v<LbSerialNumber>;
 constexpr std::size_t kPrefixBits = kOwn;
 constexpr std::size_t kVersion = kPrefixBits + 1;
-constexpr std::size_t kTag = kVersion + 1;
 constexpr std::size_t kCurrent = kOwn;
 constexpr std::size_t kFlags = kCurrent + LittleEndian::kSize32;
 constexpr std::size_t kReport = kCurrent + 3 * LittleEndian::kSize32;
@@ -84,7 +83,6 @@ SLbMessage Write(const SDiscovery& discovery) {
   SLbMessage message = Begin(ELbMessage::Discovery, discovery.prefix);
   message.bytes[kPrefixBits] = discovery.prefixBits;
   message.bytes[kVersion] = discovery.version;
-  message.bytes[kTag] = discovery.tag;
   return message;
 }
 
@@ -143,8 +141,7 @@ LbSerialNumber SerialNumberOf(const SLbMessage& message) {
 SDiscovery ReadDiscovery(const SLbMessage& message) {
   return {.prefix = SerialNumberOf(message),
           .prefixBits = message.bytes[kPrefixBits],
-          .version = message.bytes[kVersion],
-          .tag = message.bytes[kTag]};
+          .version = message.bytes[kVersion]};
 }
 
 std::uint8_t ReadInfoAnswer(const SLbMessage& message) {

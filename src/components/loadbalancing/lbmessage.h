@@ -78,7 +78,6 @@ struct SDiscovery {
   LbSerialNumber prefix{};
   std::uint8_t prefixBits = 0;
   std::uint8_t version = kLbProtocolVersion;
-  std::uint8_t tag = 0;  ///< of no meaning to those who answer
 };
 struct SLimitRequest {
   LbSerialNumber serialNumber{};

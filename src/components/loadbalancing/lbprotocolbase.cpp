@@ -166,6 +166,10 @@ std::uint32_t CLbProtocolBase::ReadFallback() const {
   return ToMilliAmpere(Config().GetFallbackCurrent());
 }
 
+std::uint32_t CLbProtocolBase::ReadSupply() const {
+  return ToMilliAmpere(Config().GetCurrentCapacity());
+}
+
 const CLbPhaseRotation& CLbProtocolBase::PhaseRotation() {
   auto text = Config().GetPhaseRotation();
   if (text != mPhaseRotationText) {

@@ -98,6 +98,8 @@ class CLbProtocolBase {
   SLbLoad ReadLoad();
   /// In mA, truncated; what no message can hold is clamped.
   std::uint32_t ReadFallback() const;
+  /// The same of what the group's supply has.
+  std::uint32_t ReadSupply() const;
   /// A wrong one is told once.
   const CLbPhaseRotation& PhaseRotation();
   /// Nothing: the station has none, or a wrong one.

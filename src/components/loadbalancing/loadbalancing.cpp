@@ -107,6 +107,9 @@ std::shared_ptr<CLbProtocolBase> CLoadBalancing::CreateProtocol(SMedium medium) 
   if (mConfig->GetRole()) return CreateLeader(std::move(surroundings), medium.isLine);
   LOG_INFO("Running follower protocol.");
   mSurroundings.signals.role->SendText("Follower");
+  if (mBlackoutProtection)
+    LOG_WARNING(
+        "CurrentCtrlBopEnable does nothing in a follower: the meter at the main fuse has to be the leader's");
   return std::make_shared<CLbFollowerProtocol>(std::move(surroundings), mSurroundings.signals.undiscovered);
 }
 

@@ -1,0 +1,187 @@
+#include "src/components/loadbalancing/leader/lbgroup.h"
+
+#include <algorithm>
+#include <limits>
+#include <string>
+#include <utility>
+
+#include <fmt/format.h>
+
+#include "platform/log/log.h"
+#include "src/components/loadbalancing/leader/lbreverseuniformalgorithm.h"
+#include "src/limitationsources/limits.h"
+
+namespace {
+
+/// Phase discovery needs that much, in mA.
+const std::uint32_t kPhaseDiscovery = SLbLimit{.isPhaseDiscovery = true}.Allowed();
+
+std::uint32_t Clamped(std::uint64_t milliAmpere) {
+  return static_cast<std::uint32_t>(
+      std::min<std::uint64_t>(milliAmpere, std::numeric_limits<std::uint32_t>::max()));
+}
+
+std::uint32_t Less(std::uint32_t milliAmpere, std::uint64_t taken) {
+  return taken >= milliAmpere ? 0 : static_cast<std::uint32_t>(milliAmpere - taken);
+}
+
+}  // namespace
+
+CLbGroup::CLbGroup(std::shared_ptr<CLbReverseUniformAlgorithm> algorithm)
+    : mAlgorithm(std::move(algorithm)), mMembers{&mOwn} {}
+
+CLbMember* CLbGroup::Find(const LbSerialNumber& serialNumber) {
+  const auto found = mFollowers.find(serialNumber);
+  return found != mFollowers.end() ? &found->second : nullptr;
+}
+
+CLbMember* CLbGroup::FindAt(const ICommunicationListener::IEndpoint& endpoint) const {
+  const auto found = std::ranges::find_if(
+      mMembers, [&](const CLbMember* member) { return !member->IsOwn() && member->IsAt(endpoint); });
+  return found != mMembers.end() ? *found : nullptr;
+}
+
+CLbMember& CLbGroup::Add(const LbSerialNumber& serialNumber) {
+  mSurplus.erase(serialNumber);
+  CLbMember& member = mFollowers.try_emplace(serialNumber, serialNumber).first->second;
+  mMembers.push_back(&member);
+  return member;
+}
+
+void CLbGroup::Remove(const CLbMember& member) {
+  std::erase(mMembers, &member);
+  mFollowers.erase(member.SerialNumber());
+}
+
+bool CLbGroup::AddSurplus(const LbSerialNumber& serialNumber) {
+  const bool isFirst = mSurplus.empty();
+  if (mSurplus.size() < kMostSurplus) mSurplus.insert(serialNumber);
+  return isFirst;
+}
+
+std::uint32_t CLbGroup::FallbackOf(const CLbMember& member) const {
+  return member.IsOwn() ? mSupply.ownFallback : member.Fallback().value_or(mSupply.ownFallback);
+}
+
+std::uint32_t CLbGroup::Unheard() const {
+  const auto heard = 1 + mFollowers.size() + mSurplus.size();
+  const std::size_t missing = mSupply.size > heard ? mSupply.size - heard : 0;
+  return static_cast<std::uint32_t>(missing + mSurplus.size());
+}
+
+std::uint64_t CLbGroup::KeptForUnheard() const {
+  return std::uint64_t{Unheard()} * mSupply.ownFallback;
+}
+
+std::uint64_t CLbGroup::KeptForOthers(TimePoint now) const {
+  std::uint64_t kept = KeptForUnheard();
+  for (const CLbMember* const member : mMembers) {
+    if (!member->IsServable()) kept += std::ranges::max(CountOf(*member, now));
+  }
+  return kept;
+}
+
+void CLbGroup::CheckFallbacks() {
+  std::uint64_t sum = KeptForUnheard();
+  for (const CLbMember* const member : mMembers) {
+    if (!member->IsOwn()) sum += FallbackOf(*member);
+  }
+  mDoFallbacksFit = sum <= std::ranges::min(mSupply.milliAmpere);
+}
+
+std::uint32_t CLbGroup::ReserveOf(const CLbMember& member, TimePoint now) const {
+  const bool counts = !member.IsOwn() && (mDoFallbacksFit || member.MayHaveFallenBack(now + kMakeRoom));
+  return counts ? FallbackOf(member) : 0;
+}
+
+LbPhaseCurrents CLbGroup::CountOf(const CLbMember& member, TimePoint now) const {
+  LbPhaseCurrents most = member.MayDraw(now);
+  const std::uint32_t reserve = ReserveOf(member, now);
+  for (std::uint32_t& each : most) each = std::max(each, reserve);
+  return most;
+}
+
+LbPhaseCurrents CLbGroup::MayDraw(TimePoint now) const {
+  Sums sums{};
+  sums.fill(KeptForUnheard());
+  for (const CLbMember* const member : mMembers) {
+    const LbPhaseCurrents most = CountOf(*member, now);
+    for (std::size_t phase = 0; phase < sums.size(); ++phase) sums[phase] += most[phase];
+  }
+  return {Clamped(sums[0]), Clamped(sums[1]), Clamped(sums[2])};
+}
+
+bool CLbGroup::Affords(const CLbMember& member, const SLbLimit& limit, TimePoint now) const {
+  const LbPhaseCurrents most = MayDraw(now);
+  const LbPhaseCurrents own = CountOf(member, now);
+  for (std::size_t phase = 0; phase < most.size(); ++phase) {
+    if (!HasLbPhase(member.Vehicle().Phases(), phase) || limit.Allowed() <= own[phase]) continue;
+    if (std::uint64_t{most[phase]} - own[phase] + limit.Allowed() > mSupply.milliAmpere[phase]) return false;
+  }
+  return true;
+}
+
+SLbLimit CLbGroup::NextLimit(const CLbMember& member, TimePoint now) const {
+  if (Affords(member, member.Share(), now)) return member.Share();
+  if (member.IsTold()) return member.Told();
+  // It has just come: what is kept for it anyway is there.
+  const std::uint32_t reserve = ReserveOf(member, now);
+  return {.milliAmpere = reserve >= kLbLeastMilliAmpere ? reserve : 0};
+}
+
+LbPhaseCurrents CLbGroup::Drawn(bool unevenly) const {
+  Sums sums{};
+  for (const CLbMember* const member : mMembers) {
+    if (unevenly && member->Vehicle().Phases() == kLbAllPhases) continue;
+    for (std::size_t phase = 0; phase < sums.size(); ++phase) sums[phase] += member->Vehicle().Drawn()[phase];
+  }
+  return {Clamped(sums[0]), Clamped(sums[1]), Clamped(sums[2])};
+}
+
+void CLbGroup::Distribute(TimePoint now) {
+  CheckFallbacks();
+  mPlaces.clear();
+  for (const CLbMember* const member : mMembers) {
+    if (!member->IsServable()) continue;
+    mPlaces.push_back({.serialNumber = member->SerialNumber(),
+                       .wish = member->Vehicle().Wish(),
+                       .isServed = member->Share().Allowed() >= kLbLeastMilliAmpere});
+  }
+  mTurns.Arrange(mPlaces, now);
+  mRequests.clear();
+  mInOrder.clear();
+  for (const CLbTurns::SStation& place : mPlaces) {
+    CLbMember* const member = Find(place.serialNumber);
+    mInOrder.push_back(member != nullptr ? member : &mOwn);
+    mRequests.push_back(RequestOf(*mInOrder.back(), place, now));
+  }
+  LbPhaseCurrents left{};
+  std::ranges::transform(mSupply.milliAmpere, left.begin(),
+                         [kept = KeptForOthers(now)](std::uint32_t each) { return Less(each, kept); });
+  mAlgorithm->Distribute(left, Drawn(true), mRequests);
+  for (std::size_t i = 0; i < mInOrder.size(); ++i) SetShare(*mInOrder[i], mRequests[i]);
+}
+
+SLbShareRequest CLbGroup::RequestOf(const CLbMember& member, const CLbTurns::SStation& place,
+                                    TimePoint now) const {
+  SLbShareRequest request{.phases = member.Vehicle().Phases(),
+                          .mostMilliAmpere = member.Vehicle().Most(),
+                          .reserveMilliAmpere = ReserveOf(member, now),
+                          .overdrawn = member.Vehicle().Overdrawn(),
+                          .isOffer = place.isOffer};
+  if (place.wish == CLbVehicle::EWish::Rests) request.mostMilliAmpere = kLbLeastMilliAmpere;
+  if (mSupply.isSettling) request.mostMilliAmpere = std::min(request.mostMilliAmpere, FallbackOf(member));
+  return request;
+}
+
+void CLbGroup::SetShare(CLbMember& member, const SLbShareRequest& request) const {
+  SLbLimit share{.milliAmpere = request.shareMilliAmpere};
+  const SLbLimit& former = member.Share();
+  const bool isSmallRise = former.milliAmpere >= kLbLeastMilliAmpere &&
+                           share.milliAmpere > former.milliAmpere &&
+                           share.milliAmpere - former.milliAmpere < kSmallestRise;
+  if (isSmallRise) share = former;
+  const bool areKnown = member.IsOwn() || member.Vehicle().ArePhasesKnown();
+  if (!areKnown && share.milliAmpere >= kPhaseDiscovery) share = {.isPhaseDiscovery = true};
+  member.SetShare(share);
+}

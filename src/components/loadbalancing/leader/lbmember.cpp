@@ -1,0 +1,156 @@
+#include "src/components/loadbalancing/leader/lbmember.h"
+
+#include <algorithm>
+#include <chrono>
+#include <utility>
+
+namespace {
+
+/// What a station allows while it finds the phases, in mA.
+constexpr std::uint32_t kPhaseDiscoveryMilliAmpere = 10000;
+
+ELbMessage RequestOf(ELbMessage answer) {
+  switch (answer) {
+    case ELbMessage::InfoAnswer:
+      return ELbMessage::InfoRequest;
+    case ELbMessage::FallbackAnswer:
+      return ELbMessage::FallbackRequest;
+    default:
+      return ELbMessage::LimitRequest;
+  }
+}
+
+}  // namespace
+
+std::uint32_t SLbLimit::Allowed() const {
+  return isPhaseDiscovery ? kPhaseDiscoveryMilliAmpere : milliAmpere;
+}
+
+std::optional<Milliseconds> CLbMember::HeardAgo(TimePoint now) const {
+  if (!mHeard) return std::nullopt;
+  return std::chrono::duration_cast<Milliseconds>(now - *mHeard);
+}
+
+void CLbMember::SetWay(const std::shared_ptr<Endpoint>& endpoint) {
+  if (mEndpoint == endpoint) return;
+  mEndpoint = endpoint;
+  mAddress = endpoint->ToString();
+}
+
+bool CLbMember::IsAt(const Endpoint& endpoint) const {
+  return mEndpoint.get() == &endpoint || (mEndpoint && mAddress == endpoint.ToString());
+}
+
+void CLbMember::Join(TimePoint now) {
+  mState = ELbStationState::Joining;
+  mHeard = now;
+  mIsVersionKnown = false;
+  mIsFallbackDue = true;
+  mIsTold = false;
+  mIsAsked = false;
+  mUnanswered = 0;
+  mVehicle.Forget();
+}
+
+bool CLbMember::TakeAnswer(ELbMessage id, TimePoint now) {
+  mHeard = now;
+  if (!mAskedAt || mNewest != RequestOf(id) || now - *mAskedAt > kLatestAnswer) return false;
+  mHasAnswered = true;
+  mIsAsked = false;
+  mUnanswered = 0;
+  return true;
+}
+
+void CLbMember::SetFallback(std::uint32_t milliAmpere, TimePoint now) {
+  mFallback = milliAmpere;
+  mIsFallbackDue = false;
+  mFallbackDue = now + kFallbackRefresh;
+}
+
+void CLbMember::TakeLoad(const SLbLoad& load, TimePoint now) {
+  if (!IsOwn()) {
+    mState = ELbStationState::Led;
+    mExposure.Acknowledged();
+  }
+  mInForce = mTold.Allowed();
+  mVehicle.Take(load, mInForce, now);
+}
+
+std::optional<TimePoint> CLbMember::NextAt(Milliseconds responseTime, bool isLine) const {
+  constexpr TimePoint kAtOnce{};
+  if (mIsAsked) return *mAskedAt + responseTime;
+  switch (mState) {
+    case ELbStationState::Joining:
+    case ELbStationState::Led:
+      break;
+    case ELbStationState::Silent:
+      // On a network its place in the sequence may be lost, and it is found again by a discovery.
+      return isLine ? std::optional(*mAskedAt + kFallbackRefresh) : std::nullopt;
+    default:
+      return std::nullopt;
+  }
+  if (mUnanswered != 0) return *mAskedAt + (isLine || !IsQuick() ? kRetries : kFirstRetries);
+  if (!mAskedAt || mState == ELbStationState::Joining || IsToFall()) return kAtOnce;
+  return *mAskedAt + kRefresh;
+}
+
+bool CLbMember::IsQuick() const {
+  constexpr std::uint32_t kQuickRetries = 2;
+  return mUnanswered <= kQuickRetries;
+}
+
+ELbMessage CLbMember::NextRequest(TimePoint now) const {
+  if (mState != ELbStationState::Silent && !mIsVersionKnown) return ELbMessage::InfoRequest;
+  const bool isDue = mIsFallbackDue || now >= mFallbackDue;
+  // A limit that is to fall goes first, and so does the one that keeps a station from falling back.
+  const bool canWait = mState == ELbStationState::Led && (IsToFall() || mUnanswered != 0);
+  return isDue && !canWait && mState != ELbStationState::Silent ? ELbMessage::FallbackRequest
+                                                                : ELbMessage::LimitRequest;
+}
+
+void CLbMember::Ask(ELbMessage id, TimePoint now) {
+  mIsAsked = true;
+  mNewest = id;
+  mAskedAt = now;
+}
+
+bool CLbMember::GiveUpAnswer() {
+  mIsAsked = false;
+  ++mUnanswered;
+  if (mUnanswered < kMostUnanswered || mState == ELbStationState::Silent) return false;
+  mState = ELbStationState::Silent;
+  mVehicle.Forget();
+  return true;
+}
+
+void CLbMember::Tell(const SLbLimit& limit, TimePoint now) {
+  mTold = limit;
+  mIsTold = true;
+  mExposure.Told(limit.Allowed(), now);
+}
+
+LbPhaseCurrents CLbMember::MayDraw(TimePoint now) const {
+  const std::uint32_t told = IsOwn() ? mTold.Allowed() : mExposure.Highest(now);
+  const LbPhases phases = mVehicle.Phases();
+  LbPhaseCurrents most{};
+  for (std::size_t phase = 0; phase < most.size(); ++phase) {
+    if (HasLbPhase(phases, phase)) most[phase] = told;
+    // A vehicle needs some time to follow a limit that was lowered.
+    const std::uint32_t drawn = mVehicle.Drawn()[phase];
+    if (drawn > most[phase] && drawn - most[phase] > kMeterTolerance) most[phase] = drawn;
+  }
+  return most;
+}
+
+SLbStationView CLbMember::Describe(TimePoint now) const {
+  return {.serialNumber = mSerialNumber,
+          .address = mAddress,
+          .state = mState,
+          .isOwn = IsOwn(),
+          .phases = mVehicle.ArePhasesKnown() ? mVehicle.Phases() : LbPhases{0},
+          .isPhaseDiscovery = mTold.isPhaseDiscovery,
+          .limitMilliAmpere = mTold.Allowed(),
+          .drawnMilliAmpere = mVehicle.Drawn(),
+          .fallbackMilliAmpere = mFallback.value_or(0),
+          .heardAgo = HeardAgo(now)};
+}
