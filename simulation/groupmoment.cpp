@@ -1,0 +1,16 @@
+#include "simulation/groupmoment.h"
+
+#include <limits>
+
+std::uint32_t SGroupMoment::Unused(const SGroupStationMoment& station) const {
+  std::uint32_t unused = std::numeric_limits<std::uint32_t>::max();
+  for (std::size_t phase = 0; phase < planned.size(); ++phase) {
+    if (!HasLbPhase(station.wired, phase)) continue;
+    std::uint64_t taken = 0;
+    for (const SGroupStationMoment& each : stations)
+      taken += std::max(each.mayDraw[phase], each.fallbackMilliAmpere);
+    const std::uint64_t left = planned[phase] - std::min<std::uint64_t>(planned[phase], taken);
+    unused = std::min(unused, static_cast<std::uint32_t>(left));
+  }
+  return unused;
+}

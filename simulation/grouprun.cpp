@@ -1,0 +1,356 @@
+#include "simulation/grouprun.h"
+
+#include <algorithm>
+#include <utility>
+
+#include <fmt/format.h>
+
+#include "simulation/groupfindingrule.h"
+#include "simulation/groupsafetyrule.h"
+#include "simulation/groupsettlingrule.h"
+#include "simulation/groupstandstillrule.h"
+#include "simulation/groupsteadinessrule.h"
+#include "simulation/groupwaitrule.h"
+#include "simulation/lightfuse.h"
+#include "simulation/seededrandom.h"
+#include "src/components/loadbalancing/lbphaserotation.h"
+
+namespace {
+
+constexpr MediumStation kLeader = 1;
+constexpr std::uint32_t kMilliAmperePerAmpere = 1000;
+constexpr std::int64_t kPercent = 100;
+constexpr std::uint32_t kThousand = 1000;
+constexpr Milliseconds kSecond{1000};
+constexpr std::uint64_t kVolt = 230;
+/// How many seeds each has for what is random there, and where they begin.
+constexpr std::uint64_t kSeedsOfGroup = 1000000;
+constexpr std::uint64_t kSeedsOfStation = 1000;
+constexpr std::uint64_t kNetworkSeed = 1;
+constexpr std::uint64_t kLineSeed = 2;
+
+MediumStation NumberOf(const SUdpAddress& address) {
+  MediumStation number = 0;
+  for (std::size_t at = address.address.size() - sizeof number; at < address.address.size(); ++at)
+    number = number << 8U | address.address[at];
+  return number;
+}
+
+LbPhases WiredTo(const std::string& rotation, std::uint32_t phases) {
+  std::array<std::uint32_t, 3> uses{};
+  std::fill_n(uses.begin(), std::min<std::size_t>(phases, uses.size()), 1U);
+  const auto onSupply = CLbPhaseRotation::Parse(rotation).value().ToSupply(uses);
+  std::uint32_t wired = 0;
+  for (std::size_t phase = 0; phase < onSupply.size(); ++phase) wired |= onSupply[phase] << phase;
+  return static_cast<LbPhases>(wired);
+}
+
+}  // namespace
+
+CGroupRun::CGroupRun(SGroupPlan plan, const GroupStationCreator& create, SObservers observers)
+    : mPlan(std::move(plan)),
+      mObservers(std::move(observers)),
+      mBegin(mScheduler->Now()),
+      mNetwork(*mScheduler, mPlan.seed * kSeedsOfGroup + kNetworkSeed),
+      mLine(*mScheduler, mPlan.seed * kSeedsOfGroup + kLineSeed),
+      mHasAdapter(mPlan.stations.size(), true),
+      mCapacity(mPlan.capacityAmpere * kMilliAmperePerAmpere),
+      mMoment{.plan = mPlan} {
+  CreateRules();
+  mNetwork.SetTap([this](const CMulticastMedium::SDatagram& datagram) {
+    OnSent(NumberOf(datagram.from), datagram.data.front());
+  });
+  mLine.SetTap(
+      [this](MediumStation from, std::span<const std::uint8_t> data) { OnSent(from, data.front()); });
+  const std::uint32_t leaders = mPlan.Station(kLeader).fallbackAmpere;
+  for (const SGroupPlan::SStation& station : mPlan.stations) {
+    mMoment.stations.push_back({.fallbackMilliAmpere = station.fallbackAmpere * kMilliAmperePerAmpere});
+    // Whom the leader has not heard it takes for one like itself.
+    mMoment.fallbackMilliAmpere += std::max(station.fallbackAmpere, leaders) * kMilliAmperePerAmpere;
+  }
+  for (MediumStation number = 1; number <= mPlan.Last(); ++number)
+    mStations.push_back(create(PlaceOf(number)));
+  NoteCapacity();
+}
+
+CGroupRun::~CGroupRun() {
+  mStations.clear();  // they say something yet
+}
+
+SGroupPlace CGroupRun::PlaceOf(MediumStation number) {
+  const std::uint64_t firstSeed = mPlan.seed * kSeedsOfGroup + number * kSeedsOfStation;
+  SGroupPlace place{
+      .scheduler = mScheduler,
+      .access = {.network = mNetwork.Attach(number),
+                 .createRandom =
+                     [seed = firstSeed]() mutable { return std::make_unique<CSeededRandom>(seed++); }},
+      .number = number,
+      .settings = mPlan.Settings(number),
+      .hwinfo = mPlan.Hwinfo(number),
+      .secrets = SGroupPlan::Secrets(),
+      .fuseAmpere = number == kLeader ? mPlan.fuseAmpere : 0,
+      .onLimit = [this, number] { OnLimit(number); }};
+  place.access.createRs485 = [end = mLine.Attach(number)](const SRs485Line&) { return end; };
+  return place;
+}
+
+void CGroupRun::CreateRules() {
+  const CGroupRule::Report report = [this](SGroupViolation violation) {
+    if (mObservers.told)
+      mObservers.told(violation.at, "BROKEN: " + violation.rule + ": " + violation.figures);
+    mViolations.push_back(std::move(violation));
+  };
+  mRules.push_back(std::make_unique<CGroupSafetyRule>(report));
+  mRules.push_back(std::make_unique<CGroupWaitRule>(report));
+  mRules.push_back(std::make_unique<CGroupSettlingRule>(report));
+  mRules.push_back(std::make_unique<CGroupStandstillRule>(report));
+  mRules.push_back(std::make_unique<CGroupSteadinessRule>(report));
+  mRules.push_back(std::make_unique<CGroupFindingRule>(report));
+}
+
+Milliseconds CGroupRun::Elapsed() const {
+  return std::chrono::duration_cast<Milliseconds>(mScheduler->Now() - mBegin);
+}
+
+CGroupRun::SOutcome CGroupRun::Play() {
+  HappenDue();
+  for (Milliseconds second = kSecond; second <= mPlan.length; second += kSecond) {
+    while (mNextEvent < mPlan.events.size() && mPlan.events[mNextEvent].at < second) {
+      mScheduler->RunFor(mPlan.events[mNextEvent].at - Elapsed());
+      HappenDue();
+    }
+    mScheduler->RunFor(second - Elapsed());
+    OnSecond();
+    HappenDue();
+  }
+  mTotals.wattHours = mMilliAmpereSeconds * kVolt / kThousand / 3600;
+  return {std::move(mViolations), mTotals};
+}
+
+// What happens.
+
+void CGroupRun::HappenDue() {
+  mMoment.at = Elapsed();
+  while (mNextEvent < mPlan.events.size() && mPlan.events[mNextEvent].at <= mMoment.at) {
+    const GroupEvents::What& what = mPlan.events[mNextEvent++].what;
+    if (mObservers.told) mObservers.told(mMoment.at, GroupEvents::ToText(what));
+    mMoment.lastEvent = mMoment.at;
+    std::visit([this](const auto& each) { Happen(each); }, what);
+  }
+}
+
+void CGroupRun::Happen(const GroupEvents::SPlug& plug) {
+  SGroupStationMoment& station = Moment(plug.station);
+  if (!station.vehicle) {
+    station.vehicleSince = station.wantsSince = mMoment.at;
+    station.wired = WiredTo(mPlan.Station(plug.station).rotation, plug.vehicle.phases);
+    station.arePhasesKnown = station.isFull = false;
+    station.drawing.reset();
+  }
+  station.vehicle = plug.vehicle;
+  Station(plug.station).Plug(plug.vehicle);
+  Note(plug.station);
+}
+
+void CGroupRun::Happen(const GroupEvents::SUnplug& unplug) {
+  SGroupStationMoment& station = Moment(unplug.station);
+  station.vehicle.reset();
+  station.vehicleSince = station.wantsSince = mMoment.at;
+  Station(unplug.station).Unplug();
+  Note(unplug.station);
+}
+
+void CGroupRun::Happen(const GroupEvents::SFull& full) {
+  Moment(full.station).isFull = true;
+  Moment(full.station).wantsSince = mMoment.at;
+  Station(full.station).SetFull(true);
+}
+
+void CGroupRun::Happen(const GroupEvents::SPower& power) {
+  SwitchOn(power.station, power.isOn);
+  NoteTrouble();
+}
+
+void CGroupRun::SwitchOn(MediumStation number, bool isOn) {
+  SGroupStationMoment& station = Moment(number);
+  station.isPowered = isOn;
+  station.wantsSince = mMoment.at;
+  if (number == kLeader && isOn) {
+    for (SGroupStationMoment& each : mMoment.stations) each.isHeard = false;
+  }
+  if (!isOn) station.answered.reset();
+  isOn ? Station(number).PowerOn() : Station(number).PowerOff();
+}
+
+void CGroupRun::Happen(const GroupEvents::SAdapter& adapter) {
+  mHasAdapter[adapter.station - 1] = adapter.isPresent;
+  mNetwork.SetAdapterPresent(adapter.station, adapter.isPresent);
+  mLine.SetDevicePresent(adapter.station, adapter.isPresent);
+  NoteTrouble();
+}
+
+void CGroupRun::Happen(const GroupEvents::SSplit& split) {
+  mHearing.Split(split.parts);
+  mNetwork.Split(split.parts);
+  mLine.Split(split.parts);
+  NoteTrouble();
+}
+
+void CGroupRun::Happen(const GroupEvents::SNoise& noise) {
+  mMoment.isNoisy = !noise.IsQuiet();
+  mNetwork.SetFaults({.longestDelay = noise.longestDelay,
+                      .loss = noise.lossPerMille,
+                      .duplication = noise.duplicationPerMille});
+  mLine.SetFaults({.loss = noise.lossPerMille});
+}
+
+void CGroupRun::Happen(const GroupEvents::SCapacity& capacity) {
+  Json::Value values(Json::objectValue);
+  values["GroupLoadBalancingMaxCurrent"] = static_cast<Json::Int>(capacity.ampere);
+  Station(kLeader).ChangeSettings(values);
+  mCapacity = capacity.ampere * kMilliAmperePerAmpere;
+  NoteCapacity();
+}
+
+void CGroupRun::Happen(const GroupEvents::SHouse& house) {
+  mHouse = house.milliAmpere;
+  NoteCapacity();
+  ShowHouse();
+}
+
+void CGroupRun::Happen(const GroupEvents::SSecondLeader& leader) {
+  leader.begins ? ++mSecondLeaders : --mSecondLeaders;
+  SwitchOn(leader.station, false);
+  Station(leader.station).ChangeSettings(SGroupPlan::Role(leader.begins));
+  SwitchOn(leader.station, true);
+  NoteTrouble();
+}
+
+void CGroupRun::NoteTrouble() {
+  mMoment.isWhole = true;
+  for (MediumStation number = 1; number <= mPlan.Last(); ++number) {
+    SGroupStationMoment& station = Moment(number);
+    const bool isReachable = mSecondLeaders == 0 && station.isPowered && Moment(kLeader).isPowered &&
+                             mHasAdapter[number - 1] && mHasAdapter[kLeader - 1] &&
+                             mHearing.Joins(kLeader, number);
+    if (std::exchange(station.isReachable, isReachable) != isReachable) station.reachableSince = mMoment.at;
+    mMoment.isWhole = mMoment.isWhole && isReachable;
+    Note(number);
+  }
+}
+
+void CGroupRun::NoteCapacity() {
+  const LbPhaseCurrents former = mMoment.capacity;
+  for (std::size_t phase = 0; phase < former.size(); ++phase) {
+    mMoment.capacity[phase] = CapacityWith(mPlan.fuseAmpere * kMilliAmperePerAmpere, phase);
+    mMoment.planned[phase] =
+        CapacityWith(mPlan.fuseAmpere * kMilliAmperePerAmpere * CLightFuse::kUsablePercent / kPercent, phase);
+  }
+  mMoment.capacitySince = mMoment.at;
+  const Milliseconds grace = kGrace + (mMoment.isNoisy || !mMoment.isWhole ? kMoreGraceInTrouble : kSecond);
+  mFormerCapacities.push_back({mMoment.at + grace, former});
+  NoteGrant();
+}
+
+std::uint32_t CGroupRun::CapacityWith(std::int64_t fuseMilliAmpere, std::size_t phase) const {
+  if (mPlan.fuseAmpere == 0) return mCapacity;
+  return static_cast<std::uint32_t>(std::clamp<std::int64_t>(fuseMilliAmpere - mHouse[phase], 0, mCapacity));
+}
+
+void CGroupRun::NoteGrant() {
+  std::erase_if(mFormerCapacities, [this](const auto& each) { return each.until <= mMoment.at; });
+  mMoment.granted = mMoment.capacity;
+  for (const SFormerCapacity& former : mFormerCapacities) {
+    for (std::size_t phase = 0; phase < former.milliAmpere.size(); ++phase)
+      mMoment.granted[phase] = std::max(mMoment.granted[phase], former.milliAmpere[phase]);
+  }
+}
+
+// What is seen.
+
+void CGroupRun::OnSent(MediumStation number, std::uint8_t id) {
+  ++mTotals.messages;
+  mMoment.at = Elapsed();
+  if (id == static_cast<std::uint8_t>(ELbMessage::LimitAnswer)) {
+    Moment(number).answered = mMoment.at;
+    Moment(number).isHeard = true;
+  }
+  Note(number);
+}
+
+void CGroupRun::OnLimit(MediumStation number) {
+  ++mTotals.limitChanges;
+  mMoment.at = Elapsed();
+  Moment(number).limitMilliAmpere = Station(number).LimitMilliAmpere();
+  if (mObservers.told)
+    mObservers.told(mMoment.at, fmt::format("{} may take {} mA", number, Moment(number).limitMilliAmpere));
+  Note(number);
+}
+
+void CGroupRun::OnSecond() {
+  mMoment.at = Elapsed();
+  NoteGrant();
+  for (MediumStation number = 1; number <= mPlan.Last(); ++number) {
+    NoteDraw(number);
+    Note(number);
+  }
+  ShowHouse();
+  for (const auto& rule : mRules) rule->OnSecond(mMoment);
+  if (mObservers.moment) mObservers.moment(mMoment);
+}
+
+void CGroupRun::NoteDraw(MediumStation number) {
+  SGroupStationMoment& station = Moment(number);
+  station.drawn = Station(number).Drawn();
+  for (const std::uint32_t milliAmpere : station.drawn) mMilliAmpereSeconds += milliAmpere;
+  if (DrawingLbPhases(station.drawn) == 0) return station.drawing.reset();
+  if (!station.drawing) station.drawing = mMoment.at;
+  if (mMoment.at - *station.drawing >= kPhasesKnown) station.arePhasesKnown = true;
+}
+
+/// The house's meter sees the other vehicles as well.
+void CGroupRun::ShowHouse() {
+  if (mPlan.fuseAmpere == 0) return;
+  Amperes total = mHouse;
+  for (MediumStation number = kLeader + 1; number <= mPlan.Last(); ++number) {
+    for (std::size_t phase = 0; phase < total.size(); ++phase)
+      total[phase] += static_cast<std::int32_t>(Moment(number).drawn[phase]);
+  }
+  Station(kLeader).SetHouse(total);
+}
+
+void CGroupRun::Note(MediumStation number) {
+  SGroupStationMoment& station = Moment(number);
+  station.isLed = station.isPowered &&
+                  (number == kLeader || (station.answered && mMoment.at - *station.answered < kHold));
+  const LbPhaseCurrents mayDraw = MayDraw(number);
+  for (std::size_t phase = 0; phase < mayDraw.size(); ++phase)
+    mMoment.mayDraw[phase] += mayDraw[phase] - station.mayDraw[phase];
+  station.mayDraw = mayDraw;
+  for (const auto& rule : mRules) rule->OnChange(mMoment, number);
+}
+
+LbPhaseCurrents CGroupRun::MayDraw(MediumStation number) const {
+  const SGroupStationMoment& station = mMoment.stations[number - 1];
+  LbPhaseCurrents mayDraw{};
+  if (!station.isLed) {
+    mayDraw.fill(CountedFallback(number));
+    if (station.limitMilliAmpere == station.fallbackMilliAmpere) return mayDraw;
+  }
+  // Nobody can know the phases of a vehicle that has not shown them. The next one is not there at once.
+  const bool isGoneForLong =
+      !station.vehicle && mMoment.at - station.vehicleSince >= SGroupPlan::kBetweenVehicles;
+  const LbPhases phases = station.arePhasesKnown && !isGoneForLong ? station.wired : kLbAllPhases;
+  for (std::size_t phase = 0; phase < mayDraw.size(); ++phase) {
+    if (HasLbPhase(phases, phase)) mayDraw[phase] = std::max(mayDraw[phase], station.limitMilliAmpere);
+  }
+  return mayDraw;
+}
+
+/// A leader knows no other than its own of those who have not told it theirs, and nothing at all of those it
+/// has not even been told the number of.
+std::uint32_t CGroupRun::CountedFallback(MediumStation number) const {
+  const std::uint32_t own = mMoment.stations[number - 1].fallbackMilliAmpere;
+  if (number == kLeader || mMoment.stations[number - 1].isHeard) return own;
+  return mPlan.groupSize == 0 ? 0 : std::min(own, mMoment.stations.front().fallbackMilliAmpere);
+}

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "simulation/grouprule.h"
+
+/// On each phase the stations together may never be drawing more than there is for the group, whatever was
+/// lost, and whoever may fall back at any time. Where the fallbacks by themselves are more than that, it
+/// holds while nothing is wrong and everybody is led.
+class CGroupSafetyRule final : public CGroupRule {
+ public:
+  /// Where the fallbacks do not fit.
+  static constexpr Milliseconds kAllLed{30000};
+
+  explicit CGroupSafetyRule(Report report)
+      : CGroupRule("the supply is enough for all that may be drawn", std::move(report)) {}
+
+  void OnChange(const SGroupMoment& moment, MediumStation /*number*/) override { Check(moment); }
+  void OnSecond(const SGroupMoment& moment) override { Check(moment); }
+
+ private:
+  void Check(const SGroupMoment& moment);
+
+  bool mIsBroken = false;  ///< and that was said
+};

@@ -1,0 +1,26 @@
+#include "simulation/groupstandstillrule.h"
+
+#include <fmt/format.h>
+
+void CGroupStandstillRule::OnSecond(const SGroupMoment& moment) {
+  if (!IsEverybodyStopped(moment)) {
+    mRunningUntil = moment.at;
+    mIsBroken = false;
+  }
+  const Milliseconds stopped = moment.at - mRunningUntil;
+  if (stopped <= (moment.isNoisy ? kHandOverInNoise : kHandOver) || std::exchange(mIsBroken, true)) return;
+  Violate(moment.at, fmt::format("for {} s with {} mA", stopped.count() / 1000,
+                                 *std::ranges::min_element(moment.capacity)));
+}
+
+bool CGroupStandstillRule::IsEverybodyStopped(const SGroupMoment& moment) const {
+  bool isAnyoneWaiting = false;
+  for (const SGroupStationMoment& station : moment.stations) {
+    if (!station.Wants()) continue;
+    if (station.IsServed()) return false;
+    const Milliseconds since = std::max({station.wantsSince, station.reachableSince, moment.capacitySince});
+    if (station.isReachable && station.isLed && moment.HasRoomFor(station) && moment.at - since >= kSettled)
+      isAnyoneWaiting = true;
+  }
+  return isAnyoneWaiting;
+}

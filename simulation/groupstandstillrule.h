@@ -1,0 +1,24 @@
+#pragma once
+
+#include "simulation/grouprule.h"
+
+/// While there is the least current for one of those who want it, one of them may take it: at scarcity the
+/// stations are never stopped all together, except for the moment in which a turn passes from one to another.
+class CGroupStandstillRule final : public CGroupRule {
+ public:
+  /// Since which there has been something to share, nobody has come, and the way to them was there.
+  static constexpr Milliseconds kSettled{60000};
+  static constexpr Milliseconds kHandOver{10000};
+  static constexpr Milliseconds kHandOverInNoise{20000};
+
+  explicit CGroupStandstillRule(Report report)
+      : CGroupRule("scarcity never stops everybody", std::move(report)) {}
+
+  void OnSecond(const SGroupMoment& moment) override;
+
+ private:
+  bool IsEverybodyStopped(const SGroupMoment& moment) const;
+
+  Milliseconds mRunningUntil{0};
+  bool mIsBroken = false;
+};
