@@ -5,13 +5,14 @@
 #include "platform/utility/mutex.h"
 #include "platform/worker/worker.h"
 #include "src/components/loadbalancing/ilbphasehandler.h"
+#include "src/components/loadbalancing/lbmessage.h"
 #include "src/rpc/clients/stationmeter.h"
 
 /// Watches the station's meter for the group, each second while phases are being found.
 class CLbPhaseHandler final : public ILbPhaseHandler {
  public:
   /// A phase draws when its current is above this, in mA.
-  static constexpr std::int32_t kDrawingMilliAmpere = 1000;
+  static constexpr std::int32_t kDrawingMilliAmpere{kLbDrawingMilliAmpere};
   /// The phases are found when the vehicle has drawn without a break for this time, in ms.
   static constexpr Milliseconds kDiscoverySpan{10000};
 

@@ -206,7 +206,7 @@ TEST(LbFollowerProtocol, WaitsForCommunicationAndBoundsItsQueue) {
   // What comes faster than it is handled is dropped; the next one is answered again.
   for (int i = 0; i < 1000; ++i) follower.mMedium->Hear(kEverybody);
   follower.mScheduler.RunDue();
-  EXPECT_EQ(follower.mMedium->Told().size(), 64U * std::string_view(kItsMe).size());
+  EXPECT_EQ(follower.mMedium->Told().size(), 256U * std::string_view(kItsMe).size());
   EXPECT_EQ(follower.Say(k16A), kDrawsNothing);
   EXPECT_EQ(log.Texts(Log::ELogLevel::Warning).size(), 1U);
 }

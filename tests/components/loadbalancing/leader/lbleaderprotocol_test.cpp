@@ -33,13 +33,12 @@ class CGroup {
             .parser = Parser(1),
             .setLimit = [this](float ampere) { mOwn = ampere; },
             .meter = [this] { return Drawn(mOwn, mOwnWish); }},
-        CLbLeaderProtocol::SParts{
-            .algorithm = std::make_shared<CLbReverseUniformAlgorithm>(
-                std::make_shared<CLbPhaseImbalanceAlgorithm>(false, 0), nullptr),
-            .blackoutProtection = nullptr,
-            .powerLimitInput = nullptr,
-            .period = 10s,
-            .isLine = isLine});
+        CLbLeaderProtocol::SParts{.algorithm = std::make_shared<CLbReverseUniformAlgorithm>(
+                                      std::make_shared<CLbPhaseImbalanceAlgorithm>(false, 0), nullptr),
+                                  .blackoutProtection = nullptr,
+                                  .powerLimitInput = nullptr,
+                                  .period = 10s,
+                                  .isLine = isLine});
     mLeader->Start();
     mLeader->Enable();
   }
