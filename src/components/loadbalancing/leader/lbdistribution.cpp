@@ -143,8 +143,9 @@ std::uint64_t CLbDistribution::HighestFitting(std::uint64_t low, std::uint64_t h
 void CLbDistribution::StopUsers(std::size_t resource, std::uint64_t level) {
   for (SLbShareRequest& request : mRequests) {
     if (request.shareMilliAmpere <= level || !Uses(request, resource)) continue;
-    const std::uint64_t free = std::max(level, RoundDown(Floor(request, resource)));
-    const std::uint64_t ceiling = std::max<std::uint64_t>(FreeShare(request), free);
+    // Up to its reserve it costs nothing. What it overdraws it is not given on top: it is to come down.
+    const std::uint64_t free = resource < kPhases ? RoundDown(request.reserveMilliAmpere) : 0;
+    const std::uint64_t ceiling = std::max({level, free, std::uint64_t{FreeShare(request)}});
     request.shareMilliAmpere =
         static_cast<std::uint32_t>(std::min<std::uint64_t>(request.shareMilliAmpere, ceiling));
   }

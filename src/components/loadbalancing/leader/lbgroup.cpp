@@ -111,20 +111,22 @@ LbPhaseCurrents CLbGroup::MayDraw(TimePoint now) const {
   return {Clamped(sums[0]), Clamped(sums[1]), Clamped(sums[2])};
 }
 
-bool CLbGroup::Affords(const CLbMember& member, const SLbLimit& limit, TimePoint now) const {
-  const LbPhaseCurrents most = MayDraw(now);
+bool CLbGroup::Affords(const CLbMember& member, const SLbLimit& limit, const LbPhaseCurrents& mayDraw,
+                       TimePoint now) const {
   const LbPhaseCurrents own = CountOf(member, now);
-  for (std::size_t phase = 0; phase < most.size(); ++phase) {
+  for (std::size_t phase = 0; phase < own.size(); ++phase) {
     if (!HasLbPhase(member.Vehicle().Phases(), phase) || limit.Allowed() <= own[phase]) continue;
-    if (std::uint64_t{most[phase]} - own[phase] + limit.Allowed() > mSupply.milliAmpere[phase]) return false;
+    if (std::uint64_t{mayDraw[phase]} - own[phase] + limit.Allowed() > mSupply.milliAmpere[phase])
+      return false;
   }
   return true;
 }
 
 SLbLimit CLbGroup::NextLimit(const CLbMember& member, TimePoint now) const {
-  if (Affords(member, member.Share(), now)) return member.Share();
-  if (member.IsTold()) return member.Told();
-  // It has just come: what is kept for it anyway is there.
+  const LbPhaseCurrents mayDraw = MayDraw(now);
+  if (member.IsServable() && Affords(member, member.Share(), mayDraw, now)) return member.Share();
+  if (member.IsTold() && Affords(member, member.Told(), mayDraw, now)) return member.Told();
+  // What is kept for it anyway is there.
   const std::uint32_t reserve = ReserveOf(member, now);
   return {.milliAmpere = reserve >= kLbLeastMilliAmpere ? reserve : 0};
 }

@@ -53,10 +53,11 @@ class CLbGroup {
   void Distribute(TimePoint now);
   /// What that station is to be told now: its share, as soon as the others have made room for it.
   SLbLimit NextLimit(const CLbMember& member, TimePoint now) const;
-  /// Whether that station may be told so without making the sum too large.
-  bool Affords(const CLbMember& member, const SLbLimit& limit, TimePoint now) const;
   /// What all may be drawing together, in mA on each phase.
   LbPhaseCurrents MayDraw(TimePoint now) const;
+  /// Whether that station may be told so without making that sum too large.
+  bool Affords(const CLbMember& member, const SLbLimit& limit, const LbPhaseCurrents& mayDraw,
+               TimePoint now) const;
   /// What all are measured to draw; with `unevenly` only those whose vehicle does not use all phases.
   LbPhaseCurrents Drawn(bool unevenly = false) const;
   /// Whether the fallback currents by themselves fit into what there is.

@@ -80,7 +80,11 @@ void CLbLeaderProtocol::Disable() {
     mLooking.Cancel();
     mPumping.Cancel();
     mBegan.reset();
+    mIsListening = false;
     mState = EState::Disabled;
+    for (CLbMember* const member : mGroup.Members()) {
+      if (member->IsServable() && !member->IsOwn()) member->Lose();
+    }
     mGroup.Own().SetShare({});
     TellOwn();
     ApplyLimit(0);  // also when it was that before
@@ -100,6 +104,8 @@ void CLbLeaderProtocol::Begin() {
   LOG_INFO("Looking for the stations of the group; for {} s nobody gets more than its fallback current.",
            kTimeToSettle.count() / 1000);
   mBegan = now;
+  mOtherLeaderHeard.reset();
+  mTold.Solved("leader");
   mQuickSearchUntil = now + kQuickSearchSpan;
   mNextSearch = now + kFirstSearch;
   BroadcastMessage(LbMessages::Reset());
@@ -168,7 +174,8 @@ void CLbLeaderProtocol::DistributeSoon() {
 void CLbLeaderProtocol::TellOwn() {
   CLbMember& own = mGroup.Own();
   const TimePoint now = Now();
-  if (!own.IsToFall() && !(own.IsToRise() && mGroup.Affords(own, own.Share(), now))) return;
+  if (!own.IsToFall() && !(own.IsToRise() && mGroup.Affords(own, own.Share(), mGroup.MayDraw(now), now)))
+    return;
   own.Tell(own.Share(), now);
   ApplyLimit(own.Told().Allowed());
 }
@@ -321,6 +328,7 @@ void CLbLeaderProtocol::TakeLoad(CLbMember& member, const SLbLoad& load) {
 }
 
 void CLbLeaderProtocol::Pump() {
+  if (mState == EState::Disabled) return;
   const TimePoint now = Now();
   CloseCall(now);
   GiveUpOverdue(now);
@@ -364,20 +372,21 @@ void CLbLeaderProtocol::OnSilent(const CLbMember& member) {
 void CLbLeaderProtocol::AskMembers(TimePoint now) {
   const auto& members = mGroup.Members();
   mAsked = static_cast<std::uint32_t>(std::ranges::count_if(members, &CLbMember::IsAsked));
+  std::optional<LbPhaseCurrents> mayDraw;
+  const auto mayRise = [&](const CLbMember& member) {
+    if (!member.IsReadyToRise()) return false;
+    if (!mayDraw) mayDraw = mGroup.MayDraw(now);
+    return mGroup.Affords(member, member.Share(), *mayDraw, now);
+  };
   for (std::size_t i = 0; i < members.size() && MayAsk(); ++i) {
     const std::size_t index = (mFirstToAsk + i) % members.size();
     CLbMember& member = *members[index];
-    if (!IsDue(member, now)) continue;
+    const auto due = NextOf(member);
+    if (member.IsAsked() || ((!due || *due > now) && !mayRise(member))) continue;
     Ask(member, now);
+    mayDraw.reset();
     mFirstToAsk = index + 1;
   }
-}
-
-bool CLbLeaderProtocol::IsDue(const CLbMember& member, TimePoint now) const {
-  if (member.IsAsked()) return false;
-  const auto due = NextOf(member);
-  if (due && *due <= now) return true;
-  return member.IsReadyToRise() && mGroup.Affords(member, member.Share(), now);
 }
 
 bool CLbLeaderProtocol::MayAsk() const {

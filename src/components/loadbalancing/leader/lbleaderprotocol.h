@@ -96,7 +96,6 @@ class CLbLeaderProtocol final : public CLbProtocolBase {
   void GiveUpOverdue(TimePoint now);
   void OnSilent(const CLbMember& member);
   void AskMembers(TimePoint now);
-  bool IsDue(const CLbMember& member, TimePoint now) const;
   void Ask(CLbMember& member, TimePoint now);
   void CallIfDue(TimePoint now);
   void CloseCall(TimePoint now);

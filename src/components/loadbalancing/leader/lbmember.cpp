@@ -118,9 +118,15 @@ bool CLbMember::GiveUpAnswer() {
   mIsAsked = false;
   ++mUnanswered;
   if (mUnanswered < kMostUnanswered || mState == ELbStationState::Silent) return false;
-  mState = ELbStationState::Silent;
-  mVehicle.Forget();
+  Lose();
   return true;
+}
+
+void CLbMember::Lose() {
+  mState = ELbStationState::Silent;
+  mIsAsked = false;
+  mIsTold = false;
+  mVehicle.Forget();
 }
 
 void CLbMember::Tell(const SLbLimit& limit, TimePoint now) {

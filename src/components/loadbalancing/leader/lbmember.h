@@ -89,6 +89,8 @@ class CLbMember {
   void Ask(ELbMessage id, TimePoint now);
   /// True: that was the last one, the station is silent.
   bool GiveUpAnswer();
+  /// It is silent for the leader.
+  void Lose();
 
   // What it gets.
 

@@ -49,12 +49,9 @@ void CLbTurns::Note(const SStation& station, TimePoint now) {
     past.hasClaim = false;
     if (isNew || station.isServed) past.since = now;
   }
-  if (hasChanged && !station.isServed) {
-    // Who makes room for a turn has had its own.
-    past.hasClaim = !isResting && !mInFront;
-  } else if (hasChanged && now - past.since >= kTurn) {
-    past.rank.reset();
-  }
+  if (hasChanged && station.isServed && now - past.since >= kTurn) past.rank.reset();
+  // Who makes room for a turn has had its own.
+  if (hasChanged) past.hasClaim = !station.isServed && !isResting && !mInFront;
   if (hasChanged) past.since = now;
   if (station.isServed && !past.rank) past.rank = now;
   past.isServed = station.isServed;
@@ -72,13 +69,14 @@ void CLbTurns::GiveTurns(TimePoint now) {
   SPast& past = mPast.at(*mInFront);
   past.since = now;
   past.rank = now;
+  past.hasClaim = true;  // if the supply should fall at this very moment
   if (past.isResting) mDoor = SDoor{*mInFront, now};
 }
 
 bool CLbTurns::IsTurnDue(TimePoint now) {
-  if (!LongestWaiting(false, TimePoint::max())) return false;
-  // Being served in between, for a moment, makes no new beginning.
-  if (!mWaited || now - *mWaited > kTurn) mTurn = now;
+  // One that has only just come, or lost its place, may be served at once.
+  if (!LongestWaiting(false, now)) return false;
+  if (!mWaited || now - *mWaited > kNoWait) mTurn = std::max(now, mTurn.value_or(now));
   mWaited = now;
   return now - *mTurn >= kTurn;
 }

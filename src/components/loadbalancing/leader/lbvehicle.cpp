@@ -96,13 +96,15 @@ void CLbVehicle::NoteUse(std::uint32_t limit, TimePoint now) {
 void CLbVehicle::NoteOverdraw(std::uint32_t limit, TimePoint now) {
   const std::uint32_t limitOfLate = mLimitOfLate.Take(limit, now);
   for (std::size_t phase = 0; phase < mDrawn.size(); ++phase) {
-    std::optional<TimePoint>& since = mOverSince[phase];
-    if (!IsBeyond(mDrawn[phase], limit)) {
-      since.reset();
-    } else if (!since) {
-      since = now;
+    SOverdraw& over = mOver[phase];
+    // A limit that is raised so far that it is kept to by chance ends nothing.
+    if (!IsBeyond(mDrawn[phase], over.ignored.value_or(limit))) {
+      over = {};
+    } else if (!over.since) {
+      over.since = now;
     }
-    const bool isIgnoring = since && now - *since >= kTimeToFollow && IsBeyond(mDrawn[phase], limitOfLate);
-    mOverdrawn[phase] = isIgnoring ? mDrawn[phase] : 0;
+    const bool isIgnoring = over.since && now - *over.since >= kTimeToFollow;
+    if (!over.ignored && isIgnoring && IsBeyond(mDrawn[phase], limitOfLate)) over.ignored = limitOfLate;
+    mOverdrawn[phase] = over.ignored ? mDrawn[phase] : 0;
   }
 }

@@ -44,8 +44,8 @@ class CLbVehicle {
   /// too, it can use still more, and so on, step by step.
   std::uint32_t Most() const;
   const LbPhaseCurrents& Drawn() const { return mDrawn; }
-  /// What it draws beyond any limit it was given, for longer than a vehicle needs to follow; zeros: it keeps
-  /// to its limits.
+  /// What it draws on phases where it was beyond any limit it was given, for longer than a vehicle needs to
+  /// follow, and has not come down to that since; zeros: it keeps to its limits.
   const LbPhaseCurrents& Overdrawn() const { return mOverdrawn; }
   /// Whether the newest answer said nothing of the currents.
   bool IsNonsense() const { return mIsNonsense; }
@@ -58,6 +58,11 @@ class CLbVehicle {
     TimePoint since;
     std::uint32_t lowestLimit;
     std::uint32_t highest;  ///< that it drew on any phase
+  };
+
+  struct SOverdraw {
+    std::optional<TimePoint> since{};
+    std::optional<std::uint32_t> ignored{};  ///< the limit that it did not come down to
   };
 
   void NoteWish(std::uint32_t limit, TimePoint now);
@@ -80,6 +85,6 @@ class CLbVehicle {
   std::optional<SUse> mUse;
 
   CLbSlowChange mLimitOfLate{CLbSlowChange::ESlow::Fall, kTimeToFollow};
-  std::array<std::optional<TimePoint>, 3> mOverSince{};
+  std::array<SOverdraw, 3> mOver{};
   LbPhaseCurrents mOverdrawn{};
 };
