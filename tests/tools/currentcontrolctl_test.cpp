@@ -165,10 +165,10 @@ TEST_F(CtlTest, ShowsTheGroupAsTheStationSeesIt) {
       R"(STATION        ADDRESS       STATE        PHASES   LIMIT    R     S    T  FALLBACK    SEEN
 12-34-ABC-DE1  this station  leads        R S T     13.0  0.0  12.9  0.0       6.0       -
 12-34-ABC-DE2  fe80::2       led          S         16.0  0.0  15.8  0.0       6.0   0.6 s
-12-34-ABC-DE3  fe80::3       silent       -         10.0    -     -    -       6.0  61.0 s
+12-34-ABC-DE3  fe80::3       silent       -            -    -     -    -       6.0  61.0 s
 12-34-ABC-DE4  fe80::4       led          looking    0.0  0.0   0.0  0.0       6.0       -
-12-34-ABC-DE5  -             joining      -          0.0    -     -    -       6.0       -
-12-34-ABC-DE6  -             unknown (9)  -          0.0    -     -    -       6.0       -
+12-34-ABC-DE5  -             joining      -            -    -     -    -       6.0       -
+12-34-ABC-DE6  -             unknown (9)  -            -    -     -    -       6.0       -
 )";
   constexpr auto kHead =
       "leader; to share R 40.0, S 0.0, T 0.0; given out R 0.0, S 0.0, T 39.9; currents in A\n";

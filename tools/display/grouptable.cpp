@@ -23,7 +23,7 @@ constexpr std::array<CTable::SColumn, 10> kColumns{{{"STATION"},
                                                     {"FALLBACK", true},
                                                     {"SEEN", true}}};
 
-/// Whether what is known of its vehicle is so now.
+/// Whether what it was told is in force, and what it said of its vehicle is so now.
 bool IsKnown(const ipc::MGroupStation& station) {
   return station.is_own() || station.state() == ipc::EGroupStationLed;
 }
@@ -39,7 +39,7 @@ std::string FormatPhases(const ipc::MGroupStation& station) {
   return text.empty() || !IsKnown(station) ? kNothing : text;
 }
 
-std::string FormatDrawn(const ipc::MGroupStation& station, std::uint32_t milliAmpere) {
+std::string FormatCurrent(const ipc::MGroupStation& station, std::uint32_t milliAmpere) {
   return IsKnown(station) ? FormatTenths(milliAmpere) : kNothing;
 }
 
@@ -116,9 +116,9 @@ std::string FormatGroup(const ipc::MGroup& group) {
   CTable table(kColumns);
   for (const ipc::MGroupStation& station : group.stations()) {
     table.Add({station.serial_number(), FormatAddress(station), FormatState(station.state()),
-               FormatPhases(station), FormatTenths(station.limit()),
-               FormatDrawn(station, station.drawn().r()), FormatDrawn(station, station.drawn().s()),
-               FormatDrawn(station, station.drawn().t()), FormatTenths(station.fallback()),
+               FormatPhases(station), FormatCurrent(station, station.limit()),
+               FormatCurrent(station, station.drawn().r()), FormatCurrent(station, station.drawn().s()),
+               FormatCurrent(station, station.drawn().t()), FormatTenths(station.fallback()),
                station.has_heard_ago_ms() ? FormatAge(Milliseconds(station.heard_ago_ms())) : kNothing});
   }
   return FormatHead(group) + table.Format();
