@@ -76,7 +76,7 @@ void CLbTurns::GiveTurns(TimePoint now) {
 bool CLbTurns::IsTurnDue(TimePoint now) {
   // One that has only just come, or lost its place, may be served at once.
   if (!LongestWaiting(false, now)) return false;
-  if (!mWaited || now - *mWaited > kNoWait) mTurn = std::max(now, mTurn.value_or(now));
+  if (!mWaited || now - *mWaited > kNoWait) mTurn = now;
   mWaited = now;
   return now - *mTurn >= kTurn;
 }

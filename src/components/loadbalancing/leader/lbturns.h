@@ -25,6 +25,8 @@ class CLbTurns {
  public:
   /// Between one who has to make room for another and the next one.
   static constexpr Milliseconds kTurn{15 * 60 * 1000};
+  /// Waiting goes on when all were served in between, but for less than that: too short to charge.
+  static constexpr Milliseconds kNoWait{2 * 60 * 1000};
   /// One that rests holds the door for so long, when others who rest have none.
   static constexpr Milliseconds kDoor{CLbVehicle::kTimeToStart};
   /// And for so long in a turn: the vehicle that makes room for it has to come down first.
@@ -49,7 +51,7 @@ class CLbTurns {
     bool isResting = false;
     TimePoint since{};                ///< when it got its place, or lost it, or had a turn that was of no use
     std::optional<TimePoint> rank{};  ///< when it was served first; kept when it is out for less than a turn
-    bool hasClaim = false;            ///< it lost its place because the supply fell
+    bool hasClaim = false;            ///< the supply fell and took its place, or kept it from its turn
     TimePoint seen{};
   };
   struct SDoor {

@@ -1,0 +1,144 @@
+#include "src/components/loadbalancing/leader/lbreverseuniformalgorithm.h"
+
+#include <algorithm>
+#include <random>
+
+#include <gmock/gmock.h>
+
+#include "src/components/blackoutprotection/blackoutprotectionbase.h"
+#include "src/components/loadbalancing/leader/lbphaseimbalancealgorithm.h"
+
+namespace {
+
+using Requests = std::vector<SLbShareRequest>;
+using Shares = std::vector<std::uint32_t>;
+
+Shares SharesOf(const LbPhaseCurrents& capacity, Requests requests, std::int32_t imbalanceLimit) {
+  const CLbReverseUniformAlgorithm algorithm(
+      std::make_shared<CLbPhaseImbalanceAlgorithm>(imbalanceLimit >= 0, imbalanceLimit), nullptr);
+  algorithm.Distribute(capacity, {20000, 1000, 5000}, requests);
+  Shares shares;
+  for (const SLbShareRequest& request : requests) shares.push_back(request.shareMilliAmpere);
+  return shares;
+}
+
+TEST(CLbReverseUniformAlgorithmTest, SharesEqually) {
+  const SLbShareRequest any;
+  const SLbShareRequest r{.phases = 1};
+  const SLbShareRequest s{.phases = 2};
+  const SLbShareRequest offer{.isOffer = true};
+  const SLbShareRequest rReserving{.phases = 1, .reserveMilliAmpere = 4000};
+  const SLbShareRequest unruly{.phases = 1, .overdrawn = {16000, 0, 0}};
+  const auto all = [](std::uint32_t each) { return LbPhaseCurrents{each, each, each}; };
+  const auto uses = [](std::uint32_t most) { return SLbShareRequest{.mostMilliAmpere = most}; };
+  const auto reserves = [](std::uint32_t each) { return SLbShareRequest{.reserveMilliAmpere = each}; };
+  const struct {
+    Shares expected;
+    LbPhaseCurrents capacity;
+    Requests requests;
+    std::int32_t imbalanceLimit = -1;
+  } kCases[] = {
+      {{7000, 7000}, all(14000), {any, any}},
+      {{11000, 0}, all(11000), {any, any}},  // never both without
+      {{6100, 6100}, all(12399), {any, any}},
+      {{0, 0}, all(0), {any, any}},
+      {{0, 11900, 0}, {5900, 11900, 11900}, {r, s, s}},
+      {{4294967200, 0}, all(4294967295), {any, uses(5999)}},
+      {{8000, 11000, 11000}, all(30000), {uses(8050), any, any}},
+      {{10000, 10000, 11000, 11000}, {20000, 32000, 32000}, {r, any, s, s}},
+      {{16000, 12000}, all(16000), {rReserving, s}},  // a fallback may load any phase
+      {{8543, 7000, 0}, all(10000), {reserves(8543), reserves(7000), any}},
+      {{10000, 7000, 7000}, all(24000), {reserves(10000), any, any}},
+      {{6000, 0, 0}, all(16000), {reserves(5000), reserves(5000), reserves(5000)}},
+      {{0, 0, 0}, all(14000), {reserves(5000), reserves(5000), reserves(5000)}},
+      {{4294967295, 0}, all(4294967295), {reserves(4294967295), any}},
+      {{0, 21900}, all(21900), {r, unruly}},
+      {{7000, 7000, 23000}, all(23000), {r, unruly, s}},
+      {{8000, 6000, 6000, 0}, all(20000), {uses(8000), uses(6000), offer, offer}},
+      {{9000, 9000, 0}, all(18000), {any, any, offer}},
+      {{8500, 8500, 0, 46000}, all(63000), {r, r, r, any}, 16000},  // 1 A on S, and the limit
+      {{10500, 10500, 21000}, all(63000), {r, r, s}, 0},            // the usual one
+      {{21000, 21000, 21000}, all(63000), {r, r, r}},
+  };
+  for (const auto& each : kCases) {
+    EXPECT_EQ(SharesOf(each.capacity, each.requests, each.imbalanceLimit), each.expected)
+        << (&each - kCases) << ". case";
+  }
+}
+
+TEST(CLbReverseUniformAlgorithmTest, NobodyCouldHaveMoreButFromOneWhoHasLess) {
+  std::mt19937 random(7);
+  const auto upTo = [&](std::uint32_t most) { return static_cast<std::uint32_t>(random() % (most + 1)); };
+  for (int round = 0; round < 500; ++round) {
+    const LbPhaseCurrents capacity{upTo(90000), upTo(90000), upTo(90000)};
+    Requests requests(1 + upTo(11));
+    for (SLbShareRequest& each : requests) {
+      each = {.phases = static_cast<LbPhases>(1 + upTo(6)), .mostMilliAmpere = 6000 + 100 * upTo(260)};
+    }
+    CLbReverseUniformAlgorithm(nullptr, nullptr).Distribute(capacity, {}, requests);
+    std::vector<bool> isHeldBack(requests.size());
+    for (std::size_t phase = 0; phase < 3; ++phase) {
+      std::uint32_t used = 0;
+      std::uint32_t highest = 0;
+      for (const SLbShareRequest& each : requests) {
+        if (!HasLbPhase(each.phases, phase)) continue;
+        used += each.shareMilliAmpere;
+        highest = std::max(highest, each.shareMilliAmpere);
+      }
+      ASSERT_LE(used, capacity[phase]);
+      const auto isAtTop = [&](const SLbShareRequest& each) {
+        return HasLbPhase(each.phases, phase) && each.shareMilliAmpere == highest;
+      };
+      const auto atTop = static_cast<std::uint32_t>(std::ranges::count_if(requests, isAtTop));
+      if (used + 100 * atTop <= capacity[phase]) continue;
+      for (std::size_t i = 0; i < requests.size(); ++i) isHeldBack[i] = isHeldBack[i] || isAtTop(requests[i]);
+    }
+    for (std::size_t i = 0; i < requests.size(); ++i) {
+      const std::uint32_t share = requests[i].shareMilliAmpere;
+      ASSERT_TRUE(share == 0 || share == requests[i].mostMilliAmpere || isHeldBack[i]) << round << " " << i;
+    }
+  }
+}
+
+struct SFuse final : IBlackoutProtection {
+  bool IsInError() const override { return isInError; }
+  ThreePhaseValue GetAllowanceCurrent() override { return left; }
+  std::uint32_t GetFallbackCurrent() const override { return 9000; }
+  bool isInError = false;
+  ThreePhaseValue left{};
+};
+
+TEST(CLbReverseUniformAlgorithmTest, CountsARiseOfWhatTheMainFuseLeavesOnlyWhenItLasts) {
+  const auto fuse = std::make_shared<SFuse>();
+  CLbReverseUniformAlgorithm algorithm(nullptr, fuse);
+  const struct {
+    int second;
+    std::int32_t left;
+    std::uint32_t drawn;
+    std::uint32_t expected;
+    bool isInError = false;
+  } kSteps[] = {
+      {0, 4000, 10000, 14000},   // the first one
+      {1, -2000, 10000, 8000},   // a fall
+      {2, 8000, 10000, 8000},    // the vehicle has stopped, its answer is not here yet
+      {3, -11000, 10000, 0},     // less than nothing
+      {4, 12000, 3000, 0},       //
+      {9, 12000, 1000, 0},       //
+      {13, 12000, 3000, 0},      // 9 s
+      {14, 12000, 3000, 13000},  // the least of the 10 s
+      {15, 12000, 3000, 9000, true},
+      {16, 2147483647, 4294967295, 9000},
+      {26, 2147483647, 4294967295, 20000},  // the supply's
+  };
+  for (const auto& step : kSteps) {
+    fuse->left = {90000, step.left, 90000};
+    fuse->isInError = step.isInError;
+    const TimePoint now = TimePoint{} + std::chrono::seconds{step.second};
+    EXPECT_EQ(algorithm.Capacity(20000, {}, {0, step.drawn, 0}, now)[1], step.expected) << step.second;
+  }
+  const TimePoint now = TimePoint{} + std::chrono::seconds{27};
+  EXPECT_THAT(algorithm.Capacity(20000, 16000, {}, now), ::testing::ElementsAre(16000, 16000, 16000));
+  EXPECT_EQ(CLbReverseUniformAlgorithm(nullptr, nullptr).Capacity(20000, {}, {}, now)[2], 20000U);
+}
+
+}  // namespace
