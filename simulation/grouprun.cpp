@@ -23,11 +23,8 @@ constexpr std::int64_t kPercent = 100;
 constexpr std::uint32_t kThousand = 1000;
 constexpr Milliseconds kSecond{1000};
 constexpr std::uint64_t kVolt = 230;
-/// How many seeds each has for what is random there, and where they begin.
-constexpr std::uint64_t kSeedsOfGroup = 1000000;
-constexpr std::uint64_t kSeedsOfStation = 1000;
-constexpr std::uint64_t kNetworkSeed = 1;
-constexpr std::uint64_t kLineSeed = 2;
+/// How many seeds a group has for what is random in it.
+constexpr std::uint64_t kSeeds = 1000000;
 
 MediumStation NumberOf(const SUdpAddress& address) {
   MediumStation number = 0;
@@ -51,8 +48,9 @@ CGroupRun::CGroupRun(SGroupPlan plan, const GroupStationCreator& create, SObserv
     : mPlan(std::move(plan)),
       mObservers(std::move(observers)),
       mBegin(mScheduler->Now()),
-      mNetwork(*mScheduler, mPlan.seed * kSeedsOfGroup + kNetworkSeed),
-      mLine(*mScheduler, mPlan.seed * kSeedsOfGroup + kLineSeed),
+      mNextSeed(mPlan.seed * kSeeds),
+      mNetwork(*mScheduler, mNextSeed++),
+      mLine(*mScheduler, mNextSeed++),
       mHasAdapter(mPlan.stations.size(), true),
       mCapacity(mPlan.capacityAmpere * kMilliAmperePerAmpere),
       mMoment{.plan = mPlan} {
@@ -78,12 +76,10 @@ CGroupRun::~CGroupRun() {
 }
 
 SGroupPlace CGroupRun::PlaceOf(MediumStation number) {
-  const std::uint64_t firstSeed = mPlan.seed * kSeedsOfGroup + number * kSeedsOfStation;
   SGroupPlace place{
       .scheduler = mScheduler,
       .access = {.network = mNetwork.Attach(number),
-                 .createRandom =
-                     [seed = firstSeed]() mutable { return std::make_unique<CSeededRandom>(seed++); }},
+                 .createRandom = [this] { return std::make_unique<CSeededRandom>(mNextSeed++); }},
       .number = number,
       .settings = mPlan.Settings(number),
       .hwinfo = mPlan.Hwinfo(number),
@@ -271,6 +267,7 @@ void CGroupRun::NoteGrant() {
 void CGroupRun::OnSent(MediumStation number, std::uint8_t id) {
   ++mTotals.messages;
   mMoment.at = Elapsed();
+  if (mObservers.sent) mObservers.sent(mMoment.at, number, id);
   if (id == static_cast<std::uint8_t>(ELbMessage::LimitAnswer)) {
     Moment(number).answered = mMoment.at;
     Moment(number).isHeard = true;

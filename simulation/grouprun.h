@@ -27,10 +27,11 @@ class CGroupRun {
     std::vector<SGroupViolation> violations;  ///< in order of time; empty when all held
     STotals totals;
   };
-  /// Either may be empty.
+  /// Each may be empty.
   struct SObservers {
     std::function<void(const SGroupMoment&)> moment = {};                     ///< of every second
     std::function<void(Milliseconds at, const std::string& what)> told = {};  ///< whatever happens
+    std::function<void(Milliseconds at, MediumStation from, std::uint8_t id)> sent = {};  ///< a message
   };
 
   /// The leader cannot know of less current before it has looked, and whoever it told more holds that until
@@ -38,7 +39,8 @@ class CGroupRun {
   static constexpr Milliseconds kGrace{15000};
   static constexpr Milliseconds kMoreGraceInTrouble{10000};
   static constexpr Milliseconds kHold{8000};
-  static constexpr Milliseconds kPhasesKnown{10000};
+  /// A leader takes 10 s for that; here it is noticed a little late that a vehicle begins.
+  static constexpr Milliseconds kPhasesKnown{8000};
 
   CGroupRun(SGroupPlan plan, const GroupStationCreator& create, SObservers observers);
   ~CGroupRun();
@@ -91,6 +93,7 @@ class CGroupRun {
   const SObservers mObservers;
   const std::shared_ptr<CVirtualScheduler> mScheduler = std::make_shared<CVirtualScheduler>();
   const TimePoint mBegin;
+  std::uint64_t mNextSeed;
   CMulticastMedium mNetwork;
   CRs485Bus mLine;
   std::vector<SGroupViolation> mViolations;

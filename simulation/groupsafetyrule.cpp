@@ -2,15 +2,22 @@
 
 #include <fmt/ranges.h>
 
+bool CGroupSafetyRule::IsBroken(const SGroupMoment& moment) {
+  if (std::ranges::equal(moment.mayDraw, moment.granted, std::ranges::less_equal())) return false;
+  return moment.DoFallbacksFit() ||
+         (moment.Calm() >= kAllLed &&
+          std::ranges::all_of(moment.stations, [](const auto& station) { return station.isLed; }));
+}
+
 void CGroupSafetyRule::Check(const SGroupMoment& moment) {
-  bool isBroken = false;
-  for (std::size_t phase = 0; phase < moment.mayDraw.size(); ++phase)
-    isBroken = isBroken || moment.mayDraw[phase] > moment.granted[phase];
-  if (isBroken && !moment.DoFallbacksFit())
-    isBroken = moment.Calm() >= kAllLed &&
-               std::ranges::all_of(moment.stations, [](const auto& station) { return station.isLed; });
-  if (isBroken && !mIsBroken)
-    Violate(moment.at,
-            fmt::format("{} mA of {} mA", fmt::join(moment.mayDraw, ", "), fmt::join(moment.granted, ", ")));
-  mIsBroken = isBroken;
+  if (!IsBroken(moment)) {
+    mHeldUntil = moment.at;
+    mIsTold = false;
+    return;
+  }
+  const bool mayBeDamage = moment.plan.medium == SGroupPlan::EMedium::Line && moment.isNoisy;
+  if (mIsTold || (mayBeDamage && moment.at - mHeldUntil < kDamaged)) return;
+  mIsTold = true;
+  Violate(moment.at,
+          fmt::format("{} mA of {} mA", fmt::join(moment.mayDraw, ", "), fmt::join(moment.granted, ", ")));
 }

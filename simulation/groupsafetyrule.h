@@ -9,6 +9,9 @@ class CGroupSafetyRule final : public CGroupRule {
  public:
   /// Where the fallbacks do not fit.
   static constexpr Milliseconds kAllLed{30000};
+  /// A line has a checksum of eight bits, so that now and then a damaged limit is taken for a good one. It is
+  /// over with the next limit.
+  static constexpr Milliseconds kDamaged{5000};
 
   explicit CGroupSafetyRule(Report report)
       : CGroupRule("the supply is enough for all that may be drawn", std::move(report)) {}
@@ -19,5 +22,8 @@ class CGroupSafetyRule final : public CGroupRule {
  private:
   void Check(const SGroupMoment& moment);
 
-  bool mIsBroken = false;  ///< and that was said
+  static bool IsBroken(const SGroupMoment& moment);
+
+  Milliseconds mHeldUntil{0};
+  bool mIsTold = false;
 };

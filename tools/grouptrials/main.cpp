@@ -20,6 +20,8 @@
 
 namespace {
 
+constexpr int kMostTold = 2;  ///< of each rule in a group
+
 enum EExit : int { kAllHeld = 0, kViolated = 1, kWrongUsage = 2 };
 
 struct STotals {
@@ -43,9 +45,11 @@ std::string Text(Milliseconds at) {
 }
 
 void Report(std::uint64_t seed, const STrialOptions& options, const CGroupRun::SOutcome& outcome) {
+  std::map<std::string, int> told;
   for (const SGroupViolation& violation : outcome.violations)
-    fmt::print(std::cerr, "group {} at {}: {}: {}\n", seed, Text(violation.at), violation.rule,
-               violation.figures);
+    if (++told[violation.rule] <= kMostTold)
+      fmt::print(std::cerr, "group {} at {}: {}: {}\n", seed, Text(violation.at), violation.rule,
+                 violation.figures);
   if (!outcome.violations.empty())
     fmt::print(std::cerr, "  {}\n  again: grouptrials --minutes {} --seed {} --told\n",
                PlanOf(seed, options).Summary(), options.minutes, seed);
@@ -99,12 +103,17 @@ EExit Tell(const STrialOptions& options) {
                station.fallbackAmpere);
   }
   CLogCapture log(Log::ELogLevel::Warning);
-  const auto outcome = PlayGroup(plan, {.told = [&log](Milliseconds at, const std::string& what) {
-                                   for (const auto& line : log.Lines())
-                                     fmt::print("{:>12}   log: {}\n", "", line.text);
-                                   log.Clear();
-                                   fmt::print("{:>12} {}\n", Text(at), what);
-                                 }});
+  CGroupRun::SObservers observers;
+  observers.told = [&log](Milliseconds at, const std::string& what) {
+    for (const auto& line : log.Lines()) fmt::print("{:>12}   log: {}\n", "", line.text);
+    log.Clear();
+    fmt::print("{:>12} {}\n", Text(at), what);
+  };
+  if (options.areMessagesTold)
+    observers.sent = [](Milliseconds at, MediumStation from, std::uint8_t id) {
+      fmt::print("{:>12}   0x{:02x} from {}\n", Text(at), id, from);
+    };
+  const auto outcome = PlayGroup(plan, observers);
   return outcome.violations.empty() ? kAllHeld : kViolated;
 }
 

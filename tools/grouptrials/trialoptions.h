@@ -9,6 +9,7 @@ struct STrialOptions {
   std::uint64_t count = 100;
   std::uint64_t minutes = 60;
   bool isTold = false;  ///< what happens in it
+  bool areMessagesTold = false;
   bool json = false;
   bool help = false;
 };
