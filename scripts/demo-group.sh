@@ -1,24 +1,25 @@
 #!/usr/bin/env bash
-# Runs a group: several daemons with a simulated station each, every one in a network of its own, joined by a bridge, under
-# a leader. Shows what the leader sees, what the daemons log, and what one of them says of its limits. That one is cut off
-# for 10 s, falls back, and is led again. Ctrl-C ends it.
+# Runs a group: several daemons with a simulated station each, every one in a network of its own, joined by a bridge. The
+# first one leads, and there is less current than the vehicles could use. Shows what the leader knows, what the daemons log,
+# and what one of them says of its limits. That one is cut off for 21 s and falls back, the others get what that frees, and
+# it is led again. Ctrl-C ends it.
 #
 # Networks and processes are in namespaces that end with this script, even if it is killed. They need root, or a system
 # where users may make namespaces. Several demonstrations do not see each other.
 #
 # usage: demo-group.sh --group N [--seconds N] [--root PATH]
 #   --group N              so many stations, 2 to 5
-#   --seconds N            end after N seconds (36); after 40 it begins again, and cuts off the next one
-#   --root PATH            keep settings, sockets, logs and the leader's journal below PATH, and leave them there (else: a
+#   --seconds N            end after N seconds (60); after 60 it begins again, and cuts off the next one
+#   --root PATH            keep settings, sockets, logs and a journal of the group below PATH, and leave them there (else: a
 #                          temporary folder)
 #
-# The last line says what was checked. Status: 0 ended as told, 1 a daemon or the leader failed, or a station was not led
-# as it should, 2 wrong usage.
+# The last line says what was checked. Status: 0 ended as told, 1 a daemon failed, or a station was not led as it
+# should, 2 wrong usage.
 set -euo pipefail
 
 usage() { sed -n 's/^# usage: /usage: /p; s/^#   \( *[-a-z(]\)/  \1/p' "$0"; }
 refuse() { echo "demo: $1" >&2; exit "${2:-1}"; }
-seconds=36
+seconds=60
 size=""
 root=""
 while [ $# -gt 0 ]; do
@@ -48,7 +49,7 @@ mkdir -p build
   flock 9  # another demonstration may be building
   scripts/install-dependencies.sh
   cmake --preset release
-  cmake --build --preset release --target currentcontrol currentcontrolctl grouplead stationsim
+  cmake --build --preset release --target currentcontrol currentcontrolctl stationsim
 ) 9> build/demo.lock
 
 if [ -n "$root" ]; then
@@ -73,7 +74,7 @@ finish() {
   [[ "$status" =~ ^(0|129|141|143)$ ]] || status=1
   if [ "$status" -eq 0 ]; then scripts/check-group.py "$root" "$size" || status=1; fi
   if [ "$status" -eq 1 ]; then
-    for log in "$root"/leader.log "$root"/station-*/*.log; do
+    for log in "$root"/station-*/*.log; do
       if [ -s "$log" ]; then echo "demo: $log:" >&2; cat "$log" >&2; fi
     done
   fi

@@ -2,7 +2,7 @@
 # Runs the daemon with a simulated station and shows what happens, live. Ctrl-C ends it.
 #
 # usage: demo.sh [--meter TYPE] [--scenario NAME|FILE] | [--group N] [--seconds N] [--root PATH]
-#   --group N              N stations, 2 to 5, that share a supply, under a leader, in networks of their own
+#   --group N              N stations, 2 to 5, that share a supply, the first one leads, in networks of their own
 #   --meter TYPE           what measures the house: ct (else), p1extender, homewizard, modbustcp or modbusrtu; homewizard-mdns
 #                          has to be found on the network, by the avahi daemon
 #   --scenario NAME|FILE   what happens: evening-cooking (else), demo, evening, meter-lost, solar, which is measured over
