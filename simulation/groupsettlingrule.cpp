@@ -4,8 +4,8 @@
 
 void CGroupSettlingRule::OnSecond(const SGroupMoment& moment) {
   if (moment.Calm() < kSettled || !moment.DoFallbacksFit()) {
-    mLimits.clear();
-    mIsRestBroken = mIsUseBroken = false;
+    mCurrents.clear();
+    mAreTurnsTaken = mIsRestBroken = mIsUseBroken = false;
     mUsedUntil = moment.at;
     return;
   }
@@ -13,20 +13,17 @@ void CGroupSettlingRule::OnSecond(const SGroupMoment& moment) {
   CheckUse(moment);
 }
 
-bool CGroupSettlingRule::IsAnyoneWaiting(const SGroupMoment& moment) const {
-  return std::ranges::any_of(moment.stations,
-                             [](const auto& station) { return station.Wants() && !station.IsServed(); });
-}
-
 void CGroupSettlingRule::CheckRest(const SGroupMoment& moment) {
-  const bool isFirst = mLimits.empty();
-  mLimits.resize(moment.stations.size());
-  for (std::size_t i = 0; i < mLimits.size(); ++i) {
+  const bool isFirst = mCurrents.empty();
+  mCurrents.resize(moment.stations.size());
+  for (const SGroupStationMoment& station : moment.stations)
+    mAreTurnsTaken = mAreTurnsTaken || !station.IsServed();
+  for (std::size_t i = 0; i < mCurrents.size(); ++i) {
     const SGroupStationMoment& station = moment.stations[i];
-    const std::uint32_t before = std::exchange(mLimits[i], station.limitMilliAmpere);
-    if (isFirst || before == mLimits[i] || !station.Wants() || IsAnyoneWaiting(moment)) continue;
-    if (std::exchange(mIsRestBroken, true)) continue;
-    Violate(moment.at, fmt::format("station {} from {} to {} mA after {} s", i + 1, before, mLimits[i],
+    const std::uint32_t can = station.Wants() ? station.vehicle->maxMilliAmpere : 0;
+    const std::uint32_t before = std::exchange(mCurrents[i], std::min(station.limitMilliAmpere, can));
+    if (isFirst || before == mCurrents[i] || mAreTurnsTaken || std::exchange(mIsRestBroken, true)) continue;
+    Violate(moment.at, fmt::format("station {} from {} to {} mA after {} s", i + 1, before, mCurrents[i],
                                    moment.Calm().count() / 1000));
   }
 }

@@ -4,9 +4,11 @@
 
 #include "simulation/grouprule.h"
 
-/// In a calm world, `kSettled` after the last change, the limits of vehicles that want current do not change
-/// any more, unless turns are taken; and what there is is used: each of these vehicles may take as much as it
-/// can, or some phase that it needs has nothing left, beside what is kept for those who may fall back.
+/// In a calm world, `kSettled` after the last change, what the vehicles get that want current, which is their
+/// limit or the less that they can use, does not change any more, as long as there is the least current for
+/// every station, so that none has to wait for its turn; and what there is is used: each of these vehicles
+/// gets as much as it can use, or some phase that it needs has nothing left, beside what is kept for those
+/// who may fall back.
 class CGroupSettlingRule final : public CGroupRule {
  public:
   static constexpr Milliseconds kSettled{70000};
@@ -20,13 +22,13 @@ class CGroupSettlingRule final : public CGroupRule {
   void OnSecond(const SGroupMoment& moment) override;
 
  private:
-  bool IsAnyoneWaiting(const SGroupMoment& moment) const;
   void CheckRest(const SGroupMoment& moment);
   void CheckUse(const SGroupMoment& moment);
   std::string WhoHasTooLittle(const SGroupMoment& moment) const;
 
-  std::vector<std::uint32_t> mLimits;  ///< empty: not settled yet
-  bool mIsRestBroken = false;          ///< in this calm
+  std::vector<std::uint32_t> mCurrents;  ///< mA, that they get; empty: not settled yet
+  bool mAreTurnsTaken = false;           ///< in this calm
+  bool mIsRestBroken = false;            ///< likewise
   bool mIsUseBroken = false;
   Milliseconds mUsedUntil{0};
 };

@@ -16,8 +16,8 @@ void CGroupStandstillRule::OnSecond(const SGroupMoment& moment) {
 bool CGroupStandstillRule::IsEverybodyStopped(const SGroupMoment& moment) const {
   bool isAnyoneWaiting = false;
   for (const SGroupStationMoment& station : moment.stations) {
-    if (!station.Wants()) continue;
     if (station.IsServed()) return false;
+    if (!station.Wants()) continue;
     const Milliseconds since = std::max({station.wantsSince, station.reachableSince, moment.capacitySince});
     if (station.isReachable && station.isLed && moment.HasRoomFor(station) && moment.at - since >= kSettled)
       isAnyoneWaiting = true;

@@ -2,8 +2,9 @@
 
 #include "simulation/grouprule.h"
 
-/// While there is the least current for one of those who want it, one of them may take it: at scarcity the
-/// stations are never stopped all together, except for the moment in which a turn passes from one to another.
+/// While there is the least current for one of those who want it, one station may take it: at scarcity they
+/// are never stopped all together, except for the moment in which a turn passes from one to another. It may
+/// be one at which nobody can know that there is no vehicle.
 class CGroupStandstillRule final : public CGroupRule {
  public:
   /// Since which there has been something to share, nobody has come, and the way to them was there.

@@ -5,13 +5,13 @@
 #include "simulation/grouprule.h"
 
 /// In a calm world limits change for turns alone: those of a vehicle that wants current at most
-/// `kMostPerTurn` times in each turn, and those that are offered where none draws at most once a minute.
+/// `kMostPerTurn` times in each turn, and those that are offered where none draws at most once in `kOffer`.
 class CGroupSteadinessRule final : public CGroupRule {
  public:
   static constexpr Milliseconds kSettled{120000};
   static constexpr Milliseconds kTurn{15 * 60 * 1000};
   static constexpr std::uint32_t kMostPerTurn = 4;
-  static constexpr Milliseconds kOffer{60000};
+  static constexpr Milliseconds kOffer{30000};
   static constexpr std::uint32_t kFirstOffers = 2;
 
   explicit CGroupSteadinessRule(Report report)
