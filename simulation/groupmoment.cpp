@@ -5,7 +5,7 @@
 std::uint32_t SGroupMoment::Unused(const SGroupStationMoment& station) const {
   std::uint32_t unused = std::numeric_limits<std::uint32_t>::max();
   for (std::size_t phase = 0; phase < planned.size(); ++phase) {
-    if (!HasLbPhase(station.wired, phase)) continue;
+    if (station.IsServed() && !HasLbPhase(station.wired, phase)) continue;
     std::uint64_t taken = 0;
     for (const SGroupStationMoment& each : stations)
       taken += std::max(each.mayDraw[phase], each.fallbackMilliAmpere);

@@ -9,8 +9,9 @@ class CGroupStandstillRule final : public CGroupRule {
  public:
   /// Since which there has been something to share, nobody has come, and the way to them was there.
   static constexpr Milliseconds kSettled{60000};
+  /// Besides what the slowest vehicle takes to stop.
   static constexpr Milliseconds kHandOver{10000};
-  static constexpr Milliseconds kHandOverInNoise{20000};
+  static constexpr Milliseconds kHandOverInTrouble{20000};
 
   explicit CGroupStandstillRule(Report report)
       : CGroupRule("scarcity never stops everybody", std::move(report)) {}
@@ -18,6 +19,7 @@ class CGroupStandstillRule final : public CGroupRule {
   void OnSecond(const SGroupMoment& moment) override;
 
  private:
+  static Milliseconds HandOver(const SGroupMoment& moment);
   bool IsEverybodyStopped(const SGroupMoment& moment) const;
 
   Milliseconds mRunningUntil{0};
