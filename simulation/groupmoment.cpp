@@ -7,8 +7,10 @@ std::uint32_t SGroupMoment::Unused(const SGroupStationMoment& station) const {
   for (std::size_t phase = 0; phase < planned.size(); ++phase) {
     if (station.IsServed() && !HasLbPhase(station.wired, phase)) continue;
     std::uint64_t taken = 0;
-    for (const SGroupStationMoment& each : stations)
-      taken += std::max(each.mayDraw[phase], each.fallbackMilliAmpere);
+    for (const SGroupStationMoment& each : stations) {
+      const std::uint32_t may = each.drawing ? each.mayDraw[phase] : each.limitMilliAmpere;
+      taken += std::max(may, each.fallbackMilliAmpere);
+    }
     const std::uint64_t left = planned[phase] - std::min<std::uint64_t>(planned[phase], taken);
     unused = std::min(unused, static_cast<std::uint32_t>(left));
   }

@@ -64,8 +64,8 @@ struct SGroupMoment {
       return others + SGroupStationMoment::kLeastMilliAmpere <= each;
     });
   }
-  /// What the station could have besides, in mA, the others as they are. Nobody can know on which phases it
-  /// will draw while it may not.
+  /// What the station could have besides, in mA, the others as they are. Nobody can know on which phases
+  /// somebody will draw who does not.
   std::uint32_t Unused(const SGroupStationMoment& station) const;
   /// For so long nothing has happened, and nothing is wrong.
   Milliseconds Calm() const { return isWhole && !isNoisy ? at - lastEvent : Milliseconds(0); }

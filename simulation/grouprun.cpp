@@ -344,10 +344,12 @@ LbPhaseCurrents CGroupRun::MayDraw(MediumStation number) const {
   return mayDraw;
 }
 
-/// A leader knows no other than its own of those who have not told it theirs, and nothing at all of those it
-/// has not even been told the number of.
+/// One who is off may come back at any time, and has told what it falls back to; the leader itself knows that
+/// others hold what it told them for a while. A leader knows no other than its own of those who have not told
+/// it theirs, and nothing at all of those it has not even been told the number of.
 std::uint32_t CGroupRun::CountedFallback(MediumStation number) const {
   const std::uint32_t own = mMoment.stations[number - 1].fallbackMilliAmpere;
-  if (number == kLeader || mMoment.stations[number - 1].isHeard) return own;
+  if (number == kLeader) return 0;
+  if (mMoment.stations[number - 1].isHeard) return own;
   return mPlan.groupSize == 0 ? 0 : std::min(own, mMoment.stations.front().fallbackMilliAmpere);
 }

@@ -18,6 +18,11 @@ void CGroupSafetyRule::Check(const SGroupMoment& moment) {
   const bool mayBeDamage = moment.plan.medium == SGroupPlan::EMedium::Line && moment.isNoisy;
   if (mIsTold || (mayBeDamage && moment.at - mHeldUntil < kDamaged)) return;
   mIsTold = true;
-  Violate(moment.at,
-          fmt::format("{} mA of {} mA", fmt::join(moment.mayDraw, ", "), fmt::join(moment.granted, ", ")));
+  std::string stations;
+  for (std::size_t i = 0; i < moment.stations.size(); ++i) {
+    const LbPhaseCurrents& mayDraw = moment.stations[i].mayDraw;
+    if (mayDraw != LbPhaseCurrents{}) stations += fmt::format("; {}: {}", i + 1, fmt::join(mayDraw, ", "));
+  }
+  Violate(moment.at, fmt::format("{} mA of {} mA{}", fmt::join(moment.mayDraw, ", "),
+                                 fmt::join(moment.granted, ", "), stations));
 }
