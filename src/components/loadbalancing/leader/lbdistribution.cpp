@@ -21,10 +21,6 @@ std::uint32_t FreeShare(const SLbShareRequest& request) {
   return request.reserveMilliAmpere >= kLbLeastMilliAmpere ? request.reserveMilliAmpere : 0;
 }
 
-bool TakesPart(const SLbShareRequest& request) {
-  return !request.isOffer && request.mostMilliAmpere >= kLbLeastMilliAmpere;
-}
-
 bool Uses(const SLbShareRequest& request, std::size_t resource) {
   const bool isUneven = (request.phases & kLbAllPhases) != kLbAllPhases;
   return HasLbPhase(request.phases, resource % kPhases) && (resource < kPhases || isUneven);
@@ -48,8 +44,8 @@ std::uint64_t ShareAt(const SLbShareRequest& request, std::uint64_t level) {
 
 }  // namespace
 
-CLbDistribution::CLbDistribution(const Sums& room, std::span<SLbShareRequest> inOrder)
-    : mRequests(inOrder), mRoom(room) {
+CLbDistribution::CLbDistribution(const Sums& capacity, std::span<SLbShareRequest> inOrder)
+    : mRequests(inOrder), mCapacity(capacity), mRoom(capacity) {
   for (SLbShareRequest& request : mRequests) {
     if ((request.phases & kLbAllPhases) == 0) request.phases = kLbAllPhases;
     request.shareMilliAmpere = FreeShare(request);
@@ -60,13 +56,13 @@ CLbDistribution::CLbDistribution(const Sums& room, std::span<SLbShareRequest> in
 }
 
 void CLbDistribution::Admit() {
-  const std::uint64_t room = *std::max_element(mRoom.begin(), mRoom.begin() + kPhases);
-  const std::uint64_t top = std::min(room, kMost);
   Sums used = Used(0);
   for (SLbShareRequest& request : mRequests) {
-    if (!TakesPart(request)) continue;
-    if (FreeShare(request) == 0 && !TryLeast(request, used)) continue;
-    const std::uint64_t ceiling = RoundDown(std::min<std::uint64_t>(request.mostMilliAmpere, top));
+    if (request.isOffer) continue;
+    const std::uint64_t ceiling = RoundDown(MostFor(request));
+    const bool isServed =
+        FreeShare(request) != 0 || (ceiling >= kLbLeastMilliAmpere && TryLeast(request, used));
+    if (!isServed) continue;
     request.shareMilliAmpere =
         static_cast<std::uint32_t>(std::max<std::uint64_t>(FreeShare(request), ceiling));
   }
@@ -74,12 +70,12 @@ void CLbDistribution::Admit() {
 
 void CLbDistribution::Fill() {
   std::uint64_t level = kLbLeastMilliAmpere;
-  for (;;) {
+  // What is full stays so: after one round for each resource nobody can rise any more.
+  for (std::size_t round = 0; round <= kResources; ++round) {
     const std::uint64_t highest = RoundUp(HighestCeiling());
     if (highest <= level) return;
     level = HighestFitting(level, highest);
     if (level == highest) return;
-    // Something is full, and stays so: this comes to pass once for each resource at most.
     const Sums beyond = Used(level + kStep);
     for (std::size_t i = 0; i < kResources; ++i) {
       if (beyond[i] > mRoom[i]) StopUsers(i, level);
@@ -90,7 +86,8 @@ void CLbDistribution::Fill() {
 void CLbDistribution::Offer() {
   Sums used = Used(kMost);
   for (SLbShareRequest& request : mRequests) {
-    if (request.isOffer && FreeShare(request) == 0 && TryLeast(request, used)) {
+    const bool isWanted = request.isOffer && FreeShare(request) == 0;
+    if (isWanted && MostFor(request) >= kLbLeastMilliAmpere && TryLeast(request, used)) {
       request.shareMilliAmpere = kLbLeastMilliAmpere;
     }
   }
@@ -103,6 +100,14 @@ CLbDistribution::Sums CLbDistribution::Used(std::uint64_t level) const {
     for (std::size_t i = 0; i < kResources; ++i) used[i] += Cost(request, i, share);
   }
   return used;
+}
+
+std::uint64_t CLbDistribution::MostFor(const SLbShareRequest& request) const {
+  std::uint64_t most = request.mostMilliAmpere;
+  for (std::size_t i = 0; i < kResources; ++i) {
+    if (Uses(request, i)) most = std::min(most, mCapacity[i]);
+  }
+  return most;
 }
 
 bool CLbDistribution::Fits(const Sums& used) const {
@@ -143,9 +148,7 @@ std::uint64_t CLbDistribution::HighestFitting(std::uint64_t low, std::uint64_t h
 void CLbDistribution::StopUsers(std::size_t resource, std::uint64_t level) {
   for (SLbShareRequest& request : mRequests) {
     if (request.shareMilliAmpere <= level || !Uses(request, resource)) continue;
-    // Up to its reserve it costs nothing. What it overdraws it is not given on top: it is to come down.
-    const std::uint64_t free = resource < kPhases ? RoundDown(request.reserveMilliAmpere) : 0;
-    const std::uint64_t ceiling = std::max({level, free, std::uint64_t{FreeShare(request)}});
+    const std::uint64_t ceiling = std::max<std::uint64_t>(level, FreeShare(request));
     request.shareMilliAmpere =
         static_cast<std::uint32_t>(std::min<std::uint64_t>(request.shareMilliAmpere, ceiling));
   }

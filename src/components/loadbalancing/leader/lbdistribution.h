@@ -16,7 +16,7 @@ class CLbDistribution {
   static constexpr std::size_t kResources = 6;
   using Sums = std::array<std::uint64_t, kResources>;
 
-  CLbDistribution(const Sums& room, std::span<SLbShareRequest> inOrder);
+  CLbDistribution(const Sums& capacity, std::span<SLbShareRequest> inOrder);
 
   /// Those who can be given the least current, in order.
   void Admit();
@@ -28,6 +28,8 @@ class CLbDistribution {
  private:
   /// What the stations cost when the level is at so many mA.
   Sums Used(std::uint64_t level) const;
+  /// What it can use, as far as there is so much at all.
+  std::uint64_t MostFor(const SLbShareRequest& request) const;
   bool Fits(const Sums& used) const;
   /// Gives a station that has nothing the least current, if there is that much.
   bool TryLeast(const SLbShareRequest& request, Sums& used) const;
@@ -36,5 +38,6 @@ class CLbDistribution {
   void StopUsers(std::size_t resource, std::uint64_t level);
 
   const std::span<SLbShareRequest> mRequests;
-  Sums mRoom;
+  const Sums mCapacity;
+  Sums mRoom;  // the capacity, or what is taken anyway where that is more
 };

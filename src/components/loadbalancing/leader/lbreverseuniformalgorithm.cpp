@@ -4,7 +4,7 @@
 #include <limits>
 #include <utility>
 
-#include "src/components/blackoutprotection/blackoutprotectionbase.h"
+#include "src/components/iblackoutprotection.h"
 #include "src/components/loadbalancing/leader/lbdistribution.h"
 #include "src/components/loadbalancing/leader/lbphaseimbalancealgorithm.h"
 
@@ -52,14 +52,14 @@ LbPhaseCurrents CLbReverseUniformAlgorithm::LeftByHouse(const LbPhaseCurrents& d
 void CLbReverseUniformAlgorithm::Distribute(const LbPhaseCurrents& capacity,
                                             const LbPhaseCurrents& drawnUnevenly,
                                             std::span<SLbShareRequest> inOrder) const {
-  CLbDistribution::Sums room{};
-  room.fill(std::numeric_limits<std::uint64_t>::max());
-  std::ranges::copy(capacity, room.begin());
+  CLbDistribution::Sums limits{};
+  limits.fill(std::numeric_limits<std::uint64_t>::max());
+  std::ranges::copy(capacity, limits.begin());
   if (mPhaseImbalance) {
     const std::optional<LbPhaseCurrents> allowance = mPhaseImbalance->Allowance(drawnUnevenly);
-    if (allowance) std::ranges::copy(*allowance, room.begin() + capacity.size());
+    if (allowance) std::ranges::copy(*allowance, limits.begin() + capacity.size());
   }
-  CLbDistribution distribution(room, inOrder);
+  CLbDistribution distribution(limits, inOrder);
   distribution.Admit();
   distribution.Fill();
   distribution.Offer();

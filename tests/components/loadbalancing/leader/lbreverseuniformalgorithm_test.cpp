@@ -1,6 +1,6 @@
 #include "src/components/loadbalancing/leader/lbreverseuniformalgorithm.h"
 
-#include <algorithm>
+#include <map>
 #include <random>
 
 #include <gmock/gmock.h>
@@ -54,6 +54,7 @@ TEST(CLbReverseUniformAlgorithmTest, SharesEqually) {
       {{4294967295, 0}, all(4294967295), {reserves(4294967295), any}},
       {{0, 21900}, all(21900), {r, unruly}},
       {{7000, 7000, 23000}, all(23000), {r, unruly, s}},
+      {{10000, 0, 10000}, all(10000), {unruly, r, s}},
       {{8000, 6000, 6000, 0}, all(20000), {uses(8000), uses(6000), offer, offer}},
       {{9000, 9000, 0}, all(18000), {any, any, offer}},
       {{8500, 8500, 0, 46000}, all(63000), {r, r, r, any}, 16000},  // 1 A on S, and the limit
@@ -78,20 +79,19 @@ TEST(CLbReverseUniformAlgorithmTest, NobodyCouldHaveMoreButFromOneWhoHasLess) {
     CLbReverseUniformAlgorithm(nullptr, nullptr).Distribute(capacity, {}, requests);
     std::vector<bool> isHeldBack(requests.size());
     for (std::size_t phase = 0; phase < 3; ++phase) {
+      std::map<std::uint32_t, std::uint32_t> stations;  // on this phase, by share
       std::uint32_t used = 0;
-      std::uint32_t highest = 0;
       for (const SLbShareRequest& each : requests) {
         if (!HasLbPhase(each.phases, phase)) continue;
+        ++stations[each.shareMilliAmpere];
         used += each.shareMilliAmpere;
-        highest = std::max(highest, each.shareMilliAmpere);
       }
       ASSERT_LE(used, capacity[phase]);
-      const auto isAtTop = [&](const SLbShareRequest& each) {
-        return HasLbPhase(each.phases, phase) && each.shareMilliAmpere == highest;
-      };
-      const auto atTop = static_cast<std::uint32_t>(std::ranges::count_if(requests, isAtTop));
-      if (used + 100 * atTop <= capacity[phase]) continue;
-      for (std::size_t i = 0; i < requests.size(); ++i) isHeldBack[i] = isHeldBack[i] || isAtTop(requests[i]);
+      if (stations.empty() || used + 100 * stations.rbegin()->second <= capacity[phase]) continue;
+      for (std::size_t i = 0; i < requests.size(); ++i) {
+        const bool isTop = requests[i].shareMilliAmpere == stations.rbegin()->first;
+        if (isTop && HasLbPhase(requests[i].phases, phase)) isHeldBack[i] = true;
+      }
     }
     for (std::size_t i = 0; i < requests.size(); ++i) {
       const std::uint32_t share = requests[i].shareMilliAmpere;

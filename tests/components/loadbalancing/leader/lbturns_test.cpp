@@ -66,8 +66,17 @@ TEST_F(CLbTurnsTest, TheOneServedLongestMakesRoomAndIsTheOnlyOneWhileTheSupplyGo
   EXPECT_EQ(Run(20, "ABC", 2), " AC@1090") << "its turn is not taken back";
 }
 
+TEST_F(CLbTurnsTest, AFreePlaceGoesToWhoWaitedLongestAndTurnsBeginAnewWhenAllWereServed) {
+  EXPECT_EQ(Run(1000, "ABC", 1), " A@0 B@910");
+  EXPECT_EQ(Run(10, "ABC", 2), " BC@1000");
+  EXPECT_EQ(Run(200, "ABC", 3), " ABC@1010");
+  EXPECT_EQ(Run(1000, "ABC", 2), " BC@1210 AC@2130");
+}
+
 TEST_F(CLbTurnsTest, ThoseWhoRestHoldTheDoorOneAfterTheOther) {
-  EXPECT_EQ(Run(120, "abC", 2), " AC@0 BC@50 AC@100");
+  EXPECT_EQ(Run(20, "aD", 3), " AD@0");
+  EXPECT_EQ(Run(80, "abD", 3), " ABD@20");
+  EXPECT_EQ(Run(60, "abcD", 3), " BCD@100 ACD@110 ABD@150");
 }
 
 TEST_F(CLbTurnsTest, ATurnOfThoseWhoRestIsShort) {

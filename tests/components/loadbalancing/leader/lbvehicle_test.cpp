@@ -78,6 +78,10 @@ TEST_F(CLbVehicleTest, OneThatIgnoresItsLimitsOverdrawsAndOneThatTakes26SecondsT
     EXPECT_EQ(Take(4, limit, {limit, 0, 0}), "D 001") << limit;
     before = limit;
   }
+  const std::array<std::uint32_t, 8> falling{32000, 32000, 26000, 20000, 14000, 8000, 8000, 8000};
+  for (std::size_t i = 10; i < 5 * falling.size(); ++i) {
+    EXPECT_EQ(Take(2, falling[i / 5], {falling[i / 5 - 2], 0, 0}), "D 001") << "it follows, 20 s behind";
+  }
   EXPECT_EQ(Take(60, 16000, {17600, 0, 0}), "D 001") << "a meter's inaccuracy";
   EXPECT_EQ(Take(30, 10000, {17000, 0, 0}), "D 001") << "it may be coming down";
   for (const std::uint32_t limit : {10000U, 9900U, 10100U, 0U, 20000U}) {
