@@ -7,24 +7,12 @@
 
 #include "platform/utility/mutex.h"
 #include "platform/worker/worker.h"
+#include "src/components/iblackoutprotection.h"
 #include "src/components/limiter.h"
 #include "src/components/measurementsources/measurement.h"
 
 class CCurrentControlConfig;
 class CDiagnosticsSignal;
-
-/// Blackout protection as group load balancing sees it. Any thread.
-class IBlackoutProtection {
- public:
-  virtual ~IBlackoutProtection() = default;
-
-  /// Whether the currents of the house cannot be relied on.
-  virtual bool IsInError() const = 0;
-  /// What the main fuse has left on each phase, in mA; negative when it is overloaded.
-  virtual ThreePhaseValue GetAllowanceCurrent() = 0;
-  /// What may be drawn while the currents of the house are not known, in mA.
-  virtual std::uint32_t GetFallbackCurrent() const = 0;
-};
 
 /// What both kinds of blackout protection share: they look at the currents of the house connection once per
 /// period and notice when these cannot be had.

@@ -76,7 +76,8 @@ void CLbFollowerProtocol::OnCommunicationTimeout() {
 }
 
 void CLbFollowerProtocol::OnMessageReceived(const SLbMessage& message,
-                                            const std::shared_ptr<Endpoint>& endpoint) {
+                                            const std::shared_ptr<Endpoint>& endpoint,
+                                            std::uint32_t /*sends*/) {
   if (mState == EState::Disabled || HasFallbackChanged()) return;
   switch (static_cast<ELbMessage>(message.Id())) {
     case ELbMessage::Reset:

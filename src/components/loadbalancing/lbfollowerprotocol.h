@@ -35,7 +35,8 @@ class CLbFollowerProtocol final : public CLbProtocolBase {
   void Disable() override;
 
  protected:
-  void OnMessageReceived(const SLbMessage& message, const std::shared_ptr<Endpoint>& endpoint) override;
+  void OnMessageReceived(const SLbMessage& message, const std::shared_ptr<Endpoint>& endpoint,
+                         std::uint32_t sends) override;
   std::uint32_t StateNumber() const override;
   SLbGroupView DescribeRole() override;
 

@@ -56,11 +56,8 @@ void CLbProtocolBase::Start() {
       [this](const SLbMessage& message, const std::shared_ptr<Endpoint>& endpoint) {
         TakeMessage(message, endpoint);
       });
-  mSurroundings.communication->SetDataReceivedHandler([this](const std::shared_ptr<Endpoint>& endpoint) {
-    OnBytesReceived(*endpoint);
-    mSurroundings.parser->Parse(endpoint);
-    TellOfStrangers(*endpoint);
-  });
+  mSurroundings.communication->SetDataReceivedHandler(
+      [this](const std::shared_ptr<Endpoint>& endpoint) { TakeBytes(endpoint); });
   mWorker.BlockingCall([this] { SetUpCommunication(); });
 }
 
@@ -103,6 +100,8 @@ void CLbProtocolBase::BroadcastMessage(const SLbMessage& message) {
 void CLbProtocolBase::Send(const SLbMessage& message, Endpoint* endpoint) {
   const auto packet = mSurroundings.parser->Serialize(message, endpoint);
   if (packet.empty()) return;  // the parser said why
+  // From the serialisation on the parser takes no answer to an earlier request of that peer's any more.
+  ++mSends;
   LOG_DEBUG("Sending message of {:d} bytes with id 0x{:02X}{:s}", packet.size(), message.Id(),
             endpoint != nullptr ? fmt::format(" to {:s}", endpoint->ToString()) : "");
   if (endpoint != nullptr) {
@@ -121,6 +120,13 @@ void CLbProtocolBase::TellOfStrangers(const Endpoint& endpoint) {
       endpoint.ToString());
 }
 
+void CLbProtocolBase::TakeBytes(const std::shared_ptr<Endpoint>& endpoint) {
+  mSendsBefore = mSends;
+  OnBytesReceived(*endpoint);
+  mSurroundings.parser->Parse(endpoint);
+  TellOfStrangers(*endpoint);
+}
+
 void CLbProtocolBase::TakeMessage(const SLbMessage& message, const std::shared_ptr<Endpoint>& endpoint) {
   LOG_DEBUG("Received message with id 0x{:02X} in state {:d} from {:s}", message.Id(), StateNumber(),
             endpoint->ToString());
@@ -132,9 +138,9 @@ void CLbProtocolBase::TakeMessage(const SLbMessage& message, const std::shared_p
     return;
   }
   ++mWaiting;
-  mWorker.NonBlockingCall([this, message, endpoint] {
+  mWorker.NonBlockingCall([this, message, endpoint, sends = mSendsBefore] {
     if (--mWaiting == 0) mIsFloodTold = false;
-    OnMessageReceived(message, endpoint);
+    OnMessageReceived(message, endpoint, sends);
   });
 }
 

@@ -64,8 +64,9 @@ class CLbProtocolBase {
   explicit CLbProtocolBase(SSurroundings surroundings);
   void Stop();
 
-  /// A valid message has come. On the worker.
-  virtual void OnMessageReceived(const SLbMessage& message, const std::shared_ptr<Endpoint>& endpoint) = 0;
+  /// A valid message has come; `sends` says how many this station had sent by then. On the worker.
+  virtual void OnMessageReceived(const SLbMessage& message, const std::shared_ptr<Endpoint>& endpoint,
+                                 std::uint32_t sends) = 0;
   /// The role's state as log lines have it. Any thread.
   virtual std::uint32_t StateNumber() const = 0;
   /// Bytes have come, which are no message yet, and may never be one. On the medium's thread.
@@ -85,6 +86,8 @@ class CLbProtocolBase {
   /// Stations that may answer to this one.
   std::uint32_t Capacity() const { return mSurroundings.communication->GetCapacity(); }
   bool IsCommunicationUp() const { return mIsUp; }
+  /// Messages that were sent so far. What came when there had been fewer is no answer to the newest one.
+  std::uint32_t Sends() const { return mSends; }
   /// Sets the station's limit in the group, in mA. The phase handler is told what the leader asked for.
   void ApplyLimit(std::uint32_t milliAmpere, std::uint32_t askedMilliAmpere, bool isPhaseDiscovery);
   void ApplyLimit(std::uint32_t milliAmpere) { ApplyLimit(milliAmpere, milliAmpere, false); }
@@ -110,6 +113,7 @@ class CLbProtocolBase {
   void SetUpCommunication();
   void Send(const SLbMessage& message, Endpoint* endpoint);
   /// On the medium's thread.
+  void TakeBytes(const std::shared_ptr<Endpoint>& endpoint);
   void TakeMessage(const SLbMessage& message, const std::shared_ptr<Endpoint>& endpoint);
   void TellOfStrangers(const Endpoint& endpoint);
 
@@ -117,8 +121,10 @@ class CLbProtocolBase {
   std::optional<LbSerialNumber> mOwnSerialNumber;  ///< since the start
   std::atomic<std::uint32_t> mLimit{0};
   std::atomic<std::uint32_t> mWaiting{0};
+  std::atomic<std::uint32_t> mSends{0};
   std::atomic<bool> mIsFloodTold{false};  ///< since all messages could be taken
   // On the medium's thread.
+  std::uint32_t mSendsBefore = 0;  // the bytes came that are being parsed
   bool mHasUnderstood = false;
   bool mIsStrangerTold = false;
   // On the worker.

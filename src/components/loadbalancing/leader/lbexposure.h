@@ -10,15 +10,17 @@
 /// what may have been lost on the way. What it falls back to counts besides. One thread.
 class CLbExposure {
  public:
-  /// A station heeds no limit for longer than that after it got it; then it falls back.
+  /// A station heeds no limit for longer than that after it has taken it; then it falls back.
   static constexpr Milliseconds kHold{8000};
-  /// Nothing is on its way for longer.
-  static constexpr Milliseconds kLongestWay{1000};
+  /// From the sending of a limit to that: its way, and a charge control that hangs, which takes nearly 1 s.
+  static constexpr Milliseconds kLongestWay{3000};
 
   /// A limit is being sent, in mA.
   void Told(std::uint32_t milliAmpere, TimePoint now);
   /// The station has said that the newest one is in force.
   void Acknowledged();
+  /// The station has said that none is.
+  void FellBack() { mHoldsUntil.reset(); }
 
   /// In mA; 0: no limit that it was told can be in force any more, it has fallen back.
   std::uint32_t Highest(TimePoint now) const;

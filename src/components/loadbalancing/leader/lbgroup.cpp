@@ -53,6 +53,14 @@ void CLbGroup::Remove(const CLbMember& member) {
   mFollowers.erase(member.SerialNumber());
 }
 
+void CLbGroup::Rename(CLbMember& member, const LbSerialNumber& serialNumber) {
+  auto node = mFollowers.extract(member.SerialNumber());
+  node.key() = serialNumber;
+  node.mapped().SetSerialNumber(serialNumber);
+  mFollowers.insert(std::move(node));
+  mSurplus.erase(serialNumber);
+}
+
 bool CLbGroup::AddSurplus(const LbSerialNumber& serialNumber) {
   const bool isFirst = mSurplus.empty();
   if (mSurplus.size() < kMostSurplus) mSurplus.insert(serialNumber);
@@ -124,7 +132,7 @@ bool CLbGroup::Affords(const CLbMember& member, const SLbLimit& limit, const LbP
 
 SLbLimit CLbGroup::NextLimit(const CLbMember& member, TimePoint now) const {
   const LbPhaseCurrents mayDraw = MayDraw(now);
-  if (member.IsServable() && Affords(member, member.Share(), mayDraw, now)) return member.Share();
+  if (member.HasShare() && Affords(member, member.Share(), mayDraw, now)) return member.Share();
   if (member.IsTold() && Affords(member, member.Told(), mayDraw, now)) return member.Told();
   // What is kept for it anyway is there.
   const std::uint32_t reserve = ReserveOf(member, now);
@@ -138,6 +146,11 @@ LbPhaseCurrents CLbGroup::Drawn(bool unevenly) const {
     for (std::size_t phase = 0; phase < sums.size(); ++phase) sums[phase] += member->Vehicle().Drawn()[phase];
   }
   return {Clamped(sums[0]), Clamped(sums[1]), Clamped(sums[2])};
+}
+
+void CLbGroup::SetSupply(const SSupply& supply) {
+  mSupply = supply;
+  CheckFallbacks();
 }
 
 void CLbGroup::Distribute(TimePoint now) {
@@ -166,13 +179,18 @@ void CLbGroup::Distribute(TimePoint now) {
 
 SLbShareRequest CLbGroup::RequestOf(const CLbMember& member, const CLbTurns::SStation& place,
                                     TimePoint now) const {
+  const std::uint32_t reserve = ReserveOf(member, now);
   SLbShareRequest request{.phases = member.Vehicle().Phases(),
                           .mostMilliAmpere = member.Vehicle().Most(),
-                          .reserveMilliAmpere = ReserveOf(member, now),
                           .overdrawn = member.Vehicle().Overdrawn(),
                           .isOffer = place.isOffer};
-  if (place.wish == CLbVehicle::EWish::Rests) request.mostMilliAmpere = kLbLeastMilliAmpere;
+  if (mDoFallbacksFit) {
+    request.reserveMilliAmpere = reserve;
+  } else {
+    for (std::uint32_t& each : request.overdrawn) each = std::max(each, reserve);
+  }
   if (mSupply.isSettling) request.mostMilliAmpere = std::min(request.mostMilliAmpere, FallbackOf(member));
+  if (mSupply.isOwnHeld && member.IsOwn()) request.mostMilliAmpere = 0;
   return request;
 }
 

@@ -23,6 +23,7 @@ class CLbGroup {
     std::uint32_t size = 0;         ///< stations with the leader's own; 0: not known
     std::uint32_t ownFallback = 0;  ///< also of those who have not said theirs
     bool isSettling = false;        ///< nobody is to get more than its fallback
+    bool isOwnHeld = false;         ///< the leader itself gets nothing
   };
 
   /// At a fallback current that does not fit into the supply, a station that does not answer counts with it
@@ -44,10 +45,12 @@ class CLbGroup {
   CLbMember* FindAt(const ICommunicationListener::IEndpoint& endpoint) const;
   CLbMember& Add(const LbSerialNumber& serialNumber);
   void Remove(const CLbMember& member);
+  /// It is the same station as before.
+  void Rename(CLbMember& member, const LbSerialNumber& serialNumber);
   /// There is no place for it. True: it is the first one.
   bool AddSurplus(const LbSerialNumber& serialNumber);
 
-  void SetSupply(const SSupply& supply) { mSupply = supply; }
+  void SetSupply(const SSupply& supply);
   const SSupply& Supply() const { return mSupply; }
   /// Gives every station its share. What is told follows with each one's next limit.
   void Distribute(TimePoint now);

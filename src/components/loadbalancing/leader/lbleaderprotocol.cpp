@@ -10,7 +10,7 @@
 #include <fmt/ranges.h>
 
 #include "platform/log/log.h"
-#include "src/components/blackoutprotection/blackoutprotectionbase.h"
+#include "src/components/iblackoutprotection.h"
 #include "src/components/loadbalancing/leader/ipowerlimitinput.h"
 #include "src/components/loadbalancing/leader/lbreverseuniformalgorithm.h"
 #include "src/components/loadbalancing/loadbalancingconfig.h"
@@ -63,6 +63,8 @@ void CLbLeaderProtocol::Enable() {
   Worker().BlockingCall([this] {
     if (mState != EState::Disabled) return;
     mState = EState::Settling;
+    mEnabled = Now();
+    mGroup.Own().SetSerialNumber(OwnSerialNumber().value_or(CLbMember::kNoSerialNumber));
     PhaseRotation();  // a wrong one is told now
     if (Config().GetGroupSize() <= 0)
       LOG_WARNING(
@@ -83,7 +85,7 @@ void CLbLeaderProtocol::Disable() {
     mIsListening = false;
     mState = EState::Disabled;
     for (CLbMember* const member : mGroup.Members()) {
-      if (member->IsServable() && !member->IsOwn()) member->Lose();
+      if (member->IsServable() && !member->IsOwn()) member->Lose(Now());
     }
     mGroup.Own().SetShare({});
     TellOwn();
@@ -115,8 +117,7 @@ void CLbLeaderProtocol::Begin() {
 void CLbLeaderProtocol::Look() {
   const TimePoint now = Now();
   CLbMember& own = mGroup.Own();
-  own.TakeLoad(ReadLoad(), now);
-  TellOfVehicle(own);
+  TakeLoad(own, ReadLoad());
   Settle();
   MeasureSupply();
   const LbPhaseCurrents mayDraw = mGroup.MayDraw(now);
@@ -147,7 +148,9 @@ void CLbLeaderProtocol::MeasureSupply() {
            ReadSupply(), limitInput ? limitInput->GetLimit() : std::nullopt, mGroup.Drawn(), Now()),
        .size = static_cast<std::uint32_t>(std::max(Config().GetGroupSize(), 0)),
        .ownFallback = ReadFallback(),
-       .isSettling = mState != EState::Leading});
+       .isSettling = mState != EState::Leading,
+       // What a former run told the others may be in force, and it may have left nothing for itself.
+       .isOwnHeld = Now() - mEnabled < CLbExposure::kHold + CLbExposure::kLongestWay});
   TellOfHouse();
 }
 
@@ -189,13 +192,13 @@ void CLbLeaderProtocol::OnBytesReceived(const Endpoint& endpoint) {
 }
 
 void CLbLeaderProtocol::OnMessageReceived(const SLbMessage& message,
-                                          const std::shared_ptr<Endpoint>& endpoint) {
+                                          const std::shared_ptr<Endpoint>& endpoint, std::uint32_t sends) {
   if (mState == EState::Disabled) return;
   const auto id = static_cast<ELbMessage>(message.Id());
   if (IsLeaders(id)) {
     OnLeadersMessage(message, *endpoint);
   } else if (id != ELbMessage::DiscoveryAnswer) {
-    OnAnswer(message, endpoint);
+    OnAnswer(message, endpoint, sends);
   } else if (endpoint->IsNetworkEndpoint()) {
     OnDiscoveryAnswer(LbMessages::SerialNumberOf(message), endpoint);
   }
@@ -206,6 +209,7 @@ void CLbLeaderProtocol::OnLeadersMessage(const SLbMessage& message, const Endpoi
   if (MayBeOwn(message)) return;
   mOtherLeaderHeard = Now();
   if (!mTold.IsNew("leader", "")) return;
+  mNextSearch = Now();  // so that it hears this one, too
   LOG_WARNING(
       "{:s} leads this group, too: while it is heard nobody gets more than the fallback current. Give one of "
       "the two the GroupLoadBalancingRole \"Follower\" in settings.json",
@@ -234,7 +238,7 @@ void CLbLeaderProtocol::OnDiscoveryAnswer(const LbSerialNumber& serialNumber,
                                           const std::shared_ptr<Endpoint>& endpoint) {
   const TimePoint now = Now();
   mDiscovery.TakeAnswer(now);
-  if (serialNumber == OwnSerialNumber()) {
+  if (serialNumber == mGroup.Own().SerialNumber()) {
     if (mTold.IsNew("own", ""))
       LOG_WARNING("{:s} has this station's own MainboardSn {}, and is not led", endpoint->ToString(),
                   ToText(serialNumber));
@@ -246,6 +250,7 @@ void CLbLeaderProtocol::OnDiscoveryAnswer(const LbSerialNumber& serialNumber,
   if (member == nullptr) return;
   const bool isRefused = member->State() == ELbStationState::Refused;
   if (isRefused && member->HeardAgo(now) < kRefusalLasts) return;
+  mTold.Solved(KeyOf("elsewhere", *member));
   member->SetWay(endpoint);
   member->Join(now);
   DistributeSoon();
@@ -257,21 +262,20 @@ bool CLbLeaderProtocol::IsItself(const CLbMember& member, const Endpoint& endpoi
   if (!isElsewhere) return true;
   const auto heardAgo = member.HeardAgo(Now());
   if (member.State() == ELbStationState::Silent || heardAgo > CLbExposure::kHold) return true;
-  if (mTold.IsNew("elsewhere " + ToText(member.SerialNumber()), ""))
+  if (mTold.IsNew(KeyOf("elsewhere", member), ""))
     LOG_WARNING("{:s} says that it is {}, which is {:s}: it is not heeded", endpoint.ToString(),
                 NameOf(member), member.Address());
   return false;
 }
 
 CLbMember* CLbLeaderProtocol::Admit(const LbSerialNumber& serialNumber, const Endpoint* endpoint) {
-  // Whoever has another name now does not count twice.
   if (CLbMember* const former = endpoint != nullptr ? mGroup.FindAt(*endpoint) : nullptr; former != nullptr) {
-    LOG_WARNING("{:s} was {} and says that it is {} now", endpoint->ToString(), NameOf(*former),
-                ToText(serialNumber));
-    mGroup.Remove(*former);
+    Rename(*former, serialNumber);
+    return former;
   }
   if (mGroup.Followers() < Capacity()) return &mGroup.Add(serialNumber);
-  if (mGroup.AddSurplus(serialNumber))
+  // What a line brings may be noise.
+  if (endpoint != nullptr && mGroup.AddSurplus(serialNumber))
     LOG_WARNING(
         "A group has at most {} stations besides its leader: {} and all further ones are not led, and charge "
         "with their fallback current, which is kept for them",
@@ -279,12 +283,29 @@ CLbMember* CLbLeaderProtocol::Admit(const LbSerialNumber& serialNumber, const En
   return nullptr;
 }
 
-void CLbLeaderProtocol::OnAnswer(const SLbMessage& message, const std::shared_ptr<Endpoint>& endpoint) {
+void CLbLeaderProtocol::Rename(CLbMember& member, const LbSerialNumber& serialNumber) {
+  if (mTold.IsNew("renamed " + member.Address(), ""))
+    LOG_WARNING("{:s} was {} and says that it is {} now", member.Address(), NameOf(member),
+                ToText(serialNumber));
+  ForgetTold(member);
+  mGroup.Rename(member, serialNumber);
+}
+
+/// What is told of a station that is not there any more takes no memory.
+void CLbLeaderProtocol::ForgetTold(const CLbMember& member) {
+  for (const std::string_view problem : {"version", "elsewhere", "fallback"}) {
+    mTold.Solved(KeyOf(problem, member));
+  }
+  mVehicleTold.erase(member.SerialNumber());
+}
+
+void CLbLeaderProtocol::OnAnswer(const SLbMessage& message, const std::shared_ptr<Endpoint>& endpoint,
+                                 std::uint32_t sends) {
   CLbMember* const member = mGroup.Find(LbMessages::SerialNumberOf(message));
   if (member == nullptr || !IsItself(*member, *endpoint)) return;
   member->SetWay(endpoint);
   const auto id = static_cast<ELbMessage>(message.Id());
-  if (!member->TakeAnswer(id, Now())) return;
+  if (!member->TakeAnswer(id, sends, Now())) return;
   if (id == ELbMessage::InfoAnswer) {
     TakeVersion(*member, LbMessages::ReadInfoAnswer(message));
   } else if (id == ELbMessage::FallbackAnswer) {
@@ -295,7 +316,7 @@ void CLbLeaderProtocol::OnAnswer(const SLbMessage& message, const std::shared_pt
 }
 
 void CLbLeaderProtocol::TakeVersion(CLbMember& member, std::uint8_t version) {
-  const std::string problem = "version " + ToText(member.SerialNumber());
+  const std::string problem = KeyOf("version", member);
   if (version == kLbProtocolVersion) {
     mTold.Solved(problem);
     return member.SetIsVersionKnown();
@@ -308,14 +329,22 @@ void CLbLeaderProtocol::TakeVersion(CLbMember& member, std::uint8_t version) {
         NameOf(member), version, kLbProtocolVersion, Ampere(mGroup.FallbackOf(member)));
 }
 
-void CLbLeaderProtocol::TakeFallback(CLbMember& member, std::uint32_t milliAmpere) {
+void CLbLeaderProtocol::TakeFallback(CLbMember& member, std::uint32_t said) {
+  const std::uint32_t milliAmpere = std::min(said, CLbVehicle::kNonsenseMilliAmpere);
+  const std::string problem = KeyOf("fallback", member);
+  if (said == milliAmpere) {
+    mTold.Solved(problem);
+  } else if (mTold.IsNew(problem, "")) {
+    LOG_WARNING("{} says that it falls back to {} A, which no station can have: it counts with {} A",
+                NameOf(member), Ampere(said), Ampere(milliAmpere));
+  }
   const bool isNew = member.Fallback() != milliAmpere;
   member.SetFallback(milliAmpere, Now());
   if (isNew) DistributeSoon();
 }
 
 void CLbLeaderProtocol::TakeLoad(CLbMember& member, const SLbLoad& load) {
-  const bool wasLed = member.State() == ELbStationState::Led;
+  const bool wasLed = member.IsOwn() || member.State() == ELbStationState::Led;
   const auto wish = member.Vehicle().Wish();
   const LbPhases phases = member.Vehicle().Phases();
   const LbPhaseCurrents overdrawn = member.Vehicle().Overdrawn();
@@ -329,10 +358,10 @@ void CLbLeaderProtocol::TakeLoad(CLbMember& member, const SLbLoad& load) {
 
 void CLbLeaderProtocol::Pump() {
   if (mState == EState::Disabled) return;
+  TellOwn();  // which may wait for charge control
   const TimePoint now = Now();
   CloseCall(now);
   GiveUpOverdue(now);
-  TellOwn();
   if (mBegan) {
     AskMembers(now);
     CallIfDue(now);
@@ -354,15 +383,19 @@ void CLbLeaderProtocol::CloseCall(TimePoint now) {
 void CLbLeaderProtocol::GiveUpOverdue(TimePoint now) {
   std::vector<CLbMember*> noise;
   for (CLbMember* const member : mGroup.Members()) {
-    if (!member->IsAsked() || *NextOf(*member) > now || !member->GiveUpAnswer()) continue;
+    if (!member->IsAsked() || *NextOf(*member) > now || !member->GiveUpAnswer(now)) continue;
     OnSilent(*member);
     if (mParts.isLine && !member->HasAnswered()) noise.push_back(member);
   }
-  for (const CLbMember* const member : noise) mGroup.Remove(*member);
+  for (const CLbMember* const member : noise) {
+    ForgetTold(*member);
+    mGroup.Remove(*member);
+  }
 }
 
 void CLbLeaderProtocol::OnSilent(const CLbMember& member) {
   mQuickSearchUntil = Now() + kQuickSearchSpan;
+  mNextSearch = std::min(mNextSearch, Now() + kQuickSearch);
   DistributeSoon();
   if (member.HasAnswered())
     LOG_WARNING("{} does not answer any more: {} A are kept for it", NameOf(member),
@@ -378,12 +411,13 @@ void CLbLeaderProtocol::AskMembers(TimePoint now) {
     if (!mayDraw) mayDraw = mGroup.MayDraw(now);
     return mGroup.Affords(member, member.Share(), *mayDraw, now);
   };
+  const std::size_t first = mFirstToAsk;
   for (std::size_t i = 0; i < members.size() && MayAsk(); ++i) {
-    const std::size_t index = (mFirstToAsk + i) % members.size();
+    const std::size_t index = (first + i) % members.size();
     CLbMember& member = *members[index];
     const auto due = NextOf(member);
     if (member.IsAsked() || ((!due || *due > now) && !mayRise(member))) continue;
-    Ask(member, now);
+    Ask(member);
     mayDraw.reset();
     mFirstToAsk = index + 1;
   }
@@ -399,7 +433,8 @@ std::optional<TimePoint> CLbLeaderProtocol::NextOf(const CLbMember& member) cons
   return member.NextAt(ResponseTime(member.NewestRequest() == ELbMessage::LimitRequest), mParts.isLine);
 }
 
-void CLbLeaderProtocol::Ask(CLbMember& member, TimePoint now) {
+void CLbLeaderProtocol::Ask(CLbMember& member) {
+  const TimePoint now = Now();
   const ELbMessage id = member.NextRequest(now);
   SLbMessage message;
   if (id == ELbMessage::InfoRequest) {
@@ -414,10 +449,13 @@ void CLbLeaderProtocol::Ask(CLbMember& member, TimePoint now) {
                                   .milliAmpere = limit.milliAmpere,
                                   .flags = limit.isPhaseDiscovery ? kLbPhaseDiscoveryFlag : std::uint8_t{0}});
   }
-  member.Ask(id, now);
+  if (mParts.isLine) {
+    BroadcastMessage(message);
+  } else {
+    SendMessage(message, *member.Way());
+  }
+  member.Ask(id, Sends(), now);
   ++mAsked;
-  if (mParts.isLine) return BroadcastMessage(message);
-  SendMessage(message, *member.Way());
 }
 
 void CLbLeaderProtocol::CallIfDue(TimePoint now) {
@@ -495,10 +533,11 @@ void CLbLeaderProtocol::TellOfFallbacks() {
 void CLbLeaderProtocol::TellOfVehicle(const CLbMember& member) {
   const CLbVehicle& vehicle = member.Vehicle();
   const std::uint32_t overdrawn = std::ranges::max(vehicle.Overdrawn());
-  const std::string_view problem = vehicle.IsNonsense() ? "nonsense" : overdrawn != 0 ? "overdrawn" : "";
-  const std::string key = "vehicle " + ToText(member.SerialNumber());
-  if (problem.empty()) return mTold.Solved(key);
-  if (!mTold.IsNew(key, problem)) return;
+  if (!vehicle.IsNonsense() && overdrawn == 0) {
+    mVehicleTold.erase(member.SerialNumber());
+    return;
+  }
+  if (!mVehicleTold.insert(member.SerialNumber()).second) return;
   if (vehicle.IsNonsense()) {
     LOG_WARNING("{} says that it draws more than any station can: it counts with all that it may draw",
                 NameOf(member));
@@ -506,6 +545,10 @@ void CLbLeaderProtocol::TellOfVehicle(const CLbMember& member) {
     LOG_WARNING("{} draws {} A where it may draw {} A: what it draws is kept for it", NameOf(member),
                 Ampere(overdrawn), Ampere(member.Told().Allowed()));
   }
+}
+
+std::string CLbLeaderProtocol::KeyOf(std::string_view problem, const CLbMember& member) {
+  return fmt::format("{} {}", problem, ToText(member.SerialNumber()));
 }
 
 std::string CLbLeaderProtocol::NameOf(const CLbMember& member) {
@@ -520,9 +563,8 @@ SLbGroupView CLbLeaderProtocol::DescribeRole() {
                     .mostMilliAmpere = mGroup.MayDraw(now),
                     .unheard = mGroup.Unheard()};
   for (const CLbMember* const member : mGroup.Members()) {
-    SLbStationView& station = view.stations.emplace_back(member->Describe(now));
-    station.fallbackMilliAmpere = mGroup.FallbackOf(*member);
-    if (member->IsOwn()) station.serialNumber = OwnSerialNumber().value_or(LbSerialNumber{});
+    view.stations.push_back(member->Describe(now));
+    view.stations.back().fallbackMilliAmpere = mGroup.FallbackOf(*member);
   }
   return view;
 }

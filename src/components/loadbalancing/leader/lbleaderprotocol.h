@@ -4,7 +4,9 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
+#include <string_view>
 
 #include "src/components/loadbalancing/lbprotocolbase.h"
 #include "src/components/loadbalancing/leader/lbdiscovery.h"
@@ -19,7 +21,7 @@ class IPowerLimitInput;
 /// and tells each its limit before what it was told runs out.
 ///
 /// ```
-///   disabled --Enable--> settling --12 s, and no other leader was heard for 16 s--> leading
+///   disabled --Enable--> settling --12 s, and no other leader was heard for 24 s--> leading
 ///   (0 A, silent)        (nobody gets more than   <--another leader is heard--      (everybody gets
 ///                         its fallback current)                                      its share)
 /// ```
@@ -36,8 +38,8 @@ class CLbLeaderProtocol final : public CLbProtocolBase {
 
   /// What a former leader told is not in force any more after that, and another one has been heard.
   static constexpr Milliseconds kTimeToSettle{12000};
-  /// Another leader that was not heard for so long is gone.
-  static constexpr Milliseconds kOtherLeaderGone{16000};
+  /// Another leader that was not heard for so long is gone: any calls every 10 s, and one call may be lost.
+  static constexpr Milliseconds kOtherLeaderGone{24000};
   /// How often it is looked for stations that may soon be found, instead of once per period.
   static constexpr Milliseconds kQuickSearch{2000};
   /// For so long that is done after the start, and after a station fell silent.
@@ -58,7 +60,8 @@ class CLbLeaderProtocol final : public CLbProtocolBase {
   void Disable() override;
 
  protected:
-  void OnMessageReceived(const SLbMessage& message, const std::shared_ptr<Endpoint>& endpoint) override;
+  void OnMessageReceived(const SLbMessage& message, const std::shared_ptr<Endpoint>& endpoint,
+                         std::uint32_t sends) override;
   std::uint32_t StateNumber() const override;
   void OnBytesReceived(const Endpoint& endpoint) override;
   void OnCommunicationUp() override;
@@ -82,12 +85,14 @@ class CLbLeaderProtocol final : public CLbProtocolBase {
   /// On the loopback adapter what is sent to everybody comes back.
   bool MayBeOwn(const SLbMessage& message) const;
   void OnDiscoveryAnswer(const LbSerialNumber& serialNumber, const std::shared_ptr<Endpoint>& endpoint);
-  void OnAnswer(const SLbMessage& message, const std::shared_ptr<Endpoint>& endpoint);
+  void OnAnswer(const SLbMessage& message, const std::shared_ptr<Endpoint>& endpoint, std::uint32_t sends);
   void TakeVersion(CLbMember& member, std::uint8_t version);
-  void TakeFallback(CLbMember& member, std::uint32_t milliAmpere);
+  void TakeFallback(CLbMember& member, std::uint32_t said);
   void TakeLoad(CLbMember& member, const SLbLoad& load);
   /// `endpoint`: where it speaks, on a network. Null: there is no place for it.
   CLbMember* Admit(const LbSerialNumber& serialNumber, const Endpoint* endpoint);
+  /// It says that it is another station now.
+  void Rename(CLbMember& member, const LbSerialNumber& serialNumber);
   /// False: somebody else speaks in its name.
   bool IsItself(const CLbMember& member, const Endpoint& endpoint);
 
@@ -96,7 +101,7 @@ class CLbLeaderProtocol final : public CLbProtocolBase {
   void GiveUpOverdue(TimePoint now);
   void OnSilent(const CLbMember& member);
   void AskMembers(TimePoint now);
-  void Ask(CLbMember& member, TimePoint now);
+  void Ask(CLbMember& member);
   void CallIfDue(TimePoint now);
   void CloseCall(TimePoint now);
   TimePoint NextPump(TimePoint now) const;
@@ -108,6 +113,8 @@ class CLbLeaderProtocol final : public CLbProtocolBase {
   void TellOfMissing();
   void TellOfFallbacks();
   void TellOfVehicle(const CLbMember& member);
+  void ForgetTold(const CLbMember& member);
+  static std::string KeyOf(std::string_view problem, const CLbMember& member);
   static std::string NameOf(const CLbMember& member);
 
   const SParts mParts;
@@ -119,8 +126,10 @@ class CLbLeaderProtocol final : public CLbProtocolBase {
   CLbGroup mGroup;
   CLbDiscovery mDiscovery;
   CToldProblems mTold;
-  std::uint32_t mAsked = 0;  ///< members that wait for an answer
+  std::set<LbSerialNumber> mVehicleTold;  ///< whose vehicle is no good
+  std::uint32_t mAsked = 0;               ///< members that wait for an answer
   std::size_t mFirstToAsk = 0;
+  TimePoint mEnabled{};
   std::optional<TimePoint> mBegan;  ///< none: not since it was enabled, or communication is not set up
   std::optional<TimePoint> mOtherLeaderHeard;
   TimePoint mQuickSearchUntil{};

@@ -47,16 +47,28 @@ void CLbMember::Join(TimePoint now) {
   mIsVersionKnown = false;
   mIsFallbackDue = true;
   mIsTold = false;
+  mHasShare = false;
   mIsAsked = false;
   mUnanswered = 0;
+  mExposure.FellBack();
+  ForgetVehicle(now);
+}
+
+void CLbMember::ForgetVehicle(TimePoint now) {
+  if (std::ranges::max(mVehicle.Drawn()) != 0) {
+    mFormerlyDrawn = mVehicle.Drawn();
+    mFormerlyUntil = now + CLbVehicle::kTimeToFollow;
+  }
   mVehicle.Forget();
 }
 
-bool CLbMember::TakeAnswer(ELbMessage id, TimePoint now) {
+bool CLbMember::TakeAnswer(ELbMessage id, std::uint32_t sends, TimePoint now) {
   mHeard = now;
-  if (!mAskedAt || mNewest != RequestOf(id) || now - *mAskedAt > kLatestAnswer) return false;
+  const bool isLater = static_cast<std::int32_t>(sends - mSends) >= 0;  // numbers begin anew
+  if (!mAskedAt || mNewest != RequestOf(id) || !isLater || now - *mAskedAt > kLatestAnswer) return false;
   mHasAnswered = true;
   mIsAsked = false;
+  if (mUnanswered != 0) mIsFallbackDue = true;  // one that changes it leaves a request unanswered
   mUnanswered = 0;
   return true;
 }
@@ -85,18 +97,19 @@ std::optional<TimePoint> CLbMember::NextAt(Milliseconds responseTime, bool isLin
       break;
     case ELbStationState::Silent:
       // On a network its place in the sequence may be lost, and it is found again by a discovery.
-      return isLine ? std::optional(*mAskedAt + kFallbackRefresh) : std::nullopt;
+      return isLine ? std::optional(mAskedAt.value_or(kAtOnce) + kFallbackRefresh) : std::nullopt;
     default:
       return std::nullopt;
   }
-  if (mUnanswered != 0) return *mAskedAt + (isLine || !IsQuick() ? kRetries : kFirstRetries);
-  if (!mAskedAt || mState == ELbStationState::Joining || IsToFall()) return kAtOnce;
-  return *mAskedAt + kRefresh;
+  if (mUnanswered != 0) return *mAskedAt + RetryPause(isLine);
+  if (!mAskedAt || mState == ELbStationState::Joining) return kAtOnce;
+  return *mAskedAt + (IsToFall() ? kLeastPause : kRefresh);
 }
 
-bool CLbMember::IsQuick() const {
+Milliseconds CLbMember::RetryPause(bool isLine) const {
   constexpr std::uint32_t kQuickRetries = 2;
-  return mUnanswered <= kQuickRetries;
+  if (isLine) return kRetriesOnLine;
+  return mUnanswered <= kQuickRetries ? kFirstRetries : kRetries;
 }
 
 ELbMessage CLbMember::NextRequest(TimePoint now) const {
@@ -108,25 +121,32 @@ ELbMessage CLbMember::NextRequest(TimePoint now) const {
                                                                 : ELbMessage::LimitRequest;
 }
 
-void CLbMember::Ask(ELbMessage id, TimePoint now) {
+void CLbMember::Ask(ELbMessage id, std::uint32_t sends, TimePoint now) {
+  mSends = sends;
   mIsAsked = true;
   mNewest = id;
   mAskedAt = now;
 }
 
-bool CLbMember::GiveUpAnswer() {
+bool CLbMember::GiveUpAnswer(TimePoint now) {
   mIsAsked = false;
   ++mUnanswered;
   if (mUnanswered < kMostUnanswered || mState == ELbStationState::Silent) return false;
-  Lose();
+  Lose(now);
   return true;
 }
 
-void CLbMember::Lose() {
+void CLbMember::Lose(TimePoint now) {
   mState = ELbStationState::Silent;
   mIsAsked = false;
   mIsTold = false;
-  mVehicle.Forget();
+  mHasShare = false;
+  ForgetVehicle(now);
+}
+
+void CLbMember::SetShare(const SLbLimit& limit) {
+  mShare = limit;
+  mHasShare = true;
 }
 
 void CLbMember::Tell(const SLbLimit& limit, TimePoint now) {
@@ -142,7 +162,8 @@ LbPhaseCurrents CLbMember::MayDraw(TimePoint now) const {
   for (std::size_t phase = 0; phase < most.size(); ++phase) {
     if (HasLbPhase(phases, phase)) most[phase] = told;
     // A vehicle needs some time to follow a limit that was lowered.
-    const std::uint32_t drawn = mVehicle.Drawn()[phase];
+    const std::uint32_t formerly = now < mFormerlyUntil ? mFormerlyDrawn[phase] : 0;
+    const std::uint32_t drawn = std::max(mVehicle.Drawn()[phase], formerly);
     if (drawn > most[phase] && drawn - most[phase] > kMeterTolerance) most[phase] = drawn;
   }
   return most;

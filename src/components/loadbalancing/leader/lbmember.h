@@ -29,11 +29,15 @@ class CLbMember {
 
   /// Between two limits that are told to a station that answers; four of them before it falls back.
   static constexpr Milliseconds kRefresh{2000};
+  /// At least, also when a limit is to fall.
+  static constexpr Milliseconds kLeastPause{50};
   /// Between two requests for the fallback current, which may have been changed.
   static constexpr Milliseconds kFallbackRefresh{10000};
-  /// From a request without an answer to the next one: at first, and later.
+  /// From a request without an answer to the next one: at first, later, and on a line, where an answer does
+  /// not tell to which request it is.
   static constexpr Milliseconds kFirstRetries{500};
   static constexpr Milliseconds kRetries{1000};
+  static constexpr Milliseconds kRetriesOnLine{2000};
   /// Requests without an answer before a station is silent. A peer takes none that is more than ten ahead of
   /// the newest one that it got.
   static constexpr std::uint32_t kMostUnanswered = 8;
@@ -42,12 +46,17 @@ class CLbMember {
   /// A meter shows that much too much at most, in mA.
   static constexpr std::uint32_t kMeterTolerance = 1000;
 
+  /// Of a leader that has none; no other station can have it.
+  static constexpr LbSerialNumber kNoSerialNumber{0xff, 0xff, 0xff, 0xff, 0xff, 0xff};
+
   /// The leader itself.
-  CLbMember() : mState(ELbStationState::Leading) {}
+  CLbMember() : mSerialNumber(kNoSerialNumber), mState(ELbStationState::Leading) {}
   /// One who has answered.
   explicit CLbMember(const LbSerialNumber& serialNumber) : mSerialNumber(serialNumber) {}
 
   const LbSerialNumber& SerialNumber() const { return mSerialNumber; }
+  /// The same station, with whatever it may be drawing, says that it is another one.
+  void SetSerialNumber(const LbSerialNumber& serialNumber) { mSerialNumber = serialNumber; }
   ELbStationState State() const { return mState; }
   bool IsOwn() const { return mState == ELbStationState::Leading; }
   /// Whether it takes limits, now or soon.
@@ -68,8 +77,9 @@ class CLbMember {
   bool IsAt(const Endpoint& endpoint) const;
   /// It has answered a discovery: whatever was known of it may have changed.
   void Join(TimePoint now);
-  /// It answers one of `id`. True when that is to the newest request.
-  bool TakeAnswer(ELbMessage id, TimePoint now);
+  /// It answers with `id`, which came when so many messages had been sent. True when that is to the newest
+  /// request.
+  bool TakeAnswer(ELbMessage id, std::uint32_t sends, TimePoint now);
   void SetIsVersionKnown() { mIsVersionKnown = true; }
   void Refuse() { mState = ELbStationState::Refused; }
   void SetFallback(std::uint32_t milliAmpere, TimePoint now);
@@ -86,19 +96,22 @@ class CLbMember {
   std::optional<TimePoint> NextAt(Milliseconds responseTime, bool isLine) const;
   /// What to ask it next.
   ELbMessage NextRequest(TimePoint now) const;
-  void Ask(ELbMessage id, TimePoint now);
+  /// With the message that was the one of that number.
+  void Ask(ELbMessage id, std::uint32_t sends, TimePoint now);
   /// True: that was the last one, the station is silent.
-  bool GiveUpAnswer();
+  bool GiveUpAnswer(TimePoint now);
   /// It is silent for the leader.
-  void Lose();
+  void Lose(TimePoint now);
 
   // What it gets.
 
-  void SetShare(const SLbLimit& limit) { mShare = limit; }
+  void SetShare(const SLbLimit& limit);
   const SLbLimit& Share() const { return mShare; }
+  /// Whether it took part in a distribution since it joined.
+  bool HasShare() const { return mHasShare; }
   /// What it was told last.
   const SLbLimit& Told() const { return mTold; }
-  bool IsToFall() const { return mShare.Allowed() < mTold.Allowed() || !mIsTold; }
+  bool IsToFall() const { return !mIsTold || (mHasShare && mShare.Allowed() < mTold.Allowed()); }
   bool IsToRise() const { return mIsTold && mShare.Allowed() > mTold.Allowed(); }
   /// Whether it may be told so now, before its next limit is due.
   bool IsReadyToRise() const { return mState == ELbStationState::Led && mUnanswered == 0 && IsToRise(); }
@@ -112,7 +125,8 @@ class CLbMember {
   SLbStationView Describe(TimePoint now) const;
 
  private:
-  bool IsQuick() const;
+  void ForgetVehicle(TimePoint now);
+  Milliseconds RetryPause(bool isLine) const;
 
   LbSerialNumber mSerialNumber{};
   ELbStationState mState = ELbStationState::Joining;
@@ -128,12 +142,16 @@ class CLbMember {
   bool mIsAsked = false;              // the newest request is not answered yet, and not given up
   ELbMessage mNewest{};               // since it was asked at all
   std::optional<TimePoint> mAskedAt;  // that one
+  std::uint32_t mSends = 0;           // with that one
   std::uint32_t mUnanswered = 0;
 
   SLbLimit mShare;
+  bool mHasShare = false;
   SLbLimit mTold;
   bool mIsTold = false;  ///< since it joined
   std::uint32_t mInForce = 0;
   CLbExposure mExposure;
   CLbVehicle mVehicle;
+  LbPhaseCurrents mFormerlyDrawn{};  // before it was lost: the vehicle needs time to follow its fallback
+  TimePoint mFormerlyUntil{};
 };

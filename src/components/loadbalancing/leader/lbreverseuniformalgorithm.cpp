@@ -10,6 +10,7 @@
 
 namespace {
 
+constexpr CLbSlowChange kSlowFall{CLbSlowChange::ESlow::Fall, CLbReverseUniformAlgorithm::kFallLasts};
 constexpr CLbSlowChange kSlowRise{CLbSlowChange::ESlow::Rise, CLbReverseUniformAlgorithm::kRiseLasts};
 
 }  // namespace
@@ -19,7 +20,8 @@ CLbReverseUniformAlgorithm::CLbReverseUniformAlgorithm(
     std::shared_ptr<IBlackoutProtection> blackoutProtection)
     : mPhaseImbalance(std::move(phaseImbalance)),
       mBlackoutProtection(std::move(blackoutProtection)),
-      mLeft{kSlowRise, kSlowRise, kSlowRise} {}
+      mFall{kSlowFall, kSlowFall, kSlowFall},
+      mRise{kSlowRise, kSlowRise, kSlowRise} {}
 
 LbPhaseCurrents CLbReverseUniformAlgorithm::Capacity(std::uint32_t supplyMilliAmpere,
                                                      std::optional<std::uint32_t> powerLimit,
@@ -27,24 +29,25 @@ LbPhaseCurrents CLbReverseUniformAlgorithm::Capacity(std::uint32_t supplyMilliAm
   const std::uint32_t most = std::min(supplyMilliAmpere, powerLimit.value_or(supplyMilliAmpere));
   LbPhaseCurrents capacity{most, most, most};
   if (!mBlackoutProtection) return capacity;
-  const LbPhaseCurrents left = LeftByHouse(drawn);
+  const LbPhaseCurrents left = LeftByHouse(drawn, now);
   for (std::size_t phase = 0; phase < capacity.size(); ++phase) {
-    capacity[phase] = std::min(most, mLeft[phase].Take(left[phase], now));
+    capacity[phase] = std::min(most, mRise[phase].Take(left[phase], now));
   }
   return capacity;
 }
 
-LbPhaseCurrents CLbReverseUniformAlgorithm::LeftByHouse(const LbPhaseCurrents& drawn) const {
-  if (mBlackoutProtection->IsInError()) {
-    const std::uint32_t fallback = mBlackoutProtection->GetFallbackCurrent();
-    return {fallback, fallback, fallback};
-  }
-  const ThreePhaseValue headroom = mBlackoutProtection->GetAllowanceCurrent();
+LbPhaseCurrents CLbReverseUniformAlgorithm::LeftByHouse(const LbPhaseCurrents& drawn, TimePoint now) {
+  const bool isInError = mBlackoutProtection->IsInError();
+  const std::uint32_t fallback = mBlackoutProtection->GetFallbackCurrent();
+  const ThreePhaseValue headroom = isInError ? ThreePhaseValue{} : mBlackoutProtection->GetAllowanceCurrent();
   LbPhaseCurrents left{};
   for (std::size_t phase = 0; phase < left.size(); ++phase) {
     const std::int64_t sum = std::int64_t{headroom[phase]} + drawn[phase];
-    left[phase] = static_cast<std::uint32_t>(
+    const auto known = static_cast<std::uint32_t>(
         std::clamp<std::int64_t>(sum, 0, std::numeric_limits<std::uint32_t>::max()));
+    const bool isUrgent = isInError || headroom[phase] < 0;
+    const std::uint32_t newest = isInError ? fallback : known;
+    left[phase] = isUrgent ? mFall[phase].TakeAtOnce(newest) : mFall[phase].Take(newest, now);
   }
   return left;
 }

@@ -19,6 +19,9 @@ class CLbReverseUniformAlgorithm {
   /// The house's meter and the stations' answers are seconds apart: when a vehicle stops, their sum is too
   /// high for a moment. What the main fuse leaves counts as more only when it has been more for so long.
   static constexpr Milliseconds kRiseLasts{10000};
+  /// When one draws more, their sum is too low for a moment. As long as the main fuse has any headroom, what
+  /// it leaves counts as less only when it has been less for so long.
+  static constexpr Milliseconds kFallLasts{4000};
 
   /// Either may be empty.
   CLbReverseUniformAlgorithm(std::shared_ptr<CLbPhaseImbalanceAlgorithm> phaseImbalance,
@@ -26,8 +29,8 @@ class CLbReverseUniformAlgorithm {
 
   /// What the group may draw on each phase, in mA: the smallest of what the supply has, the limit from
   /// outside, and what the main fuse leaves beside the house, which is its headroom and what the group itself
-  /// draws by now. A fall counts at once. While the house's currents are not known it is blackout
-  /// protection's fallback current.
+  /// draws by now. A fall counts at once, but for what is said above. While the house's currents are not
+  /// known it is blackout protection's fallback current.
   LbPhaseCurrents Capacity(std::uint32_t supplyMilliAmpere, std::optional<std::uint32_t> powerLimit,
                            const LbPhaseCurrents& drawn, TimePoint now);
 
@@ -42,9 +45,12 @@ class CLbReverseUniformAlgorithm {
                   std::span<SLbShareRequest> inOrder) const;
 
  private:
-  LbPhaseCurrents LeftByHouse(const LbPhaseCurrents& drawn) const;
+  /// What the main fuse leaves.
+  LbPhaseCurrents LeftByHouse(const LbPhaseCurrents& drawn, TimePoint now);
 
   const std::shared_ptr<CLbPhaseImbalanceAlgorithm> mPhaseImbalance;
   const std::shared_ptr<IBlackoutProtection> mBlackoutProtection;
-  std::array<CLbSlowChange, 3> mLeft;  // of the main fuse, on each phase
+  // Of what the main fuse leaves on each phase; a rise of what the former one says.
+  std::array<CLbSlowChange, 3> mFall;
+  std::array<CLbSlowChange, 3> mRise;
 };

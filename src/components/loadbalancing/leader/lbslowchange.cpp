@@ -3,11 +3,7 @@
 #include <algorithm>
 
 std::uint32_t CLbSlowChange::Take(std::uint32_t value, TimePoint now) {
-  if (!mValue || (mSlow == ESlow::Rise ? value <= *mValue : value >= *mValue)) {
-    mValue = value;
-    mChange.reset();
-    return value;
-  }
+  if (!mValue || (mSlow == ESlow::Rise ? value <= *mValue : value >= *mValue)) return TakeAtOnce(value);
   if (!mChange) mChange = SChange{now, value};
   mChange->nearest =
       mSlow == ESlow::Rise ? std::min(mChange->nearest, value) : std::max(mChange->nearest, value);
@@ -16,4 +12,10 @@ std::uint32_t CLbSlowChange::Take(std::uint32_t value, TimePoint now) {
     mChange = SChange{now, value};
   }
   return *mValue;
+}
+
+std::uint32_t CLbSlowChange::TakeAtOnce(std::uint32_t value) {
+  mValue = value;
+  mChange.reset();
+  return value;
 }

@@ -15,6 +15,8 @@ class CLbSlowChange {
 
   /// Takes what the other value is from now on. The first one counts at once.
   std::uint32_t Take(std::uint32_t value, TimePoint now);
+  /// The same, but it counts at once.
+  std::uint32_t TakeAtOnce(std::uint32_t value);
 
  private:
   struct SChange {

@@ -19,8 +19,9 @@ TimePoint::rep NewestFirst(TimePoint at) {
 }  // namespace
 
 void CLbTurns::Arrange(std::vector<SStation>& stations, TimePoint now) {
+  std::erase_if(mPast, [&](const auto& entry) { return now - entry.second.seen >= kForgotten; });
+  for (auto& [serialNumber, past] : mPast) past.isThere = false;
   for (const SStation& station : stations) Note(station, now);
-  std::erase_if(mPast, [&](const auto& entry) { return entry.second.seen != now; });
   GiveTurns(now);
 
   const bool doesRestingWait = DoesRestingWait();
@@ -57,6 +58,7 @@ void CLbTurns::Note(const SStation& station, TimePoint now) {
   past.isServed = station.isServed;
   past.isResting = isResting;
   past.seen = now;
+  past.isThere = true;
 }
 
 void CLbTurns::GiveTurns(TimePoint now) {
@@ -83,7 +85,7 @@ bool CLbTurns::IsTurnDue(TimePoint now) {
 
 void CLbTurns::GoOnWithDoors(TimePoint now) {
   const auto entry = mPast.find(mDoor->serialNumber);
-  const bool isThere = entry != mPast.end();
+  const bool isThere = entry != mPast.end() && entry->second.isThere;
   const bool doesDraw = isThere && !entry->second.isResting;
   if (isThere && !doesDraw && now - mDoor->since < kDoorInTurn) {
     mInFront = mDoor->serialNumber;
@@ -100,7 +102,8 @@ std::optional<LbSerialNumber> CLbTurns::LongestWaiting(bool isRestingOnly, TimeP
   const auto key = [](const auto& entry) { return std::tuple(entry.second.since, entry.second.isResting); };
   for (const auto& entry : mPast) {
     const SPast& past = entry.second;
-    if (past.isServed || past.since >= before || (isRestingOnly && !past.isResting)) continue;
+    if (!past.isThere || past.isServed || past.since >= before) continue;
+    if (isRestingOnly && !past.isResting) continue;
     if (longest == nullptr || key(entry) < key(*longest)) longest = &entry;
   }
   if (longest == nullptr) return std::nullopt;

@@ -41,8 +41,11 @@ class CLbTurns {
     bool isOffer = false;   ///< the result: it takes no part in sharing, and gets what is left
   };
 
+  /// One that is not there for less than that, as it was silent, has its past when it is back.
+  static constexpr Milliseconds kForgotten{kTurn};
+
   /// Puts the stations into their order. Of those who rest only the first one is no offer. Each has a serial
-  /// number of its own; those who are not there are forgotten.
+  /// number of its own.
   void Arrange(std::vector<SStation>& stations, TimePoint now);
 
  private:
@@ -53,6 +56,7 @@ class CLbTurns {
     std::optional<TimePoint> rank{};  ///< when it was served first; kept when it is out for less than a turn
     bool hasClaim = false;            ///< the supply fell and took its place, or kept it from its turn
     TimePoint seen{};
+    bool isThere = true;
   };
   struct SDoor {
     LbSerialNumber serialNumber;
@@ -69,7 +73,7 @@ class CLbTurns {
   void GiveTurns(TimePoint now);
   bool IsTurnDue(TimePoint now);
   void GoOnWithDoors(TimePoint now);
-  /// Among those who rest only, or all; nothing: nobody waits since before then.
+  /// Of those who are there, or rest, too; nothing: nobody waits since before then.
   std::optional<LbSerialNumber> LongestWaiting(bool isRestingOnly, TimePoint before) const;
   bool DoesRestingWait() const;
   SKey KeyOf(const LbSerialNumber& serialNumber, bool doesRestingWait, TimePoint now) const;

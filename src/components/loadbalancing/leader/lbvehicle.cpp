@@ -17,6 +17,13 @@ std::uint32_t Highest(const LbPhaseCurrents& milliAmpere) {
   return *std::ranges::max_element(milliAmpere);
 }
 
+/// Of a current that is said with a sign, by a meter that shows a little below zero.
+std::uint32_t NotNegative(std::uint32_t milliAmpere) {
+  const auto withSign = static_cast<std::int32_t>(milliAmpere);
+  const bool isSlightlyNegative = withSign < 0 && withSign >= -std::int64_t{CLbVehicle::kNonsenseMilliAmpere};
+  return isSlightlyNegative ? 0 : milliAmpere;
+}
+
 /// Whether it is more than a meter's inaccuracy.
 bool IsBeyond(std::uint32_t milliAmpere, std::uint32_t limit) {
   return milliAmpere > std::uint64_t{limit} + std::max(kLeastOverdraw, limit / 10);
@@ -25,7 +32,7 @@ bool IsBeyond(std::uint32_t milliAmpere, std::uint32_t limit) {
 }  // namespace
 
 void CLbVehicle::Take(const SLbLoad& load, std::uint32_t limitMilliAmpere, TimePoint now) {
-  mDrawn = load.milliAmpere;
+  std::ranges::transform(load.milliAmpere, mDrawn.begin(), NotNegative);
   mIsNonsense = Highest(mDrawn) > kNonsenseMilliAmpere;
   if (mIsNonsense) {
     const std::uint32_t drawn = std::min(limitMilliAmpere, kNonsenseMilliAmpere);

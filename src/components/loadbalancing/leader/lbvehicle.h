@@ -27,7 +27,8 @@ class CLbVehicle {
   /// A vehicle's phases are known when no other one has joined them for so long.
   static constexpr Milliseconds kTimeToFindPhases{10000};
   /// No station has more than 80 A: an answer with a current above this one, in mA, says nothing, and counts
-  /// as if the vehicle drew all that the limit allows.
+  /// as if the vehicle drew all that the limit allows. Only that what a meter shows slightly below zero, read
+  /// as a signed number not below minus this one, is no current.
   static constexpr std::uint32_t kNonsenseMilliAmpere = 100000;
 
   /// The station's newest answer, and the limit in mA that was in force when it gave it.

@@ -24,13 +24,13 @@ TEST(LbExposure, CountsWhateverMayBeInForce) {
 
   exposure.Told(6000, At(2s));
   exposure.Told(10000, At(4s));
-  EXPECT_EQ(exposure.Highest(At(9s)), 16000U) << "nothing newer is known to have arrived";
-  EXPECT_EQ(exposure.Highest(At(9001ms)), 10000U) << "8 s after it came, 1 s at most after it was sent";
-  exposure.Told(6000, At(9500ms));
+  EXPECT_EQ(exposure.Highest(At(11s)), 16000U) << "nothing newer is known to have arrived";
+  EXPECT_EQ(exposure.Highest(At(11001ms)), 10000U) << "8 s after it was taken, 3 s at most after it was sent";
+  exposure.Told(6000, At(11500ms));
   exposure.Acknowledged();
-  EXPECT_EQ(exposure.Highest(At(9500ms)), 6000U) << "the newest one ends all others";
-  EXPECT_FALSE(exposure.MayHaveFallenBack(At(17499ms)));
-  EXPECT_EQ(exposure.Highest(At(18501ms)), 0U) << "it has fallen back";
+  EXPECT_EQ(exposure.Highest(At(11500ms)), 6000U) << "the newest one ends all others";
+  EXPECT_FALSE(exposure.MayHaveFallenBack(At(19499ms)));
+  EXPECT_EQ(exposure.Highest(At(22501ms)), 0U) << "it has fallen back";
 }
 
 }  // namespace

@@ -101,7 +101,7 @@ TEST(LbLeaderProtocol, FindsTheOthersAndSharesOut) {
     group.Add("12-34-ABC-DE1");
     group.Add("98-76-ZZZ-ZZZ");
     group.RunFor(10s);
-    EXPECT_EQ(group.InForce(), (Limits{6, 6, 6})) << "at first nobody gets more than its fallback";
+    EXPECT_EQ(group.InForce(), (Limits{0, 6, 6})) << "at first nobody gets more than its fallback";
     group.RunFor(60s);
     EXPECT_EQ(group.InForce(), (Limits{10.6F, 10.6F, 10.6F})) << isLine;
     group.mWishes[1] = 8;

@@ -108,7 +108,7 @@ struct SFuse final : IBlackoutProtection {
   ThreePhaseValue left{};
 };
 
-TEST(CLbReverseUniformAlgorithmTest, CountsARiseOfWhatTheMainFuseLeavesOnlyWhenItLasts) {
+TEST(CLbReverseUniformAlgorithmTest, CountsAChangeOfWhatTheMainFuseLeavesOnlyWhenItLasts) {
   const auto fuse = std::make_shared<SFuse>();
   CLbReverseUniformAlgorithm algorithm(nullptr, fuse);
   const struct {
@@ -118,17 +118,21 @@ TEST(CLbReverseUniformAlgorithmTest, CountsARiseOfWhatTheMainFuseLeavesOnlyWhenI
     std::uint32_t expected;
     bool isInError = false;
   } kSteps[] = {
-      {0, 4000, 10000, 14000},   // the first one
-      {1, -2000, 10000, 8000},   // a fall
-      {2, 8000, 10000, 8000},    // the vehicle has stopped, its answer is not here yet
-      {3, -11000, 10000, 0},     // less than nothing
-      {4, 12000, 3000, 0},       //
-      {9, 12000, 1000, 0},       //
-      {13, 12000, 3000, 0},      // 9 s
-      {14, 12000, 3000, 13000},  // the least of the 10 s
-      {15, 12000, 3000, 9000, true},
-      {16, 2147483647, 4294967295, 9000},
-      {26, 2147483647, 4294967295, 20000},  // the supply's
+      {0, 5000, 9000, 14000},    // the first one
+      {1, 1000, 9000, 14000},    // the vehicle draws more, its answer is not here yet
+      {4, 0, 12000, 14000},      // 3 s
+      {5, 0, 11000, 12000},      // the most of the 4 s
+      {6, -1, 11000, 10999},     // overloaded
+      {7, 8000, 11000, 10999},   // the vehicle has stopped
+      {8, -12000, 11000, 0},     // less than nothing
+      {9, 12000, 3000, 0},       //
+      {12, 12000, 1000, 0},      //
+      {16, 12000, 1000, 0},      //
+      {18, 12000, 3000, 0},      // 9 s
+      {19, 12000, 3000, 13000},  // the least of the 10 s
+      {20, 12000, 3000, 9000, true},
+      {21, 2147483647, 4294967295, 9000},
+      {31, 2147483647, 4294967295, 20000},  // the supply's
   };
   for (const auto& step : kSteps) {
     fuse->left = {90000, step.left, 90000};
@@ -136,7 +140,7 @@ TEST(CLbReverseUniformAlgorithmTest, CountsARiseOfWhatTheMainFuseLeavesOnlyWhenI
     const TimePoint now = TimePoint{} + std::chrono::seconds{step.second};
     EXPECT_EQ(algorithm.Capacity(20000, {}, {0, step.drawn, 0}, now)[1], step.expected) << step.second;
   }
-  const TimePoint now = TimePoint{} + std::chrono::seconds{27};
+  const TimePoint now = TimePoint{} + std::chrono::seconds{32};
   EXPECT_THAT(algorithm.Capacity(20000, 16000, {}, now), ::testing::ElementsAre(16000, 16000, 16000));
   EXPECT_EQ(CLbReverseUniformAlgorithm(nullptr, nullptr).Capacity(20000, {}, {}, now)[2], 20000U);
 }

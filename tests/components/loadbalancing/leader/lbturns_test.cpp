@@ -73,6 +73,20 @@ TEST_F(CLbTurnsTest, AFreePlaceGoesToWhoWaitedLongestAndTurnsBeginAnewWhenAllWer
   EXPECT_EQ(Run(1000, "ABC", 2), " BC@1210 AC@2130");
 }
 
+TEST_F(CLbTurnsTest, OneThatIsSilentForAMomentComesBackWithItsPast) {
+  EXPECT_EQ(Run(800, "ABC", 1), " A@0");
+  EXPECT_EQ(Run(60, "AC", 1), "");
+  EXPECT_EQ(Run(840, "ABC", 1), " B@910") << "it waited longer than C";
+  EXPECT_EQ(Run(200, "AB", 1), " A@1810") << "who is not there gets no turn";
+  EXPECT_EQ(Run(10, "ABC", 3), " ABC@1900");
+  EXPECT_EQ(Run(890, "AC", 3), " AC@1910");
+  EXPECT_EQ(Run(10, "ABC", 3), " ABC@2800");
+  EXPECT_EQ(Run(10, "ABC", 2), " AC@2810") << "it was served longest";
+  EXPECT_EQ(Run(900, "AC", 3), "");
+  EXPECT_EQ(Run(10, "ABC", 3), " ABC@3720");
+  EXPECT_EQ(Run(10, "ABC", 2), " BC@3730") << "it was away for too long";
+}
+
 TEST_F(CLbTurnsTest, ThoseWhoRestHoldTheDoorOneAfterTheOther) {
   EXPECT_EQ(Run(20, "aD", 3), " AD@0");
   EXPECT_EQ(Run(80, "abD", 3), " ABD@20");

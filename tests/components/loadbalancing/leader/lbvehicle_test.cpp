@@ -90,7 +90,9 @@ TEST_F(CLbVehicleTest, OneThatIgnoresItsLimitsOverdrawsAndOneThatTakes26SecondsT
   EXPECT_EQ(Take(2, 9000, {9900, 0, 0}), "D 001");
   EXPECT_EQ(Take(30, 9000, {17000, 0, 0}), "D 001") << "it begins anew";
   EXPECT_EQ(Take(2, 9000, {17000, 0, 0}), "D 001 +17000");
-  EXPECT_EQ(Take(2, 9000, {17000, 4294967295, 0}), "D 001") << "nonsense";
+  EXPECT_EQ(Take(2, 9000, {17000, 4294867296, 4294967295}), "D 001 +17000");
+  EXPECT_THAT(mVehicle.Drawn(), ::testing::ElementsAre(17000, 0, 0)) << "-100000 and -1 mA";
+  EXPECT_EQ(Take(2, 9000, {17000, 4294867295, 0}), "D 001") << "nonsense";
   EXPECT_TRUE(mVehicle.IsNonsense());
   EXPECT_THAT(mVehicle.Drawn(), ::testing::ElementsAre(9000, 0, 0)) << "what the limit allows, where it drew";
 }
