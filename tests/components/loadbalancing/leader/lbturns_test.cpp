@@ -78,8 +78,8 @@ TEST_F(CLbTurnsTest, OneThatIsSilentForAMomentComesBackWithItsPast) {
   EXPECT_EQ(Run(60, "AC", 1), "");
   EXPECT_EQ(Run(840, "ABC", 1), " B@910") << "it waited longer than C";
   EXPECT_EQ(Run(200, "AB", 1), " A@1810") << "who is not there gets no turn";
-  EXPECT_EQ(Run(10, "ABC", 3), " ABC@1900");
-  EXPECT_EQ(Run(890, "AC", 3), " AC@1910");
+  EXPECT_EQ(Run(20, "ABC", 3), " ABC@1900");
+  EXPECT_EQ(Run(880, "AC", 3), " AC@1920");
   EXPECT_EQ(Run(10, "ABC", 3), " ABC@2800");
   EXPECT_EQ(Run(10, "ABC", 2), " AC@2810") << "it was served longest";
   EXPECT_EQ(Run(900, "AC", 3), "");
