@@ -89,12 +89,12 @@ std::uint64_t CLbGroup::KeptForOthers(TimePoint now) const {
   return kept;
 }
 
-void CLbGroup::CheckFallbacks() {
+std::uint64_t CLbGroup::Fallbacks() const {
   std::uint64_t sum = KeptForUnheard();
   for (const CLbMember* const member : mMembers) {
     if (!member->IsOwn()) sum += FallbackOf(*member);
   }
-  mDoFallbacksFit = sum <= std::ranges::min(mSupply.milliAmpere);
+  return sum;
 }
 
 std::uint32_t CLbGroup::ReserveOf(const CLbMember& member, TimePoint now) const {
@@ -150,11 +150,11 @@ LbPhaseCurrents CLbGroup::Drawn(bool unevenly) const {
 
 void CLbGroup::SetSupply(const SSupply& supply) {
   mSupply = supply;
-  CheckFallbacks();
+  mDoFallbacksFit = Fallbacks() <= std::ranges::min(mSupply.milliAmpere);
 }
 
 void CLbGroup::Distribute(TimePoint now) {
-  CheckFallbacks();
+  mDoFallbacksFit = Fallbacks() <= std::ranges::min(mSupply.milliAmpere);
   mPlaces.clear();
   for (const CLbMember* const member : mMembers) {
     if (!member->IsServable()) continue;

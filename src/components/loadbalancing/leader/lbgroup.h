@@ -63,7 +63,9 @@ class CLbGroup {
                TimePoint now) const;
   /// What all are measured to draw; with `unevenly` only those whose vehicle does not use all phases.
   LbPhaseCurrents Drawn(bool unevenly = false) const;
-  /// Whether the fallback currents by themselves fit into what there is.
+  /// The fallback currents of all but the leader, in mA, and whether they by themselves fit into what there
+  /// is.
+  std::uint64_t Fallbacks() const;
   bool DoFallbacksFit() const { return mDoFallbacksFit; }
   /// Stations that belong to the group and were never heard, or have no place in it.
   std::uint32_t Unheard() const;
@@ -72,7 +74,6 @@ class CLbGroup {
  private:
   using Sums = std::array<std::uint64_t, 3>;
 
-  void CheckFallbacks();
   /// Of a station that may fall back to it at any time, or has done so.
   std::uint32_t ReserveOf(const CLbMember& member, TimePoint now) const;
   LbPhaseCurrents CountOf(const CLbMember& member, TimePoint now) const;

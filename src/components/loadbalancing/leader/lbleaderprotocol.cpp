@@ -2,19 +2,14 @@
 
 #include <algorithm>
 #include <chrono>
-#include <string_view>
 #include <utility>
 #include <vector>
-
-#include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include "platform/log/log.h"
 #include "src/components/iblackoutprotection.h"
 #include "src/components/loadbalancing/leader/ipowerlimitinput.h"
 #include "src/components/loadbalancing/leader/lbreverseuniformalgorithm.h"
 #include "src/components/loadbalancing/loadbalancingconfig.h"
-#include "src/limitationsources/limits.h"
 
 namespace {
 
@@ -26,8 +21,16 @@ constexpr Milliseconds kGather{100};
 /// Before a station that was refused is asked again who it is.
 constexpr Milliseconds kRefusalLasts{60000};
 
-double Ampere(std::uint64_t milliAmpere) {
-  return static_cast<double>(milliAmpere) / kMilliAmperePerAmpere;
+/// Another answer to a discovery changes nothing before: it was on its way, or the station was refused.
+Milliseconds StaysFor(ELbStationState state) {
+  switch (state) {
+    case ELbStationState::Led:
+      return CLbMember::kLatestAnswer;
+    case ELbStationState::Refused:
+      return kRefusalLasts;
+    default:
+      return Milliseconds{0};
+  }
 }
 
 bool IsLeaders(ELbMessage id) {
@@ -107,7 +110,6 @@ void CLbLeaderProtocol::Begin() {
            kTimeToSettle.count() / 1000);
   mBegan = now;
   mOtherLeaderHeard.reset();
-  mTold.Solved("leader");
   mQuickSearchUntil = now + kQuickSearchSpan;
   mNextSearch = now + kFirstSearch;
   BroadcastMessage(LbMessages::Reset());
@@ -131,7 +133,6 @@ void CLbLeaderProtocol::Settle() {
   if (mOtherLeaderHeard && now - *mOtherLeaderHeard >= kOtherLeaderGone) {
     LOG_INFO("No other leader was heard for {} s.", kOtherLeaderGone.count() / 1000);
     mOtherLeaderHeard.reset();
-    mTold.Solved("leader");
   }
   const bool isSettled = mBegan && now - *mBegan >= kTimeToSettle && !mOtherLeaderHeard;
   const EState state = isSettled ? EState::Leading : EState::Settling;
@@ -151,15 +152,15 @@ void CLbLeaderProtocol::MeasureSupply() {
        .isSettling = mState != EState::Leading,
        // What a former run told the others may be in force, and it may have left nothing for itself.
        .isOwnHeld = Now() - mEnabled < CLbExposure::kHold + CLbExposure::kLongestWay});
-  TellOfHouse();
+  mNews.TellHouse(mParts.blackoutProtection && mParts.blackoutProtection->IsInError(), mGroup);
 }
 
 void CLbLeaderProtocol::Distribute() {
   const TimePoint now = Now();
   mNextDistribution = now + mParts.period;
   mGroup.Distribute(now);
-  TellOfFallbacks();
-  TellOfMissing();
+  if (mState == EState::Leading) mNews.TellFallbacks(mGroup);
+  if (mBegan && now - *mBegan >= kTimeToFindAll) mNews.TellSize(mGroup);
 }
 
 void CLbLeaderProtocol::DistributeSoon() {
@@ -206,17 +207,22 @@ void CLbLeaderProtocol::OnMessageReceived(const SLbMessage& message,
 }
 
 void CLbLeaderProtocol::OnLeadersMessage(const SLbMessage& message, const Endpoint& endpoint) {
+  if (IsEcho(message)) return mNews.TellEcho();
   if (MayBeOwn(message)) return;
+  const bool isNew = !mOtherLeaderHeard;
   mOtherLeaderHeard = Now();
-  if (!mTold.IsNew("leader", "")) return;
+  if (!isNew) return;
+  mNews.TellOtherLeader(endpoint);
   mNextSearch = Now();  // so that it hears this one, too
-  LOG_WARNING(
-      "{:s} leads this group, too: while it is heard nobody gets more than the fallback current. Give one of "
-      "the two the GroupLoadBalancingRole \"Follower\" in settings.json",
-      endpoint.ToString());
   Settle();
   MeasureSupply();
   Distribute();
+}
+
+bool CLbLeaderProtocol::IsEcho(const SLbMessage& message) const {
+  if (!mParts.isLine || message.Id() != mNewestOnLine.Id()) return false;
+  const auto checksum = LbMessageSize(*FindLbMessageKind(message.Id()), false) - 1;  // which is the parser's
+  return std::equal(message.bytes.begin(), message.bytes.begin() + checksum, mNewestOnLine.bytes.begin());
 }
 
 /// A search begins with a call to everybody, which holds the leader's own serial number; what follows does
@@ -238,19 +244,14 @@ void CLbLeaderProtocol::OnDiscoveryAnswer(const LbSerialNumber& serialNumber,
                                           const std::shared_ptr<Endpoint>& endpoint) {
   const TimePoint now = Now();
   mDiscovery.TakeAnswer(now);
-  if (serialNumber == mGroup.Own().SerialNumber()) {
-    if (mTold.IsNew("own", ""))
-      LOG_WARNING("{:s} has this station's own MainboardSn {}, and is not led", endpoint->ToString(),
-                  ToText(serialNumber));
-    return;
-  }
+  if (serialNumber == mGroup.Own().SerialNumber()) return mNews.TellOwnSerialNumber(mGroup.Own(), *endpoint);
   CLbMember* member = mGroup.Find(serialNumber);
   if (member != nullptr && !IsItself(*member, *endpoint)) return;
   if (member == nullptr) member = Admit(serialNumber, endpoint.get());
   if (member == nullptr) return;
-  const bool isRefused = member->State() == ELbStationState::Refused;
-  if (isRefused && member->HeardAgo(now) < kRefusalLasts) return;
-  mTold.Solved(KeyOf("elsewhere", *member));
+  const auto heardAgo = member->HeardAgo(now);
+  if (heardAgo && *heardAgo < StaysFor(member->State())) return;
+  mNews.SolveElsewhere(*member);
   member->SetWay(endpoint);
   member->Join(now);
   DistributeSoon();
@@ -262,41 +263,21 @@ bool CLbLeaderProtocol::IsItself(const CLbMember& member, const Endpoint& endpoi
   if (!isElsewhere) return true;
   const auto heardAgo = member.HeardAgo(Now());
   if (member.State() == ELbStationState::Silent || heardAgo > CLbExposure::kHold) return true;
-  if (mTold.IsNew(KeyOf("elsewhere", member), ""))
-    LOG_WARNING("{:s} says that it is {}, which is {:s}: it is not heeded", endpoint.ToString(),
-                NameOf(member), member.Address());
+  mNews.TellElsewhere(member, endpoint);
   return false;
 }
 
 CLbMember* CLbLeaderProtocol::Admit(const LbSerialNumber& serialNumber, const Endpoint* endpoint) {
   if (CLbMember* const former = endpoint != nullptr ? mGroup.FindAt(*endpoint) : nullptr; former != nullptr) {
-    Rename(*former, serialNumber);
+    mNews.TellRenamed(*former, serialNumber);
+    mNews.Forget(*former);
+    mGroup.Rename(*former, serialNumber);
     return former;
   }
   if (mGroup.Followers() < Capacity()) return &mGroup.Add(serialNumber);
-  // What a line brings may be noise.
-  if (endpoint != nullptr && mGroup.AddSurplus(serialNumber))
-    LOG_WARNING(
-        "A group has at most {} stations besides its leader: {} and all further ones are not led, and charge "
-        "with their fallback current, which is kept for them",
-        Capacity(), ToText(serialNumber));
+  const bool mayBeNoise = endpoint == nullptr;
+  if (!mayBeNoise && mGroup.AddSurplus(serialNumber)) mNews.TellSurplus(serialNumber, Capacity());
   return nullptr;
-}
-
-void CLbLeaderProtocol::Rename(CLbMember& member, const LbSerialNumber& serialNumber) {
-  if (mTold.IsNew("renamed " + member.Address(), ""))
-    LOG_WARNING("{:s} was {} and says that it is {} now", member.Address(), NameOf(member),
-                ToText(serialNumber));
-  ForgetTold(member);
-  mGroup.Rename(member, serialNumber);
-}
-
-/// What is told of a station that is not there any more takes no memory.
-void CLbLeaderProtocol::ForgetTold(const CLbMember& member) {
-  for (const std::string_view problem : {"version", "elsewhere", "fallback"}) {
-    mTold.Solved(KeyOf(problem, member));
-  }
-  mVehicleTold.erase(member.SerialNumber());
 }
 
 void CLbLeaderProtocol::OnAnswer(const SLbMessage& message, const std::shared_ptr<Endpoint>& endpoint,
@@ -316,28 +297,15 @@ void CLbLeaderProtocol::OnAnswer(const SLbMessage& message, const std::shared_pt
 }
 
 void CLbLeaderProtocol::TakeVersion(CLbMember& member, std::uint8_t version) {
-  const std::string problem = KeyOf("version", member);
-  if (version == kLbProtocolVersion) {
-    mTold.Solved(problem);
-    return member.SetIsVersionKnown();
-  }
+  mNews.TellVersion(member, version, mGroup.FallbackOf(member));
+  if (version == kLbProtocolVersion) return member.SetIsVersionKnown();
   member.Refuse();
   DistributeSoon();
-  if (mTold.IsNew(problem, std::to_string(version)))
-    LOG_WARNING(
-        "{} speaks version {} of the group's language, and not {}: it is not led, and {} A are kept for it",
-        NameOf(member), version, kLbProtocolVersion, Ampere(mGroup.FallbackOf(member)));
 }
 
 void CLbLeaderProtocol::TakeFallback(CLbMember& member, std::uint32_t said) {
   const std::uint32_t milliAmpere = std::min(said, CLbVehicle::kNonsenseMilliAmpere);
-  const std::string problem = KeyOf("fallback", member);
-  if (said == milliAmpere) {
-    mTold.Solved(problem);
-  } else if (mTold.IsNew(problem, "")) {
-    LOG_WARNING("{} says that it falls back to {} A, which no station can have: it counts with {} A",
-                NameOf(member), Ampere(said), Ampere(milliAmpere));
-  }
+  mNews.TellFallback(member, said, milliAmpere);
   const bool isNew = member.Fallback() != milliAmpere;
   member.SetFallback(milliAmpere, Now());
   if (isNew) DistributeSoon();
@@ -349,8 +317,8 @@ void CLbLeaderProtocol::TakeLoad(CLbMember& member, const SLbLoad& load) {
   const LbPhases phases = member.Vehicle().Phases();
   const LbPhaseCurrents overdrawn = member.Vehicle().Overdrawn();
   member.TakeLoad(load, Now());
-  TellOfVehicle(member);
-  if (!wasLed) LOG_INFO("{} is led.", NameOf(member));
+  mNews.TellVehicle(member);
+  if (!wasLed) mNews.TellLed(member);
   if (!wasLed || wish != member.Vehicle().Wish() || phases != member.Vehicle().Phases() ||
       overdrawn != member.Vehicle().Overdrawn())
     DistributeSoon();
@@ -388,7 +356,7 @@ void CLbLeaderProtocol::GiveUpOverdue(TimePoint now) {
     if (mParts.isLine && !member->HasAnswered()) noise.push_back(member);
   }
   for (const CLbMember* const member : noise) {
-    ForgetTold(*member);
+    mNews.Forget(*member);
     mGroup.Remove(*member);
   }
 }
@@ -397,9 +365,7 @@ void CLbLeaderProtocol::OnSilent(const CLbMember& member) {
   mQuickSearchUntil = Now() + kQuickSearchSpan;
   mNextSearch = std::min(mNextSearch, Now() + kQuickSearch);
   DistributeSoon();
-  if (member.HasAnswered())
-    LOG_WARNING("{} does not answer any more: {} A are kept for it", NameOf(member),
-                Ampere(mGroup.FallbackOf(member)));
+  if (member.HasAnswered()) mNews.TellSilent(member, mGroup.FallbackOf(member));
 }
 
 void CLbLeaderProtocol::AskMembers(TimePoint now) {
@@ -450,6 +416,7 @@ void CLbLeaderProtocol::Ask(CLbMember& member) {
                                   .flags = limit.isPhaseDiscovery ? kLbPhaseDiscoveryFlag : std::uint8_t{0}});
   }
   if (mParts.isLine) {
+    mNewestOnLine = message;
     BroadcastMessage(message);
   } else {
     SendMessage(message, *member.Way());
@@ -467,7 +434,8 @@ void CLbLeaderProtocol::CallIfDue(TimePoint now) {
   auto discovery = mDiscovery.Call(now, ResponseTime(false));
   if (discovery.prefixBits == 0 && OwnSerialNumber()) discovery.prefix = *OwnSerialNumber();
   mIsListening = mParts.isLine;
-  BroadcastMessage(LbMessages::Write(discovery));
+  mNewestOnLine = LbMessages::Write(discovery);
+  BroadcastMessage(mNewestOnLine);
 }
 
 TimePoint CLbLeaderProtocol::NextPump(TimePoint now) const {
@@ -481,78 +449,6 @@ TimePoint CLbLeaderProtocol::NextPump(TimePoint now) const {
     next = std::min(next, due.value_or(next));
   }
   return next;
-}
-
-void CLbLeaderProtocol::TellOfHouse() {
-  const auto& blackoutProtection = mParts.blackoutProtection;
-  if (!blackoutProtection || !blackoutProtection->IsInError()) return mTold.Solved("house");
-  if (mTold.IsNew("house", ""))
-    LOG_WARNING("The currents of the house are not known: the group shares {} A until they are",
-                Ampere(std::ranges::max(mGroup.Supply().milliAmpere)));
-}
-
-void CLbLeaderProtocol::TellOfMissing() {
-  const std::uint32_t size = mGroup.Supply().size;
-  const auto heard = static_cast<std::uint32_t>(1 + mGroup.Followers());
-  if (size == heard) mTold.Solved("size");
-  if (size == 0 || size == heard || !mBegan || Now() - *mBegan < kTimeToFindAll ||
-      !mTold.IsNew("size", std::to_string(heard)))
-    return;
-  if (size < heard) {
-    LOG_WARNING("The group has {} stations, but GroupLoadBalancingGroupSize in settings.json is {}", heard,
-                size);
-  } else {
-    LOG_WARNING("Of the {} stations of the group only {} were heard: {} A are kept for each of the others",
-                size, heard, Ampere(ReadFallback()));
-  }
-}
-
-/// Once for the same stations and currents: what a house leaves comes and goes.
-void CLbLeaderProtocol::TellOfFallbacks() {
-  if (mGroup.DoFallbacksFit() || mState != EState::Leading) return;
-  constexpr std::size_t kMostNamed = 8;
-  std::vector<std::string> names;
-  std::uint64_t sum = std::uint64_t{mGroup.Unheard()} * mGroup.Supply().ownFallback;
-  for (const CLbMember* const member : mGroup.Members()) {
-    if (member->IsOwn()) continue;
-    sum += mGroup.FallbackOf(*member);
-    if (names.size() < kMostNamed)
-      names.push_back(fmt::format("{} {} A", NameOf(*member), Ampere(mGroup.FallbackOf(*member))));
-  }
-  const std::string list = fmt::format("{}", fmt::join(names, ", "));
-  if (!mTold.IsNew("fallbacks", fmt::format("{} {}", sum, list))) return;
-  LOG_WARNING(
-      "The fallback currents of the group's {} other stations, {} A together, do not fit into the {} A that "
-      "there are: {}{}. When they lose their leader they may draw too much: lower "
-      "GroupLoadBalancingFallbackCurrent in their settings.json",
-      mGroup.Followers() + mGroup.Unheard(), Ampere(sum),
-      Ampere(std::ranges::min(mGroup.Supply().milliAmpere)), list,
-      mGroup.Followers() > kMostNamed ? " and others" : "");
-}
-
-void CLbLeaderProtocol::TellOfVehicle(const CLbMember& member) {
-  const CLbVehicle& vehicle = member.Vehicle();
-  const std::uint32_t overdrawn = std::ranges::max(vehicle.Overdrawn());
-  if (!vehicle.IsNonsense() && overdrawn == 0) {
-    mVehicleTold.erase(member.SerialNumber());
-    return;
-  }
-  if (!mVehicleTold.insert(member.SerialNumber()).second) return;
-  if (vehicle.IsNonsense()) {
-    LOG_WARNING("{} says that it draws more than any station can: it counts with all that it may draw",
-                NameOf(member));
-  } else {
-    LOG_WARNING("{} draws {} A where it may draw {} A: what it draws is kept for it", NameOf(member),
-                Ampere(overdrawn), Ampere(member.Told().Allowed()));
-  }
-}
-
-std::string CLbLeaderProtocol::KeyOf(std::string_view problem, const CLbMember& member) {
-  return fmt::format("{} {}", problem, ToText(member.SerialNumber()));
-}
-
-std::string CLbLeaderProtocol::NameOf(const CLbMember& member) {
-  return member.IsOwn() ? "This station" : fmt::format("Station {}", ToText(member.SerialNumber()));
 }
 
 SLbGroupView CLbLeaderProtocol::DescribeRole() {

@@ -4,14 +4,11 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <set>
-#include <string>
-#include <string_view>
 
 #include "src/components/loadbalancing/lbprotocolbase.h"
 #include "src/components/loadbalancing/leader/lbdiscovery.h"
 #include "src/components/loadbalancing/leader/lbgroup.h"
-#include "src/components/loadbalancing/toldproblems.h"
+#include "src/components/loadbalancing/leader/lbgroupnews.h"
 
 class CLbReverseUniformAlgorithm;
 class IBlackoutProtection;
@@ -82,6 +79,8 @@ class CLbLeaderProtocol final : public CLbProtocolBase {
   void TellOwn();
 
   void OnLeadersMessage(const SLbMessage& message, const Endpoint& endpoint);
+  /// Of the newest message on a line.
+  bool IsEcho(const SLbMessage& message) const;
   /// On the loopback adapter what is sent to everybody comes back.
   bool MayBeOwn(const SLbMessage& message) const;
   void OnDiscoveryAnswer(const LbSerialNumber& serialNumber, const std::shared_ptr<Endpoint>& endpoint);
@@ -91,8 +90,6 @@ class CLbLeaderProtocol final : public CLbProtocolBase {
   void TakeLoad(CLbMember& member, const SLbLoad& load);
   /// `endpoint`: where it speaks, on a network. Null: there is no place for it.
   CLbMember* Admit(const LbSerialNumber& serialNumber, const Endpoint* endpoint);
-  /// It says that it is another station now.
-  void Rename(CLbMember& member, const LbSerialNumber& serialNumber);
   /// False: somebody else speaks in its name.
   bool IsItself(const CLbMember& member, const Endpoint& endpoint);
 
@@ -109,14 +106,6 @@ class CLbLeaderProtocol final : public CLbProtocolBase {
   /// Whether one more message may wait for its answer.
   bool MayAsk() const;
 
-  void TellOfHouse();
-  void TellOfMissing();
-  void TellOfFallbacks();
-  void TellOfVehicle(const CLbMember& member);
-  void ForgetTold(const CLbMember& member);
-  static std::string KeyOf(std::string_view problem, const CLbMember& member);
-  static std::string NameOf(const CLbMember& member);
-
   const SParts mParts;
   std::atomic<EState> mState{EState::Disabled};
   /// A call on a line waits for bytes, whatever they are.
@@ -125,9 +114,9 @@ class CLbLeaderProtocol final : public CLbProtocolBase {
   // On the worker.
   CLbGroup mGroup;
   CLbDiscovery mDiscovery;
-  CToldProblems mTold;
-  std::set<LbSerialNumber> mVehicleTold;  ///< whose vehicle is no good
-  std::uint32_t mAsked = 0;               ///< members that wait for an answer
+  CLbGroupNews mNews;
+  SLbMessage mNewestOnLine;
+  std::uint32_t mAsked = 0;  ///< members that wait for an answer
   std::size_t mFirstToAsk = 0;
   TimePoint mEnabled{};
   std::optional<TimePoint> mBegan;  ///< none: not since it was enabled, or communication is not set up
