@@ -21,6 +21,8 @@ class CGroupRule {
   CGroupRule(std::string name, Report report) : mName(std::move(name)), mReport(std::move(report)) {}
   virtual ~CGroupRule() = default;
 
+  /// A message has left a station.
+  virtual void OnMessage(const SGroupMoment& /*moment*/) {}
   /// Something has changed at that station, or a message has left it.
   virtual void OnChange(const SGroupMoment& /*moment*/, MediumStation /*number*/) {}
   /// Once per second, with everything at rest.

@@ -10,6 +10,7 @@
 #include "simulation/groupsettlingrule.h"
 #include "simulation/groupstandstillrule.h"
 #include "simulation/groupsteadinessrule.h"
+#include "simulation/grouptrafficrule.h"
 #include "simulation/groupwaitrule.h"
 #include "simulation/lightfuse.h"
 #include "simulation/seededrandom.h"
@@ -102,6 +103,8 @@ void CGroupRun::CreateRules() {
   mRules.push_back(std::make_unique<CGroupStandstillRule>(report));
   mRules.push_back(std::make_unique<CGroupSteadinessRule>(report));
   mRules.push_back(std::make_unique<CGroupFindingRule>(report));
+  mRules.push_back(
+      std::make_unique<CGroupTrafficRule>(report, [this] { Happen(GroupEvents::SSplit{{{}}}); }));
 }
 
 Milliseconds CGroupRun::Elapsed() const {
@@ -272,6 +275,7 @@ void CGroupRun::OnSent(MediumStation number, std::uint8_t id) {
     Moment(number).answered = mMoment.at;
     Moment(number).isHeard = true;
   }
+  for (const auto& rule : mRules) rule->OnMessage(mMoment);
   Note(number);
 }
 
