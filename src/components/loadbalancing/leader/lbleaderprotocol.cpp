@@ -373,7 +373,7 @@ void CLbLeaderProtocol::AskMembers(TimePoint now) {
   mAsked = static_cast<std::uint32_t>(std::ranges::count_if(members, &CLbMember::IsAsked));
   std::optional<LbPhaseCurrents> mayDraw;
   const auto mayRise = [&](const CLbMember& member) {
-    if (!member.IsReadyToRise()) return false;
+    if (!member.IsReadyToRise(now)) return false;
     if (!mayDraw) mayDraw = mGroup.MayDraw(now);
     return mGroup.Affords(member, member.Share(), *mayDraw, now);
   };

@@ -144,6 +144,10 @@ void CLbMember::Lose(TimePoint now) {
   ForgetVehicle(now);
 }
 
+bool CLbMember::IsReadyToRise(TimePoint now) const {
+  return mState == ELbStationState::Led && mUnanswered == 0 && IsToRise() && now - *mAskedAt >= kLeastPause;
+}
+
 void CLbMember::SetShare(const SLbLimit& limit) {
   mShare = limit;
   mHasShare = true;

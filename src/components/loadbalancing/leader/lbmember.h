@@ -29,7 +29,7 @@ class CLbMember {
 
   /// Between two limits that are told to a station that answers; four of them before it falls back.
   static constexpr Milliseconds kRefresh{2000};
-  /// At least, also when a limit is to fall.
+  /// At least, also when a limit is to fall or may rise.
   static constexpr Milliseconds kLeastPause{50};
   /// Between two requests for the fallback current, which may have been changed.
   static constexpr Milliseconds kFallbackRefresh{10000};
@@ -112,9 +112,9 @@ class CLbMember {
   /// What it was told last.
   const SLbLimit& Told() const { return mTold; }
   bool IsToFall() const { return !mIsTold || (mHasShare && mShare.Allowed() < mTold.Allowed()); }
-  bool IsToRise() const { return mIsTold && mShare.Allowed() > mTold.Allowed(); }
+  bool IsToRise() const { return mIsTold && mHasShare && mShare.Allowed() > mTold.Allowed(); }
   /// Whether it may be told so now, before its next limit is due.
-  bool IsReadyToRise() const { return mState == ELbStationState::Led && mUnanswered == 0 && IsToRise(); }
+  bool IsReadyToRise(TimePoint now) const;
   bool IsTold() const { return mIsTold; }
   void Tell(const SLbLimit& limit, TimePoint now);
 
