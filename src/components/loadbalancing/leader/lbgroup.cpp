@@ -121,11 +121,16 @@ LbPhaseCurrents CLbGroup::MayDraw(TimePoint now) const {
 
 bool CLbGroup::Affords(const CLbMember& member, const SLbLimit& limit, const LbPhaseCurrents& mayDraw,
                        TimePoint now) const {
-  const LbPhaseCurrents own = CountOf(member, now);
-  for (std::size_t phase = 0; phase < own.size(); ++phase) {
-    if (!HasLbPhase(member.Vehicle().Phases(), phase) || limit.Allowed() <= own[phase]) continue;
-    if (std::uint64_t{mayDraw[phase]} - own[phase] + limit.Allowed() > mSupply.milliAmpere[phase])
-      return false;
+  const std::uint32_t reserve = ReserveOf(member, now);
+  const LbPhaseCurrents granted = member.Granted(now);
+  const LbPhaseCurrents counted = CountOf(member, now);
+  for (std::size_t phase = 0; phase < counted.size(); ++phase) {
+    const bool isRise =
+        HasLbPhase(member.Vehicle().Phases(), phase) && limit.Allowed() > std::max(granted[phase], reserve);
+    if (!isRise) continue;
+    // What its vehicle draws by now beyond its limit is no grant.
+    const std::uint64_t others = mayDraw[phase] - counted[phase];
+    if (others + std::max(counted[phase], limit.Allowed()) > mSupply.milliAmpere[phase]) return false;
   }
   return true;
 }

@@ -159,13 +159,18 @@ void CLbMember::Tell(const SLbLimit& limit, TimePoint now) {
   mExposure.Told(limit.Allowed(), now);
 }
 
-LbPhaseCurrents CLbMember::MayDraw(TimePoint now) const {
+LbPhaseCurrents CLbMember::Granted(TimePoint now) const {
   const std::uint32_t told = IsOwn() ? mTold.Allowed() : mExposure.Highest(now);
-  const LbPhases phases = mVehicle.Phases();
-  LbPhaseCurrents most{};
+  LbPhaseCurrents granted{};
+  for (std::size_t phase = 0; phase < granted.size(); ++phase) {
+    if (HasLbPhase(mVehicle.Phases(), phase)) granted[phase] = told;
+  }
+  return granted;
+}
+
+LbPhaseCurrents CLbMember::MayDraw(TimePoint now) const {
+  LbPhaseCurrents most = Granted(now);
   for (std::size_t phase = 0; phase < most.size(); ++phase) {
-    if (HasLbPhase(phases, phase)) most[phase] = told;
-    // A vehicle needs some time to follow a limit that was lowered.
     const std::uint32_t formerly = now < mFormerlyUntil ? mFormerlyDrawn[phase] : 0;
     const std::uint32_t drawn = std::max(mVehicle.Drawn()[phase], formerly);
     if (drawn > most[phase] && drawn - most[phase] > kMeterTolerance) most[phase] = drawn;

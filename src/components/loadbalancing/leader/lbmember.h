@@ -118,7 +118,9 @@ class CLbMember {
   bool IsTold() const { return mIsTold; }
   void Tell(const SLbLimit& limit, TimePoint now);
 
-  /// What it may be drawing on each phase, in mA, besides what it falls back to.
+  /// The limits that may be in force there on each phase, in mA, besides what it falls back to.
+  LbPhaseCurrents Granted(TimePoint now) const;
+  /// What it may be drawing, likewise: a vehicle needs some time to follow a limit that was lowered.
   LbPhaseCurrents MayDraw(TimePoint now) const;
   bool MayHaveFallenBack(TimePoint at) const { return !IsOwn() && mExposure.MayHaveFallenBack(at); }
 
