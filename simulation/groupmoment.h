@@ -16,9 +16,10 @@ struct SGroupStationMoment {
 
   // The way to it.
   bool isPowered = false;
-  bool isReachable = false;                   ///< the leader and it could talk; for the leader: it leads
-  Milliseconds reachableSince{0};             ///< of that state
-  bool isHeard = false;                       ///< has told what it draws since the leader started
+  bool isReachable = false;        ///< the leader and it could talk; for the leader: it leads
+  Milliseconds reachableSince{0};  ///< of that state
+  /// When it told first what it draws, since the leader started.
+  std::optional<Milliseconds> heard = {};
   std::optional<Milliseconds> answered = {};  ///< when it did so last
   bool isLed = false;                         ///< what the leader told holds there
   // Its vehicle.

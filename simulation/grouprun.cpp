@@ -107,13 +107,19 @@ void CGroupRun::CreateRules() {
       std::make_unique<CGroupTrafficRule>(report, [this] { Happen(GroupEvents::SSplit{{{}}}); }));
 }
 
+/// What comes then shows nothing any more.
+void CGroupRun::CutOff() {
+  mIsCutOff = true;
+  Happen(GroupEvents::SSplit{.parts = {{}}});
+}
+
 Milliseconds CGroupRun::Elapsed() const {
   return std::chrono::duration_cast<Milliseconds>(mScheduler->Now() - mBegin);
 }
 
 CGroupRun::SOutcome CGroupRun::Play() {
   HappenDue();
-  for (Milliseconds second = kSecond; second <= mPlan.length; second += kSecond) {
+  for (Milliseconds second = kSecond; second <= mPlan.length && !mIsCutOff; second += kSecond) {
     while (mNextEvent < mPlan.events.size() && mPlan.events[mNextEvent].at < second) {
       mScheduler->RunFor(mPlan.events[mNextEvent].at - Elapsed());
       HappenDue();
@@ -175,7 +181,7 @@ void CGroupRun::SwitchOn(MediumStation number, bool isOn) {
   station.isPowered = isOn;
   station.wantsSince = mMoment.at;
   if (number == kLeader && isOn) {
-    for (SGroupStationMoment& each : mMoment.stations) each.isHeard = false;
+    for (SGroupStationMoment& each : mMoment.stations) each.heard.reset();
   }
   if (!isOn) station.answered.reset();
   isOn ? Station(number).PowerOn() : Station(number).PowerOff();
@@ -273,7 +279,7 @@ void CGroupRun::OnSent(MediumStation number, std::uint8_t id) {
   if (mObservers.sent) mObservers.sent(mMoment.at, number, id);
   if (id == static_cast<std::uint8_t>(ELbMessage::LimitAnswer)) {
     Moment(number).answered = mMoment.at;
-    Moment(number).isHeard = true;
+    if (!Moment(number).heard) Moment(number).heard = mMoment.at;
   }
   for (const auto& rule : mRules) rule->OnMessage(mMoment);
   Note(number);
@@ -333,10 +339,11 @@ void CGroupRun::Note(MediumStation number) {
 
 LbPhaseCurrents CGroupRun::MayDraw(MediumStation number) const {
   const SGroupStationMoment& station = mMoment.stations[number - 1];
+  const bool isFallback = station.limitMilliAmpere == station.fallbackMilliAmpere;
   LbPhaseCurrents mayDraw{};
-  if (!station.isLed) {
+  if (!station.isLed || (isFallback && !IsKnown(number))) {
     mayDraw.fill(CountedFallback(number));
-    if (station.limitMilliAmpere == station.fallbackMilliAmpere) return mayDraw;
+    if (isFallback) return mayDraw;
   }
   // Nobody can know the phases of a vehicle that has not shown them. The next one is not there at once.
   const bool isGoneForLong =
@@ -348,12 +355,18 @@ LbPhaseCurrents CGroupRun::MayDraw(MediumStation number) const {
   return mayDraw;
 }
 
+/// Whether the leader has heard what it falls back to, and could make room for it.
+bool CGroupRun::IsKnown(MediumStation number) const {
+  const auto heard = mMoment.stations[number - 1].heard;
+  return number == kLeader || (heard && mMoment.at - *heard >= kGrace);
+}
+
 /// One who is off may come back at any time, and has told what it falls back to; the leader itself knows that
 /// others hold what it told them for a while. A leader knows no other than its own of those who have not told
 /// it theirs, and nothing at all of those it has not even been told the number of.
 std::uint32_t CGroupRun::CountedFallback(MediumStation number) const {
   const std::uint32_t own = mMoment.stations[number - 1].fallbackMilliAmpere;
   if (number == kLeader) return 0;
-  if (mMoment.stations[number - 1].isHeard) return own;
+  if (IsKnown(number)) return own;
   return mPlan.groupSize == 0 ? 0 : std::min(own, mMoment.stations.front().fallbackMilliAmpere);
 }

@@ -59,6 +59,7 @@ class CGroupRun {
 
   SGroupPlace PlaceOf(MediumStation number);
   void CreateRules();
+  void CutOff();
   Milliseconds Elapsed() const;
   SGroupStationMoment& Moment(MediumStation number) { return mMoment.stations[number - 1]; }
   IGroupStation& Station(MediumStation number) { return *mStations[number - 1]; }
@@ -87,6 +88,7 @@ class CGroupRun {
   void NoteGrant();
   void Note(MediumStation number);
   LbPhaseCurrents MayDraw(MediumStation number) const;
+  bool IsKnown(MediumStation number) const;
   std::uint32_t CountedFallback(MediumStation number) const;
 
   const SGroupPlan mPlan;
@@ -104,6 +106,7 @@ class CGroupRun {
   std::size_t mNextEvent = 0;
   std::vector<bool> mHasAdapter;
   CHearing mHearing;
+  bool mIsCutOff = false;
   std::uint32_t mSecondLeaders = 0;
   std::uint32_t mCapacity;  // mA
   Amperes mHouse{};         // mA

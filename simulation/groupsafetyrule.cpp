@@ -10,12 +10,14 @@ bool CGroupSafetyRule::IsBroken(const SGroupMoment& moment) {
 }
 
 void CGroupSafetyRule::Check(const SGroupMoment& moment) {
+  if (moment.isNoisy) mNoisyUntil = moment.at;
   if (!IsBroken(moment)) {
     mHeldUntil = moment.at;
     mIsTold = false;
     return;
   }
-  const bool mayBeDamage = moment.plan.medium == SGroupPlan::EMedium::Line && moment.isNoisy;
+  const bool mayBeDamage =
+      moment.plan.medium == SGroupPlan::EMedium::Line && moment.at - mNoisyUntil < kDamaged;
   if (mIsTold || (mayBeDamage && moment.at - mHeldUntil < kDamaged)) return;
   mIsTold = true;
   std::string stations;

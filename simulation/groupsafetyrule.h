@@ -25,5 +25,6 @@ class CGroupSafetyRule final : public CGroupRule {
   static bool IsBroken(const SGroupMoment& moment);
 
   Milliseconds mHeldUntil{0};
+  Milliseconds mNoisyUntil{0};
   bool mIsTold = false;
 };

@@ -11,7 +11,7 @@ class CGroupStandstillRule final : public CGroupRule {
   static constexpr Milliseconds kSettled{60000};
   /// Besides what the slowest vehicle takes to stop.
   static constexpr Milliseconds kHandOver{10000};
-  static constexpr Milliseconds kHandOverInTrouble{20000};
+  static constexpr Milliseconds kHandOverInTrouble{30000};
 
   explicit CGroupStandstillRule(Report report)
       : CGroupRule("scarcity never stops everybody", std::move(report)) {}
