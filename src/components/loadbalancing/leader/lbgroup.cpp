@@ -121,7 +121,7 @@ LbPhaseCurrents CLbGroup::MayDraw(TimePoint now) const {
 
 bool CLbGroup::Affords(const CLbMember& member, const SLbLimit& limit, const LbPhaseCurrents& mayDraw,
                        TimePoint now) const {
-  const std::uint32_t reserve = ReserveOf(member, now);
+  const std::uint32_t reserve = mDoFallbacksFit ? ReserveOf(member, now) : 0;
   const LbPhaseCurrents granted = member.Granted(now);
   const LbPhaseCurrents counted = CountOf(member, now);
   for (std::size_t phase = 0; phase < counted.size(); ++phase) {
@@ -158,7 +158,7 @@ void CLbGroup::SetSupply(const SSupply& supply) {
   mDoFallbacksFit = Fallbacks() <= std::ranges::min(mSupply.milliAmpere);
 }
 
-void CLbGroup::Distribute(TimePoint now) {
+void CLbGroup::Distribute(EChange change, TimePoint now) {
   mDoFallbacksFit = Fallbacks() <= std::ranges::min(mSupply.milliAmpere);
   mPlaces.clear();
   for (const CLbMember* const member : mMembers) {
@@ -179,7 +179,7 @@ void CLbGroup::Distribute(TimePoint now) {
   std::ranges::transform(mSupply.milliAmpere, left.begin(),
                          [kept = KeptForOthers(now)](std::uint32_t each) { return Less(each, kept); });
   mAlgorithm->Distribute(left, Drawn(true), mRequests);
-  for (std::size_t i = 0; i < mInOrder.size(); ++i) SetShare(*mInOrder[i], mRequests[i]);
+  for (std::size_t i = 0; i < mInOrder.size(); ++i) SetShare(*mInOrder[i], mRequests[i], change);
 }
 
 SLbShareRequest CLbGroup::RequestOf(const CLbMember& member, const CLbTurns::SStation& place,
@@ -193,19 +193,21 @@ SLbShareRequest CLbGroup::RequestOf(const CLbMember& member, const CLbTurns::SSt
     request.reserveMilliAmpere = reserve;
   } else {
     for (std::uint32_t& each : request.overdrawn) each = std::max(each, reserve);
+    // That it may draw so much anyway is no reason to tell it so.
+    if (reserve != 0) request.mostMilliAmpere = std::min(request.mostMilliAmpere, member.Share().Allowed());
   }
   if (mSupply.isSettling) request.mostMilliAmpere = std::min(request.mostMilliAmpere, FallbackOf(member));
   if (mSupply.isOwnHeld && member.IsOwn()) request.mostMilliAmpere = 0;
   return request;
 }
 
-void CLbGroup::SetShare(CLbMember& member, const SLbShareRequest& request) const {
+void CLbGroup::SetShare(CLbMember& member, const SLbShareRequest& request, EChange change) const {
   SLbLimit share{.milliAmpere = request.shareMilliAmpere};
   const SLbLimit& former = member.Share();
-  const bool isSmallRise = former.milliAmpere >= kLbLeastMilliAmpere &&
-                           share.milliAmpere > former.milliAmpere &&
-                           share.milliAmpere - former.milliAmpere < kSmallestRise;
-  if (isSmallRise) share = former;
+  const bool isRise = share.milliAmpere > former.Allowed();
+  const bool isSmall =
+      former.milliAmpere >= kLbLeastMilliAmpere && share.milliAmpere - former.milliAmpere < kSmallestRise;
+  if (isRise && member.HasShare() && (isSmall || change == EChange::Fall)) return;
   const bool areKnown = member.IsOwn() || member.Vehicle().ArePhasesKnown();
   if (!areKnown && share.milliAmpere >= kPhaseDiscovery) share = {.isPhaseDiscovery = true};
   member.SetShare(share);

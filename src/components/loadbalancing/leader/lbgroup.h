@@ -26,9 +26,13 @@ class CLbGroup {
     bool isOwnHeld = false;         ///< the leader itself gets nothing
   };
 
+  /// What a distribution may change: when there is too little at a moment, that alone is no reason for a
+  /// rise.
+  enum class EChange : std::uint8_t { All, Fall };
+
   /// At a fallback current that does not fit into the supply, a station that does not answer counts with it
   /// so long before it is in force, since others have to make room first.
-  static constexpr Milliseconds kMakeRoom{4000};
+  static constexpr Milliseconds kMakeRoom{2000};
   /// Shares that rise by less stay as they are, in mA.
   static constexpr std::uint32_t kSmallestRise = 500;
   /// Of the stations for which there is no place, as many are counted.
@@ -53,7 +57,7 @@ class CLbGroup {
   void SetSupply(const SSupply& supply);
   const SSupply& Supply() const { return mSupply; }
   /// Gives every station its share. What is told follows with each one's next limit.
-  void Distribute(TimePoint now);
+  void Distribute(EChange change, TimePoint now);
   /// What that station is to be told now: its share, as soon as the others have made room for it.
   SLbLimit NextLimit(const CLbMember& member, TimePoint now) const;
   /// What all may be drawing together, in mA on each phase.
@@ -81,7 +85,7 @@ class CLbGroup {
   /// For all who cannot be told anything.
   std::uint64_t KeptForOthers(TimePoint now) const;
   SLbShareRequest RequestOf(const CLbMember& member, const CLbTurns::SStation& place, TimePoint now) const;
-  void SetShare(CLbMember& member, const SLbShareRequest& request) const;
+  void SetShare(CLbMember& member, const SLbShareRequest& request, EChange change) const;
 
   const std::shared_ptr<CLbReverseUniformAlgorithm> mAlgorithm;
   CLbMember mOwn;

@@ -124,7 +124,11 @@ void CLbLeaderProtocol::Look() {
   MeasureSupply();
   const LbPhaseCurrents mayDraw = mGroup.MayDraw(now);
   const bool isTooMuch = !std::ranges::equal(mayDraw, mGroup.Supply().milliAmpere, std::ranges::less_equal());
-  if (now >= mNextDistribution || isTooMuch) Distribute();
+  if (now >= mNextDistribution) {
+    Distribute();
+  } else if (isTooMuch) {
+    mGroup.Distribute(CLbGroup::EChange::Fall, now);
+  }
   Pump();
 }
 
@@ -158,7 +162,7 @@ void CLbLeaderProtocol::MeasureSupply() {
 void CLbLeaderProtocol::Distribute() {
   const TimePoint now = Now();
   mNextDistribution = now + mParts.period;
-  mGroup.Distribute(now);
+  mGroup.Distribute(CLbGroup::EChange::All, now);
   if (mState == EState::Leading) mNews.TellFallbacks(mGroup);
   if (mBegan && now - *mBegan >= kTimeToFindAll) mNews.TellSize(mGroup);
 }
