@@ -97,7 +97,9 @@ void CGroupRun::CreateRules() {
       mObservers.told(violation.at, "BROKEN: " + violation.rule + ": " + violation.figures);
     mViolations.push_back(std::move(violation));
   };
-  mRules.push_back(std::make_unique<CGroupSafetyRule>(report));
+  using EFallbacks = CGroupSafetyRule::EFallbacks;
+  mRules.push_back(std::make_unique<CGroupSafetyRule>(EFallbacks::Fit, report));
+  mRules.push_back(std::make_unique<CGroupSafetyRule>(EFallbacks::AreTooMuch, report));
   mRules.push_back(std::make_unique<CGroupWaitRule>(report));
   mRules.push_back(std::make_unique<CGroupSettlingRule>(report));
   mRules.push_back(std::make_unique<CGroupStandstillRule>(report));

@@ -2,16 +2,21 @@
 
 #include <fmt/ranges.h>
 
-bool CGroupSafetyRule::IsBroken(const SGroupMoment& moment) {
-  if (std::ranges::equal(moment.mayDraw, moment.granted, std::ranges::less_equal())) return false;
-  return moment.DoFallbacksFit() ||
-         (moment.Calm() >= kAllLed &&
-          std::ranges::all_of(moment.stations, [](const auto& station) { return station.isLed; }));
+CGroupSafetyRule::CGroupSafetyRule(EFallbacks fallbacks, Report report)
+    : CGroupRule(fallbacks == EFallbacks::Fit ? "the supply is enough for all that may be drawn"
+                                              : "the supply is enough for what all are told",
+                 std::move(report)),
+      mFallbacks(fallbacks) {}
+
+bool CGroupSafetyRule::Counts(const SGroupMoment& moment) const {
+  if (mFallbacks == EFallbacks::Fit) return moment.DoFallbacksFit();
+  return !moment.DoFallbacksFit() && moment.Calm() >= kAllLed &&
+         std::ranges::all_of(moment.stations, [](const auto& station) { return station.isLed; });
 }
 
 void CGroupSafetyRule::Check(const SGroupMoment& moment) {
   if (moment.isNoisy) mNoisyUntil = moment.at;
-  if (!IsBroken(moment)) {
+  if (std::ranges::equal(moment.mayDraw, moment.granted, std::ranges::less_equal()) || !Counts(moment)) {
     mHeldUntil = moment.at;
     mIsTold = false;
     return;
