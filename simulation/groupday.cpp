@@ -86,7 +86,7 @@ class CGroupDayPlanner {
 
 void CGroupDayPlanner::MakeSupply() {
   constexpr std::array kFuses{25U, 32U, 40U, 50U, 63U, 80U, 100U, 125U, 160U, 200U, 250U, 315U, 400U};
-  const std::uint32_t wanted = mPlan.Last() * Number(8, 14);
+  const std::uint32_t wanted = mPlan.Last() * Number(3, 10);
   const auto* const fuse = std::ranges::find_if(kFuses, [wanted](auto each) { return each >= wanted; });
   mPlan.fuseAmpere = fuse == kFuses.end() ? kFuses.back() : *fuse;
   mPlan.capacityAmpere = mPlan.fuseAmpere;

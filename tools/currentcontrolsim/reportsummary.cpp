@@ -9,10 +9,6 @@ namespace {
 using ReportSummary::SFact;
 using EState = SFact::EState;
 
-std::string KiloWattHours(std::uint64_t wattHours) {
-  return fmt::format("{:.2f} kWh", static_cast<double>(wattHours) / 1000);
-}
-
 std::string Ampere(std::int64_t milliAmpere) {
   return fmt::format("{:.2f} A", static_cast<double>(milliAmpere) / 1000);
 }
@@ -30,14 +26,6 @@ SFact FuseFact(const SSimulatedRun& run) {
   return {"Main fuse", "held", heat, EState::Held};
 }
 
-SFact RulesFact(const SSimulatedRun& run) {
-  const auto& violations = run.violations;
-  if (violations.empty()) return {"Rules", "all held", "checked every second", EState::Held};
-  return {"Rules", fmt::format("broken {}×", violations.size()),
-          fmt::format("first at {}: {}", FormatSpan(violations.front().at), violations.front().rule),
-          EState::Violated};
-}
-
 }  // namespace
 
 std::vector<SFact> ReportSummary::Facts(const SSimulatedRun& run) {
@@ -50,16 +38,37 @@ std::vector<SFact> ReportSummary::Facts(const SSimulatedRun& run) {
       {"Setpoints", std::to_string(totals.setpoints), "that charge control took"},
       {"Phase switches", std::to_string(totals.phaseSwitches), "between 1 and 3"},
       {"Stops", std::to_string(totals.stops), "of vehicles that drew what they may not"}};
-  if (run.hasRules) facts.push_back(RulesFact(run));
+  if (run.hasRules) facts.push_back(RulesFact(run.violations, "checked every second"));
   return facts;
+}
+
+SFact ReportSummary::RulesFact(const std::vector<SDayViolation>& violations, std::string_view howChecked) {
+  if (violations.empty()) return {"Rules", "all held", std::string(howChecked), EState::Held};
+  return {"Rules", fmt::format("broken {}×", violations.size()),
+          fmt::format("first at {}: {}", FormatSpan(violations.front().at), violations.front().rule),
+          EState::Violated};
+}
+
+std::string ReportSummary::KiloWattHours(std::uint64_t wattHours) {
+  return fmt::format("{:.2f} kWh", static_cast<double>(wattHours) / 1000);
 }
 
 std::string ReportSummary::ToText(const SSimulatedRun& run) {
   std::string text = run.title + "\n";
   if (!run.about.empty()) text += run.about + "\n";
-  for (const SFact& fact : Facts(run))
+  return text + ToText(Facts(run)) + ToText(run.violations);
+}
+
+std::string ReportSummary::ToText(const std::vector<SFact>& facts) {
+  std::string text;
+  for (const SFact& fact : facts)
     text += fmt::format("  {:<22} {:>10}  {}\n", fact.name, fact.value, fact.detail);
-  for (const auto& [at, rule, figures] : run.violations)
+  return text;
+}
+
+std::string ReportSummary::ToText(const std::vector<SDayViolation>& violations) {
+  std::string text;
+  for (const auto& [at, rule, figures] : violations)
     text += fmt::format("  {} {}: {}\n", FormatSpan(at), rule, figures);
   return text;
 }

@@ -27,6 +27,12 @@ std::string ToText(const SSimulatedRun& run);
 /// For programs.
 Json::Value ToJson(const SSimulatedRun& run);
 
+// The pieces of these, for other reports.
+std::string ToText(const std::vector<SFact>& facts);
+std::string ToText(const std::vector<SDayViolation>& violations);
 Json::Value ToJson(const std::vector<SDayViolation>& violations);
+/// `howChecked` is said when all rules held.
+SFact RulesFact(const std::vector<SDayViolation>& violations, std::string_view howChecked);
+std::string KiloWattHours(std::uint64_t wattHours);
 
 }  // namespace ReportSummary

@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 
 #include "platform/utility/jsontext.h"
+#include "simulation/groupplan.h"
 #include "tools/display/options.h"
 
 namespace {
@@ -14,6 +15,7 @@ constexpr std::uint64_t kMostSeed = 1000000000;
 constexpr std::uint64_t kMostDays = 1000000;
 constexpr std::uint64_t kMostHours = 24 * 366;
 constexpr std::uint64_t kMostStep = 3600;
+constexpr std::uint64_t kFewestStations = 2;
 
 /// KEY=VALUE, where the value is JSON, or else a text as it stands.
 void ReadOverride(const std::string& argument, Json::Value& overrides) {
@@ -42,7 +44,15 @@ struct SGiven {
   bool file = false;
 };
 
+void CheckGroup(const SSimOptions& options, const SGiven& given) {
+  if (!options.scenario.empty() || options.length || options.days)
+    throw CUsageError("--group plays one made-up day of a group: leave --scenario, --hours and --days out");
+  if (given.root || given.file || !options.overrides.empty())
+    throw CUsageError("--group makes its stations up: leave --root, --hwinfo, --settings and --set out");
+}
+
 void Check(const SSimOptions& options, const SGiven& given) {
+  if (options.group != 0) return CheckGroup(options, given);
   const bool isScenario = !options.scenario.empty();
   if (isScenario && (given.seed || options.days))
     throw CUsageError("--scenario plays a file, --seed and --days play made-up days: give one of them");
@@ -56,10 +66,11 @@ void Check(const SSimOptions& options, const SGiven& given) {
 }  // namespace
 
 SSimOptions ReadSimOptions(std::span<char* const> arguments) {
-  static constexpr std::array<option, 14> kOptions{{{"scenario", required_argument, nullptr, 's'},
+  static constexpr std::array<option, 15> kOptions{{{"scenario", required_argument, nullptr, 's'},
                                                     {"hours", required_argument, nullptr, 'n'},
                                                     {"seed", required_argument, nullptr, 'd'},
                                                     {"days", required_argument, nullptr, 'D'},
+                                                    {"group", required_argument, nullptr, 'g'},
                                                     {"root", required_argument, nullptr, 'r'},
                                                     {"hwinfo", required_argument, nullptr, 'w'},
                                                     {"settings", required_argument, nullptr, 'f'},
@@ -72,34 +83,38 @@ SSimOptions ReadSimOptions(std::span<char* const> arguments) {
                                                     {nullptr, 0, nullptr, 0}}};
   SSimOptions options;
   SGiven given;
-  const auto words = ReadOptions(
-      arguments, "s:n:d:D:r:w:f:k:p:c:H:jh", kOptions.data(), [&](char letter, const std::string& argument) {
-        if (letter == 's') options.scenario = argument;
-        if (letter == 'n')
-          options.length = std::chrono::hours(ReadWholeNumber("hours", 1, kMostHours, argument));
-        if (letter == 'd') options.seed = ReadWholeNumber("seed", 0, kMostSeed, argument);
-        if (letter == 'D') options.days = ReadWholeNumber("days", 1, kMostDays, argument);
-        if (letter == 'r') ReadRoot(argument, options);
-        if (letter == 'w') options.hwinfo = argument;
-        if (letter == 'f') options.settings = argument;
-        if (letter == 'k') ReadOverride(argument, options.overrides);
-        if (letter == 'p')
-          options.step = std::chrono::seconds(ReadWholeNumber("step", 1, kMostStep, argument));
-        if (letter == 'c') options.csv = argument;
-        if (letter == 'H') options.html = argument;
-        if (letter == 'j') options.json = true;
-        if (letter == 'h') options.help = true;
-        given.seed = given.seed || letter == 'd';
-        given.root = given.root || letter == 'r';
-        given.file = given.file || letter == 'w' || letter == 'f';
-      });
+  const auto words =
+      ReadOptions(arguments, "s:n:d:D:g:r:w:f:k:p:c:H:jh", kOptions.data(),
+                  [&](char letter, const std::string& argument) {
+                    if (letter == 's') options.scenario = argument;
+                    if (letter == 'n')
+                      options.length = std::chrono::hours(ReadWholeNumber("hours", 1, kMostHours, argument));
+                    if (letter == 'd') options.seed = ReadWholeNumber("seed", 0, kMostSeed, argument);
+                    if (letter == 'D') options.days = ReadWholeNumber("days", 1, kMostDays, argument);
+                    if (letter == 'g')
+                      options.group = static_cast<std::uint32_t>(
+                          ReadWholeNumber("group", kFewestStations, SGroupPlan::kMostStations, argument));
+                    if (letter == 'r') ReadRoot(argument, options);
+                    if (letter == 'w') options.hwinfo = argument;
+                    if (letter == 'f') options.settings = argument;
+                    if (letter == 'k') ReadOverride(argument, options.overrides);
+                    if (letter == 'p')
+                      options.step = std::chrono::seconds(ReadWholeNumber("step", 1, kMostStep, argument));
+                    if (letter == 'c') options.csv = argument;
+                    if (letter == 'H') options.html = argument;
+                    if (letter == 'j') options.json = true;
+                    if (letter == 'h') options.help = true;
+                    given.seed = given.seed || letter == 'd';
+                    given.root = given.root || letter == 'r';
+                    given.file = given.file || letter == 'w' || letter == 'f';
+                  });
   if (!words.empty()) throw CUsageError(fmt::format("'{}' is no option; --help lists them", words.front()));
   Check(options, given);
   return options;
 }
 
 std::string SimHelp() {
-  return R"(usage: currentcontrolsim [--scenario FILE | --seed N] [OPTION]
+  return R"(usage: currentcontrolsim [--scenario FILE | --seed N] [--group N] [OPTION]
 
 Runs a charging station in virtual time, with the application that ships, in a house with a main fuse,
 a roof that gives solar power and vehicles that come and go, and shows what it did and why.
@@ -109,8 +124,11 @@ What is played:
   -n, --hours=N        so long; otherwise once through it, or to its last event and an hour more
   -d, --seed=N         a made-up day (1); the same number gives the same day everywhere
   -D, --days=N         that day and those with the next numbers; tells only which broke a rule
+  -g, --group=N        the same of 2 to 32 stations that share a supply: one of them leads, the house and
+                       its roofs are behind the same main fuse, and sometimes the network, a station or the
+                       leader fails
 
-At which station, if not at one that fits. A day's rules are about its own station: at another one only
+At which station, but for a group, if not at one that fits. A day's rules are about its own station: at another one only
 the main fuse counts.
   -r, --root=PATH      an installation's own etc/hwinfo.json, settings.json and secrets.json below PATH
   -w, --hwinfo=FILE    its hardware description

@@ -26,7 +26,7 @@ def make_page(folder):
         "LIBRARY_VERSION": json.loads(read(library / "package.json"))["version"],
         "LIBRARY_LICENCE": licence,
         "LIBRARY_SCRIPT": script,
-        "PAGE_SCRIPT": read(folder / "page.js"),
+        "PAGE_SCRIPT": "\n\n".join(read(folder / name) for name in ("page.js", "station.js", "group.js")),
     }.items():
         if page.count(f"@{name}@") != 1:
             sys.exit(f"embed.py: page.html must hold @{name}@ once")
