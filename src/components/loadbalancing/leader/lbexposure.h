@@ -7,7 +7,8 @@
 #include "platform/worker/scheduler.h"
 
 /// The highest limit that may be in force at a station, given what it was told, what it has acknowledged and
-/// what may have been lost on the way. What it falls back to counts besides. One thread.
+/// what may have been lost on the way: see the safety rule in docs/load-balancing.md. What it falls back to
+/// counts besides. One thread.
 class CLbExposure {
  public:
   /// A station heeds no limit for longer than that after it has taken it; then it falls back.

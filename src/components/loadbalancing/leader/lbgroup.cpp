@@ -72,8 +72,7 @@ std::uint32_t CLbGroup::FallbackOf(const CLbMember& member) const {
 }
 
 std::uint32_t CLbGroup::Unheard() const {
-  const auto heard = 1 + mFollowers.size() + mSurplus.size();
-  const std::size_t missing = mSupply.size > heard ? mSupply.size - heard : 0;
+  const std::size_t missing = mSupply.size > Heard() ? mSupply.size - Heard() : 0;
   return static_cast<std::uint32_t>(missing + mSurplus.size());
 }
 

@@ -14,7 +14,8 @@
 class CLbReverseUniformAlgorithm;
 
 /// The stations of the group with their leader's own, what they may be drawing together, and who is to get
-/// how much. Safe means: that sum is never told to grow beyond what there is. One thread.
+/// how much. The safety rule of docs/load-balancing.md is kept here: `MayDraw` is the sum, and `Affords` lets
+/// nobody be told what would make it grow beyond what there is. One thread.
 class CLbGroup {
  public:
   /// What there is to share, in mA, and what is known of the group beforehand.
@@ -39,11 +40,17 @@ class CLbGroup {
   static constexpr std::size_t kMostSurplus = 256;
 
   explicit CLbGroup(std::shared_ptr<CLbReverseUniformAlgorithm> algorithm);
+  ~CLbGroup() = default;
+  CLbGroup(const CLbGroup&) = delete;
+  CLbGroup& operator=(const CLbGroup&) = delete;
 
-  CLbMember& Own() { return *mMembers.front(); }
+  CLbMember& Own() { return mOwn; }
+  const CLbMember& Own() const { return mOwn; }
   /// The own one first.
   const std::vector<CLbMember*>& Members() const { return mMembers; }
   std::size_t Followers() const { return mFollowers.size(); }
+  /// Stations that were heard, with those for which there is no place, and with the leader's own.
+  std::size_t Heard() const { return 1 + mFollowers.size() + mSurplus.size(); }
   /// Null: it is not known.
   CLbMember* Find(const LbSerialNumber& serialNumber);
   CLbMember* FindAt(const ICommunicationListener::IEndpoint& endpoint) const;

@@ -30,7 +30,7 @@ void CLbGroupNews::TellHouse(bool isInError, const CLbGroup& group) {
 
 void CLbGroupNews::TellSize(const CLbGroup& group) {
   const std::uint32_t size = group.Supply().size;
-  const std::size_t heard = 1 + group.Followers();
+  const std::size_t heard = group.Heard();
   if (size == 0 || size == heard) return mTold.Solved("size");
   if (!mTold.IsNew("size", std::to_string(heard))) return;
   if (size < heard) {
@@ -117,10 +117,9 @@ void CLbGroupNews::TellVehicle(const CLbMember& member) {
   }
 }
 
-void CLbGroupNews::TellOwnSerialNumber(const CLbMember& own, const Endpoint& endpoint) {
+void CLbGroupNews::TellOwnSerialNumber(std::string_view address) {
   if (!mTold.IsNew("own", "")) return;
-  LOG_WARNING("{:s} has this station's own MainboardSn {}, and is not led", endpoint.ToString(),
-              ToText(own.SerialNumber()));
+  LOG_WARNING("{:s} has this station's own MainboardSn, and is not led", address);
 }
 
 void CLbGroupNews::TellElsewhere(const CLbMember& member, const Endpoint& endpoint) {
@@ -138,7 +137,7 @@ void CLbGroupNews::TellRenamed(const CLbMember& member, const LbSerialNumber& se
 void CLbGroupNews::TellSurplus(const LbSerialNumber& serialNumber, std::uint32_t capacity) {
   LOG_WARNING(
       "A group has at most {} stations besides its leader: {} and all further ones are not led, and charge "
-      "with their fallback current, which is kept for them",
+      "with their fallback current; for each this station's own is kept",
       capacity, ToText(serialNumber));
 }
 

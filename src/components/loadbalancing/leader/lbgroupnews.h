@@ -35,7 +35,7 @@ class CLbGroupNews {
   /// What it draws.
   void TellVehicle(const CLbMember& member);
   /// Somebody else has the leader's own serial number.
-  void TellOwnSerialNumber(const CLbMember& own, const Endpoint& endpoint);
+  void TellOwnSerialNumber(std::string_view address);
   void TellElsewhere(const CLbMember& member, const Endpoint& endpoint);
   void TellRenamed(const CLbMember& member, const LbSerialNumber& serialNumber);
   static void TellSurplus(const LbSerialNumber& serialNumber, std::uint32_t capacity);

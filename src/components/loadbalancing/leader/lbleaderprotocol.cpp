@@ -225,6 +225,9 @@ void CLbLeaderProtocol::OnLeadersMessage(const SLbMessage& message, const Endpoi
 
 bool CLbLeaderProtocol::IsEcho(const SLbMessage& message) const {
   if (!mParts.isLine || message.Id() != mNewestOnLine.Id()) return false;
+  // Below the root the calls of two leaders may be alike.
+  const bool isCall = static_cast<ELbMessage>(message.Id()) == ELbMessage::Discovery;
+  if (isCall && LbMessages::ReadDiscovery(message).prefixBits != 0) return false;
   const auto checksum = LbMessageSize(*FindLbMessageKind(message.Id()), false) - 1;  // which is the parser's
   return std::equal(message.bytes.begin(), message.bytes.begin() + checksum, mNewestOnLine.bytes.begin());
 }
@@ -237,7 +240,7 @@ bool CLbLeaderProtocol::MayBeOwn(const SLbMessage& message) const {
       return true;
     case ELbMessage::Discovery: {
       const auto discovery = LbMessages::ReadDiscovery(message);
-      return discovery.prefixBits != 0 || discovery.prefix == OwnSerialNumber();
+      return discovery.prefixBits != 0 || discovery.prefix == mGroup.Own().SerialNumber();
     }
     default:
       return false;
@@ -248,13 +251,16 @@ void CLbLeaderProtocol::OnDiscoveryAnswer(const LbSerialNumber& serialNumber,
                                           const std::shared_ptr<Endpoint>& endpoint) {
   const TimePoint now = Now();
   mDiscovery.TakeAnswer(now);
-  if (serialNumber == mGroup.Own().SerialNumber()) return mNews.TellOwnSerialNumber(mGroup.Own(), *endpoint);
+  if (serialNumber == mGroup.Own().SerialNumber()) return mNews.TellOwnSerialNumber(endpoint->ToString());
   CLbMember* member = mGroup.Find(serialNumber);
-  if (member != nullptr && !IsItself(*member, *endpoint)) return;
-  if (member == nullptr) member = Admit(serialNumber, endpoint.get());
-  if (member == nullptr) return;
-  const auto heardAgo = member->HeardAgo(now);
-  if (heardAgo && *heardAgo < StaysFor(member->State())) return;
+  if (member != nullptr) {
+    if (!IsItself(*member, *endpoint)) return;
+    const auto heardAgo = member->HeardAgo(now);
+    if (heardAgo && *heardAgo < StaysFor(member->State())) return;
+  } else {
+    member = Admit(serialNumber, endpoint.get());
+    if (member == nullptr) return;
+  }
   mNews.SolveElsewhere(*member);
   member->SetWay(endpoint);
   member->Join(now);
@@ -266,7 +272,7 @@ bool CLbLeaderProtocol::IsItself(const CLbMember& member, const Endpoint& endpoi
   const bool isElsewhere = endpoint.IsNetworkEndpoint() && !member.IsAt(endpoint);
   if (!isElsewhere) return true;
   const auto heardAgo = member.HeardAgo(Now());
-  if (member.State() == ELbStationState::Silent || heardAgo > CLbExposure::kHold) return true;
+  if (member.State() == ELbStationState::Silent || !heardAgo || *heardAgo > CLbExposure::kHold) return true;
   mNews.TellElsewhere(member, endpoint);
   return false;
 }
@@ -348,6 +354,7 @@ void CLbLeaderProtocol::CloseCall(TimePoint now) {
   mIsListening = false;
   const auto found = mDiscovery.Close();
   if (!found || mGroup.Find(*found) != nullptr) return;
+  if (*found == mGroup.Own().SerialNumber()) return mNews.TellOwnSerialNumber("a station on the line");
   CLbMember* const member = Admit(*found, nullptr);
   if (member != nullptr) member->Join(now);
 }
@@ -419,13 +426,14 @@ void CLbLeaderProtocol::Ask(CLbMember& member) {
                                   .milliAmpere = limit.milliAmpere,
                                   .flags = limit.isPhaseDiscovery ? kLbPhaseDiscoveryFlag : std::uint8_t{0}});
   }
+  const std::uint32_t sends = Sends() + 1;
   if (mParts.isLine) {
     mNewestOnLine = message;
     BroadcastMessage(message);
   } else {
     SendMessage(message, *member.Way());
   }
-  member.Ask(id, Sends(), now);
+  member.Ask(id, sends, now);
   ++mAsked;
 }
 
@@ -436,7 +444,7 @@ void CLbLeaderProtocol::CallIfDue(TimePoint now) {
   }
   if (!mDiscovery.IsToCall() || !MayAsk()) return;
   auto discovery = mDiscovery.Call(now, ResponseTime(false));
-  if (discovery.prefixBits == 0 && OwnSerialNumber()) discovery.prefix = *OwnSerialNumber();
+  if (discovery.prefixBits == 0) discovery.prefix = mGroup.Own().SerialNumber();
   mIsListening = mParts.isLine;
   mNewestOnLine = LbMessages::Write(discovery);
   BroadcastMessage(mNewestOnLine);

@@ -13,7 +13,8 @@
 class CLbPhaseImbalanceAlgorithm;
 class IBlackoutProtection;
 
-/// Shares the group's current out: what there is, and who gets how much of it. One thread.
+/// Shares the group's current out: what there is, and who gets how much of it, which is equal shares as far
+/// as each can use them; `CLbDistribution` has the steps. One thread.
 class CLbReverseUniformAlgorithm {
  public:
   /// The house's meter and the stations' answers are seconds apart: when a vehicle stops, their sum is too

@@ -58,7 +58,10 @@ void CLbVehicle::NoteWish(std::uint32_t limit, TimePoint now) {
     return;
   }
   if (!mIdleSince) mIdleSince = now;
-  if (now - *mIdleSince >= kTimeToStart) mWish = EWish::Rests;
+  if (now - *mIdleSince < kTimeToStart) return;
+  mWish = EWish::Rests;
+  mMost = kUnlimited;  // the next one may be another vehicle
+  mGrown.reset();
 }
 
 void CLbVehicle::NotePhases(bool isDiscoveryDone, TimePoint now) {
@@ -84,7 +87,9 @@ void CLbVehicle::NoteUse(std::uint32_t limit, TimePoint now) {
     return;
   }
   if (mMost != kUnlimited && drawn + kUsedUpFrom >= mMost) {
-    mMost += std::max(mMost / 4, kLeastGrowth);
+    const bool isNew = !mGrown || now - *mGrown >= kTimeToGrow;
+    mMost = isNew ? kUnlimited : mMost + std::max(mMost / 4, kLeastGrowth);
+    mGrown = now;
     mUse.reset();
     return;
   }

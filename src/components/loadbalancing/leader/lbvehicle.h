@@ -24,6 +24,9 @@ class CLbVehicle {
   static constexpr Milliseconds kTimeToFollow{30000};
   /// What was not taken up within this time is not wanted.
   static constexpr Milliseconds kTimeToStart{40000};
+  /// One that takes all that it could use may have all there is again, but not more often; in between it gets
+  /// more step by step.
+  static constexpr Milliseconds kTimeToGrow{5 * 60 * 1000};
   /// A vehicle's phases are known when no other one has joined them for so long.
   static constexpr Milliseconds kTimeToFindPhases{10000};
   /// No station has more than 80 A: an answer with a current above this one, in mA, says nothing, and counts
@@ -41,8 +44,8 @@ class CLbVehicle {
   LbPhases Phases() const { return mArePhasesKnown ? mPhases : kLbAllPhases; }
   bool ArePhasesKnown() const { return mArePhasesKnown; }
   /// That it can use, in mA; at least the least current. One that rests is given no more, until it draws. One
-  /// that takes less than it may for `kTimeToFollow` can use a little more than it takes. When it takes that,
-  /// too, it can use still more, and so on, step by step.
+  /// that takes less than it may for `kTimeToFollow` can use a little more than it takes; when it takes that,
+  /// too, still more.
   std::uint32_t Most() const;
   const LbPhaseCurrents& Drawn() const { return mDrawn; }
   /// What it draws on phases where it was beyond any limit it was given, for longer than a vehicle needs to
@@ -83,6 +86,7 @@ class CLbVehicle {
   bool mWasDiscoveryDone = true;  // may be what the vehicle before left
 
   std::uint32_t mMost = kUnlimited;
+  std::optional<TimePoint> mGrown;  // when it used up what it could use
   std::optional<SUse> mUse;
 
   CLbSlowChange mLimitOfLate{CLbSlowChange::ESlow::Fall, kTimeToFollow};
