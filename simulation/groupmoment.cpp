@@ -8,7 +8,7 @@ std::uint32_t SGroupMoment::Unused(const SGroupStationMoment& station) const {
     if (station.IsServed() && !HasLbPhase(station.wired, phase)) continue;
     std::uint64_t taken = 0;
     for (const SGroupStationMoment& each : stations) {
-      const std::uint32_t may = each.drawing ? each.mayDraw[phase] : each.limitMilliAmpere;
+      const std::uint32_t may = each.isDrawing ? each.mayDraw[phase] : each.limitMilliAmpere;
       taken += std::max(may, each.fallbackMilliAmpere);
     }
     const std::uint64_t left = planned[phase] - std::min<std::uint64_t>(planned[phase], taken);

@@ -25,11 +25,12 @@ struct SGroupStationMoment {
   // Its vehicle.
   std::optional<CVehicle::SProperties> vehicle = {};
   bool isFull = false;
-  Milliseconds vehicleSince{0};              ///< when it came or went
-  LbPhases wired = kLbAllPhases;             ///< of this vehicle, or of the last one; R, S, T
-  std::optional<Milliseconds> drawing = {};  ///< since when, without a break
-  bool arePhasesKnown = false;               ///< it has been drawing for long enough
-  Milliseconds wantsSince{0};                ///< it does so, or does not
+  Milliseconds vehicleSince{0};   ///< when it came or went
+  LbPhases wired = kLbAllPhases;  ///< of this vehicle, or of the last one; R, S, T
+  bool isDrawing = false;
+  Milliseconds hasDrawn{0};     ///< for so long altogether
+  bool arePhasesKnown = false;  ///< it has been drawing for long enough
+  Milliseconds wantsSince{0};   ///< it does so, or does not
   // What it has.
   std::uint32_t limitMilliAmpere = 0;  ///< in force
   std::uint32_t fallbackMilliAmpere = 0;
@@ -47,7 +48,8 @@ struct SGroupMoment {
   std::vector<SGroupStationMoment> stations = {};  ///< in order of their numbers
   LbPhaseCurrents capacity = {};                   ///< mA, that there is for the group
   LbPhaseCurrents planned = {};                    ///< the same without what nobody plans with
-  LbPhaseCurrents granted = {};           ///< as long as nobody can know of the newest fall, what there was
+  LbPhaseCurrents granted = {};           ///< the most of both of late, when nobody can know of a fall yet
+  LbPhaseCurrents least = {};             ///< and the least that was planned with
   LbPhaseCurrents mayDraw = {};           ///< all of them together
   std::uint64_t fallbackMilliAmpere = 0;  ///< the most that all may fall back to at once
   Milliseconds capacitySince{0};
@@ -56,7 +58,7 @@ struct SGroupMoment {
   Milliseconds lastEvent{0};
 
   bool DoFallbacksFit() const {
-    return std::ranges::all_of(granted, [this](std::uint32_t each) { return fallbackMilliAmpere <= each; });
+    return std::ranges::all_of(least, [this](std::uint32_t each) { return fallbackMilliAmpere <= each; });
   }
   /// Whether the station could get the least current, if nobody else did.
   bool HasRoomFor(const SGroupStationMoment& station) const {

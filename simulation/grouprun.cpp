@@ -152,7 +152,7 @@ void CGroupRun::Happen(const GroupEvents::SPlug& plug) {
     station.vehicleSince = station.wantsSince = mMoment.at;
     station.wired = WiredTo(mPlan.Station(plug.station).rotation, plug.vehicle.phases);
     station.arePhasesKnown = station.isFull = false;
-    station.drawing.reset();
+    station.hasDrawn = Milliseconds(0);
   }
   station.vehicle = plug.vehicle;
   Station(plug.station).Plug(plug.vehicle);
@@ -247,15 +247,16 @@ void CGroupRun::NoteTrouble() {
 }
 
 void CGroupRun::NoteCapacity() {
-  const LbPhaseCurrents former = mMoment.capacity;
-  for (std::size_t phase = 0; phase < former.size(); ++phase) {
+  const LbPhaseCurrents capacity = mMoment.capacity;
+  const LbPhaseCurrents planned = mMoment.planned;
+  for (std::size_t phase = 0; phase < capacity.size(); ++phase) {
     mMoment.capacity[phase] = CapacityWith(mPlan.fuseAmpere * kMilliAmperePerAmpere, phase);
     mMoment.planned[phase] =
         CapacityWith(mPlan.fuseAmpere * kMilliAmperePerAmpere * CLightFuse::kUsablePercent / kPercent, phase);
   }
   mMoment.capacitySince = mMoment.at;
   const Milliseconds grace = kGrace + (mMoment.isNoisy || !mMoment.isWhole ? kMoreGraceInTrouble : kSecond);
-  mFormerCapacities.push_back({mMoment.at + grace, former});
+  mFormerCapacities.push_back({mMoment.at + grace, capacity, planned});
   NoteGrant();
 }
 
@@ -267,9 +268,12 @@ std::uint32_t CGroupRun::CapacityWith(std::int64_t fuseMilliAmpere, std::size_t 
 void CGroupRun::NoteGrant() {
   std::erase_if(mFormerCapacities, [this](const auto& each) { return each.until <= mMoment.at; });
   mMoment.granted = mMoment.capacity;
+  mMoment.least = mMoment.planned;
   for (const SFormerCapacity& former : mFormerCapacities) {
-    for (std::size_t phase = 0; phase < former.milliAmpere.size(); ++phase)
-      mMoment.granted[phase] = std::max(mMoment.granted[phase], former.milliAmpere[phase]);
+    for (std::size_t phase = 0; phase < former.capacity.size(); ++phase) {
+      mMoment.granted[phase] = std::max(mMoment.granted[phase], former.capacity[phase]);
+      mMoment.least[phase] = std::min(mMoment.least[phase], former.planned[phase]);
+    }
   }
 }
 
@@ -312,9 +316,10 @@ void CGroupRun::NoteDraw(MediumStation number) {
   SGroupStationMoment& station = Moment(number);
   station.drawn = Station(number).Drawn();
   for (const std::uint32_t milliAmpere : station.drawn) mMilliAmpereSeconds += milliAmpere;
-  if (DrawingLbPhases(station.drawn) == 0) return station.drawing.reset();
-  if (!station.drawing) station.drawing = mMoment.at;
-  if (mMoment.at - *station.drawing >= kPhasesKnown) station.arePhasesKnown = true;
+  station.isDrawing = DrawingLbPhases(station.drawn) != 0;
+  if (!station.isDrawing) return;
+  station.hasDrawn += kSecond;
+  station.arePhasesKnown = station.hasDrawn >= kPhasesKnown;
 }
 
 /// The house's meter sees the other vehicles as well.

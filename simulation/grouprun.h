@@ -54,7 +54,8 @@ class CGroupRun {
   using Amperes = std::array<std::int32_t, 3>;
   struct SFormerCapacity {
     Milliseconds until;
-    LbPhaseCurrents milliAmpere;
+    LbPhaseCurrents capacity;
+    LbPhaseCurrents planned;
   };
 
   SGroupPlace PlaceOf(MediumStation number);
