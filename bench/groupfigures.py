@@ -118,9 +118,9 @@ def running(command):
 
 
 @contextlib.contextmanager
-def station(networks, settings):
-    """An enabled daemon with all its peers."""
-    daemon = Daemon(SETTINGS | settings, HWINFO | SERIAL_NUMBER, {"GroupLoadBalancingPassword": PASSWORD}, networks.follower)
+def station(within, settings):
+    """An enabled daemon with all its peers, in one of the networks."""
+    daemon = Daemon(SETTINGS | settings, HWINFO | SERIAL_NUMBER, {"GroupLoadBalancingPassword": PASSWORD}, within)
     with daemon, running([BIN / "stationsim", "--root", daemon.root]):
         while daemon.ask("state") != "Enabling, enabled":
             if time.monotonic() > daemon.started + ENABLE_LIMIT_S:
@@ -131,13 +131,13 @@ def station(networks, settings):
 
 def answers(networks):
     """With the limit as before, and with a new one each time."""
-    with station(networks, FOLLOWER), running([*networks.follower, sys.executable, LEADER, "echo", str(ECHO_PORT)]):
+    with station(networks.follower, FOLLOWER), running([*networks.follower, sys.executable, LEADER, "echo", str(ECHO_PORT)]):
         return [networks.lead("answer", ECHO_PORT, REQUESTS, limits) for limits in (SAME_LIMIT, NEW_LIMITS)]
 
 
 def floods(networks):
     """Kind to what it did."""
-    with station(networks, FOLLOWER) as daemon:
+    with station(networks.follower, FOLLOWER) as daemon:
         found = {kind: networks.lead("flood", kind, FLOOD_PER_SECOND, FLOOD_S, daemon.process.pid)
                  for kind in FLOOD_TEXTS}
     for kind, figures in found.items():
@@ -147,7 +147,7 @@ def floods(networks):
 
 
 def memory(networks, settings):
-    with station(networks, settings) as daemon:
+    with station(networks.follower, settings) as daemon:
         if settings:
             networks.lead("answer", NO_ECHO, MEMORY_REQUESTS, SAME_LIMIT)
         time.sleep(SETTLE_S)

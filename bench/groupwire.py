@@ -1,4 +1,4 @@
-"""A leader's side of the group's wire, as docs/protocol.md tells it."""
+"""The group's wire, as docs/protocol.md tells it."""
 import hashlib
 import os
 import struct
@@ -7,8 +7,11 @@ from cryptography.hazmat.primitives.ciphers import Cipher, algorithms, modes
 
 PORT = 23068
 SALT = bytes.fromhex("7b337271f4e7f2e999a6123a0eccc6230c61020cbd36f3ccf705f1e7f4ddb18e")
-RESET, DISCOVERY, DISCOVERY_ANSWER, LIMIT, LIMIT_ANSWER = 0x11, 0x22, 0x33, 0x88, 0x99
-BODY_SIZES = {RESET: 1, DISCOVERY: 10, DISCOVERY_ANSWER: 7, LIMIT: 12, LIMIT_ANSWER: 20}
+RESET, DISCOVERY, DISCOVERY_ANSWER, INFO, INFO_ANSWER, FALLBACK, FALLBACK_ANSWER, LIMIT, LIMIT_ANSWER = (
+    0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x88, 0x99)
+BODY_SIZES = {RESET: 1, DISCOVERY: 10, DISCOVERY_ANSWER: 7, INFO: 7, INFO_ANSWER: 9, FALLBACK: 7, FALLBACK_ANSWER: 11,
+              LIMIT: 12, LIMIT_ANSWER: 20}
+VERSION = 3
 WITHOUT_NUMBER = (RESET, DISCOVERY)
 NONCE, TAG = 12, 12
 

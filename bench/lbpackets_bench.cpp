@@ -1,6 +1,5 @@
 #include <wolfssl/options.h>
 // The options come first, as in every file that uses the library.
-#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdint>
@@ -11,6 +10,7 @@
 #include <wolfssl/wolfcrypt/aes.h>
 #include <wolfssl/wolfcrypt/random.h>
 
+#include "bench/median.h"
 #include "platform/crypto/wolfrandom.h"
 #include "src/components/loadbalancing/lbencryptedpacketparser.h"
 #include "support/allocations.h"
@@ -86,12 +86,6 @@ double NanosecondsFor(TPacket& packet) {
   for (int count = 0; count < kPerRound; ++count) packet.MakeAndOpen();
   return std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now() - begin).count() /
          kPerRound;
-}
-
-double Median(std::vector<double> figures) {
-  const auto middle = figures.begin() + static_cast<std::ptrdiff_t>(figures.size() / 2);
-  std::ranges::nth_element(figures, middle);
-  return *middle;
 }
 
 /// In turns, so that both see the machine alike.

@@ -1,8 +1,9 @@
 #!/usr/bin/env python3
 """Takes every figure that the daemon must reach, in one run, and writes the page about them.
 
-usage: measure.py PAGE    (called by bench.sh, from the project's root, when all is built)
+usage: measure.py PAGE SECONDS    (called by bench.sh, from the project's root, when all is built)
 
+SECONDS: for so long a full group is led on a network.
 Status 1 when a requirement is missed or could not be measured; the page says so too.
 """
 import datetime
@@ -19,6 +20,7 @@ import time
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "bench"))
 import groupfigures
+import leaderfigures
 from daemon import BIN, Daemon
 
 STARTS = 20
@@ -77,7 +79,7 @@ def rebuild_s():
     return time.monotonic() - begin
 
 
-def measure():
+def measure(led_s):
     """Rows: requirement, bound, whether the bound itself is allowed, figure or why there is none, unit; and remarks."""
     rebuilt = rebuild_s()
     figure = benchmarks()
@@ -87,6 +89,7 @@ def measure():
     starts = starts_ms()
     cpu, resident = idle()
     group_rows, group_remarks = groupfigures.measure(figure("BM_PausingRoundTrip", "p99_us"))
+    leader_rows, leader_remarks = leaderfigures.measure(figure, led_s)
     rows = [
         ("`SetLimit` with 20 sources, setpoint unchanged", 1000, True, figure("BM_SetLimitUnchanged", "real_time"), "ns"),
         ("Heap allocations in it", 0, True, figure("BM_SetLimitUnchanged", "allocs"), ""),
@@ -102,6 +105,7 @@ def measure():
         ("Encrypting and decrypting the largest packet of a group, as a multiple of the bare library calls", 1.5, True, figure("BM_Packet", "times"), "x"),
         ("Heap allocations in it besides the packet", 0, True, figure("BM_Packet", "allocs") - 1, ""),
         *group_rows,
+        *leader_rows,
         ("Setpoint latency p99, as a multiple of a bare gRPC round trip's p99", 2.5, True, setpoint / bare, "x"),
         ("Process start to first answered request, slowest", 150, True, max(starts), "ms"),
         ("Idle, share of one core", 0.5, False, cpu, "%"),
@@ -130,6 +134,7 @@ def measure():
         f"Packets of a group: an answer to a limit made and opened takes {figure('BM_Packet', 'packet_ns'):.0f} ns, the "
         f"library alone for its nonce, encryption and decryption {figure('BM_Packet', 'bare_ns'):.0f} ns, measured in turns.",
         *group_remarks,
+        *leader_remarks,
         "A virtual day: a cloudy one with four visits of a vehicle, everything checked once per second that must hold on "
         "every day; the house and its meters are in the time and on the heap as well.",
         "Rebuild: preset `dev` (sanitizers on), without ccache.",
@@ -177,10 +182,10 @@ def page(rows, remarks):
 
 
 def main():
-    if len(sys.argv) != 2:
+    if len(sys.argv) != 3 or not sys.argv[2].isdecimal():
         sys.exit(__doc__)
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))  # so that nothing is left behind
-    rows, remarks = measure()
+    rows, remarks = measure(int(sys.argv[2]))
     text = page(rows, remarks)
     pathlib.Path(sys.argv[1]).write_text(text)
     print(text)
