@@ -164,7 +164,8 @@ void CLbGroup::Distribute(EChange change, TimePoint now) {
     if (!member->IsServable()) continue;
     mPlaces.push_back({.serialNumber = member->SerialNumber(),
                        .wish = member->Vehicle().Wish(),
-                       .isServed = member->Share().Allowed() >= kLbLeastMilliAmpere});
+                       .isServed = member->Share().Allowed() >= kLbLeastMilliAmpere,
+                       .isKept = mDoFallbacksFit && ReserveOf(*member, now) >= kLbLeastMilliAmpere});
   }
   mTurns.Arrange(mPlaces, now);
   mRequests.clear();

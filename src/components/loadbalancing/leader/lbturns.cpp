@@ -25,18 +25,17 @@ void CLbTurns::Arrange(std::vector<SStation>& stations, TimePoint now) {
   GiveTurns(now);
 
   const bool doesRestingWait = DoesRestingWait();
-  std::vector<std::pair<SKey, SStation>> order;
-  order.reserve(stations.size());
+  mOrder.clear();
   for (const SStation& station : stations) {
-    order.emplace_back(KeyOf(station.serialNumber, doesRestingWait, now), station);
+    mOrder.emplace_back(KeyOf(station.serialNumber, doesRestingWait, now), station);
   }
-  std::ranges::sort(order, {}, [](const auto& entry) { return entry.first; });
+  std::ranges::sort(mOrder, {}, [](const auto& entry) { return entry.first; });
   bool isDoorOpen = false;
-  for (std::size_t i = 0; i < order.size(); ++i) {
-    stations[i] = order[i].second;
+  for (std::size_t i = 0; i < mOrder.size(); ++i) {
+    stations[i] = mOrder[i].second;
     const bool isResting = stations[i].wish == CLbVehicle::EWish::Rests;
     stations[i].isOffer = isResting && isDoorOpen;
-    isDoorOpen = isDoorOpen || isResting;
+    isDoorOpen = isDoorOpen || (isResting && !stations[i].isKept);
   }
 }
 

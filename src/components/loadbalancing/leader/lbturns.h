@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "platform/worker/scheduler.h"
@@ -38,6 +39,7 @@ class CLbTurns {
     LbSerialNumber serialNumber{};
     CLbVehicle::EWish wish = CLbVehicle::EWish::Unknown;
     bool isServed = false;  ///< was given at least the least current by the newest distribution
+    bool isKept = false;    ///< that much is kept for it anyway, and nobody has to make room for it
     bool isOffer = false;   ///< the result: it takes no part in sharing, and gets what is left
   };
 
@@ -79,8 +81,9 @@ class CLbTurns {
   SKey KeyOf(const LbSerialNumber& serialNumber, bool doesRestingWait, TimePoint now) const;
 
   std::map<LbSerialNumber, SPast> mPast;
-  std::optional<TimePoint> mTurn;          // the newest one, or when somebody began to wait
-  std::optional<TimePoint> mWaited;        // when somebody did last
-  std::optional<LbSerialNumber> mInFront;  // whose turn it is now
-  std::optional<SDoor> mDoor;              // in a turn of those who rest
+  std::optional<TimePoint> mTurn;                 // the newest one, or when somebody began to wait
+  std::optional<TimePoint> mWaited;               // when somebody did last
+  std::optional<LbSerialNumber> mInFront;         // whose turn it is now
+  std::optional<SDoor> mDoor;                     // in a turn of those who rest
+  std::vector<std::pair<SKey, SStation>> mOrder;  // kept so that the next one takes no memory
 };

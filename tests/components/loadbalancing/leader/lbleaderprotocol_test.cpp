@@ -95,6 +95,87 @@ class CGroup {
   const bool mIsLine;
 };
 
+/// A station of another make, which answers as it likes.
+class CStranger {
+ public:
+  using Answer = std::function<std::optional<SLbMessage>(ELbMessage asked)>;
+
+  CStranger(CGroup& group, MediumStation station, Answer answer)
+      : mCommunication(GroupMember::Network(group.mScheduler, group.mNetwork, station, station)),
+        mParser(GroupMember::Parser(station)) {
+    mParser->SetMessageHandler([this, answer = std::move(answer)](const auto& message, const auto& leader) {
+      if (const auto said = answer(ELbMessage{message.Id()}))
+        leader->SendData(mParser->Serialize(*said, leader.get()));
+    });
+    mCommunication->SetDataReceivedHandler([this](const auto& leader) { mParser->Parse(leader); });
+    mCommunication->Start();
+  }
+  ~CStranger() { mCommunication->Stop(); }
+
+  /// One that says who it is, what it falls back to and what it draws, in mA.
+  static Answer Usual(const char* serialNumber, std::uint32_t fallback, std::uint32_t drawn,
+                      std::uint8_t version = 3) {
+    const LbSerialNumber own = *ToLbSerialNumber(serialNumber);
+    return [=, isLed = false](ELbMessage asked) mutable -> std::optional<SLbMessage> {
+      isLed = isLed || asked == ELbMessage::LimitRequest;
+      switch (asked) {
+        case ELbMessage::Discovery:
+          return isLed ? std::nullopt : std::optional(LbMessages::DiscoveryAnswer(own));
+        case ELbMessage::InfoRequest: {
+          SLbMessage info = LbMessages::InfoAnswer(own);
+          info.bytes[7] = version;
+          return info;
+        }
+        case ELbMessage::FallbackRequest:
+          return LbMessages::FallbackAnswer(own, fallback);
+        case ELbMessage::LimitRequest:
+          return LbMessages::Write(
+              LbMessages::SLimitAnswer{.serialNumber = own, .load = {.milliAmpere = {drawn, drawn, drawn}}});
+        default:
+          return std::nullopt;
+      }
+    };
+  }
+
+ private:
+  const std::shared_ptr<ICommunicationListener> mCommunication;
+  const std::unique_ptr<CLbEncryptedPacketParser> mParser;
+};
+
+TEST(LbLeaderProtocol, TellsOnceWhoIsNoGoodAndKeepsWhatItMayDraw) {
+  const struct {
+    CStranger::Answer stranger;
+    const char* warning;
+    float own;  ///< what is left for the leader, in A
+  } kRows[] = {
+      {CStranger::Usual("98-76-ZZZ-ZZZ", 6000, 0, 4),
+       "Station 98-76-ZZZ-ZZZ speaks version 4 of the group's language, and not 3: it is not led, and 6 A "
+       "are kept "
+       "for it",
+       26},
+      {CStranger::Usual("98-76-ZZZ-ZZZ", 20000, 25000),
+       "Station 98-76-ZZZ-ZZZ draws 25 A where it may draw 20 A: what it draws is kept for it", 7},
+      {CStranger::Usual("98-76-ZZZ-ZZZ", 6000, 4000000),
+       "Station 98-76-ZZZ-ZZZ says that it draws more than any station can: it counts with all that it may "
+       "draw",
+       16},
+      {CStranger::Usual("98-76-ZZZ-ZZZ", 4000000000, 0),
+       "Station 98-76-ZZZ-ZZZ says that it falls back to 4000000 A, which no station can have: it counts "
+       "with 100 A",
+       26},
+      {CStranger::Usual("12-34-ABC-DE0", 6000, 0),
+       "fe80::2%2:23068 has this station's own MainboardSn, and is not led", 32},
+  };
+  for (const auto& row : kRows) {
+    const CLogCapture log;
+    CGroup group(false);
+    const CStranger stranger(group, 2, row.stranger);
+    group.RunFor(180s);
+    EXPECT_EQ(log.Count(row.warning), 1);
+    EXPECT_EQ(group.mOwn, row.own) << row.warning;
+  }
+}
+
 TEST(LbLeaderProtocol, FindsTheOthersAndSharesOut) {
   for (const bool isLine : {false, true}) {
     CGroup group(isLine);
