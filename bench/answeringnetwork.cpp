@@ -1,7 +1,12 @@
 #include "bench/answeringnetwork.h"
 
 #include <algorithm>
+#include <deque>
+#include <span>
 #include <utility>
+#include <vector>
+
+#include "platform/worker/worker.h"
 
 namespace {
 

@@ -1,17 +1,12 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
-#include <functional>
 #include <memory>
-#include <optional>
-#include <span>
 #include <string>
-#include <vector>
 
 #include "bench/answeringfollowers.h"
 #include "platform/network/network.h"
-#include "platform/worker/worker.h"
+#include "platform/worker/scheduler.h"
 
 /// A leader's network on which light followers answer at once. It has one adapter, and room for one socket.
 /// In virtual time, one thread.
