@@ -94,14 +94,15 @@ void CGroupDayPlanner::MakeSupply() {
 
 void CGroupDayPlanner::MakeStations() {
   constexpr std::array<std::string_view, CVehicle::kPhases> kRotations{"RST", "STR", "TRS"};
-  const bool doFallbacksFit =
-      mPlan.Last() * kLeastAmpere * kPercent <= std::int64_t{mPlan.fuseAmpere} * kGroupsPercent;
+  const std::uint32_t fit =
+      static_cast<std::uint32_t>(mPlan.fuseAmpere * kGroupsPercent / kPercent) / kLeastAmpere;
+  const std::uint32_t without = mPlan.Last() - std::min(mPlan.Last(), Number(0, fit));
   const std::uint64_t first = mRandom.Below(900);  // bought together
   for (std::size_t i = 0; i < mPlan.stations.size(); ++i) {
     SGroupPlan::SStation& station = mPlan.stations[i];
     station.serialNumber = fmt::format("26-47-A3F-{:03}", first + i);
     station.rotation = kRotations[i % kRotations.size()];
-    station.fallbackAmpere = doFallbacksFit ? kLeastAmpere : 0;
+    station.fallbackAmpere = i < without ? 0 : kLeastAmpere;
   }
 }
 
