@@ -16,3 +16,15 @@ std::uint32_t SGroupMoment::Unused(const SGroupStationMoment& station) const {
   }
   return unused;
 }
+
+Milliseconds SGroupMoment::SlowestVehicle() const {
+  constexpr std::int64_t kMillisecondsPerSecond = 1000;
+  Milliseconds slowest{0};
+  for (const SGroupStationMoment& station : stations) {
+    if (!station.vehicle) continue;
+    const Milliseconds ramp(station.vehicle->maxMilliAmpere * kMillisecondsPerSecond /
+                            station.vehicle->rampMilliAmperePerSecond);
+    slowest = std::max(slowest, station.vehicle->reaction + ramp);
+  }
+  return slowest;
+}

@@ -70,6 +70,8 @@ struct SGroupMoment {
   /// What the station could have besides, in mA, the others as they are. Nobody can know on which phases
   /// somebody will draw who does not.
   std::uint32_t Unused(const SGroupStationMoment& station) const;
+  /// What the slowest vehicle that is there takes from its full current to nothing, or back.
+  Milliseconds SlowestVehicle() const;
   /// For so long nothing has happened, and nothing is wrong.
   Milliseconds Calm() const { return isWhole && !isNoisy ? at - lastEvent : Milliseconds(0); }
 };

@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 
 #include "simulation/groupfindingrule.h"
+#include "simulation/groupoverloadrule.h"
 #include "simulation/groupsafetyrule.h"
 #include "simulation/groupsettlingrule.h"
 #include "simulation/groupstandstillrule.h"
@@ -100,6 +101,7 @@ void CGroupRun::CreateRules() {
   using EFallbacks = CGroupSafetyRule::EFallbacks;
   mRules.push_back(std::make_unique<CGroupSafetyRule>(EFallbacks::Fit, report));
   mRules.push_back(std::make_unique<CGroupSafetyRule>(EFallbacks::AreTooMuch, report));
+  mRules.push_back(std::make_unique<CGroupOverloadRule>(report));
   mRules.push_back(std::make_unique<CGroupWaitRule>(report));
   mRules.push_back(std::make_unique<CGroupSettlingRule>(report));
   mRules.push_back(std::make_unique<CGroupStandstillRule>(report));

@@ -3,7 +3,7 @@
 #include <fmt/format.h>
 
 void CGroupSettlingRule::OnSecond(const SGroupMoment& moment) {
-  if (moment.Calm() < kSettled || !moment.DoFallbacksFit()) {
+  if (moment.Calm() < kSettled + moment.SlowestVehicle() || !moment.DoFallbacksFit()) {
     mCurrents.clear();
     mAreTurnsTaken = mIsRestBroken = mIsUseBroken = false;
     mUsedUntil = moment.at;

@@ -4,11 +4,11 @@
 
 #include "simulation/grouprule.h"
 
-/// In a calm world, `kSettled` after the last change, what the vehicles get that want current, which is their
-/// limit or the less that they can use, does not change any more, as long as there is the least current for
-/// every station, so that none has to wait for its turn; and what there is is used: each of these vehicles
-/// gets as much as it can use, or some phase that it needs has nothing left, beside what is kept for those
-/// who may fall back.
+/// In a calm world, `kSettled` after the last change and what the slowest vehicle takes, what the vehicles
+/// get that want current, which is their limit or the less that they can use, does not change any more, as
+/// long as there is the least current for every station, so that none has to wait for its turn; and what
+/// there is is used: each of these vehicles gets as much as it can use, or some phase that it needs has
+/// nothing left, beside what is kept for those who may fall back.
 class CGroupSettlingRule final : public CGroupRule {
  public:
   static constexpr Milliseconds kSettled{70000};

@@ -2,16 +2,6 @@
 
 #include <fmt/format.h>
 
-namespace {
-
-Milliseconds TimeToStop(const CVehicle::SProperties& vehicle) {
-  constexpr std::int64_t kMillisecondsPerSecond = 1000;
-  const std::uint32_t ramp = vehicle.rampDownMilliAmperePerSecond.value_or(vehicle.rampMilliAmperePerSecond);
-  return vehicle.reaction + Milliseconds(vehicle.maxMilliAmpere * kMillisecondsPerSecond / ramp);
-}
-
-}  // namespace
-
 void CGroupStandstillRule::OnSecond(const SGroupMoment& moment) {
   if (!IsEverybodyStopped(moment)) {
     mRunningUntil = moment.at;
@@ -24,11 +14,7 @@ void CGroupStandstillRule::OnSecond(const SGroupMoment& moment) {
 }
 
 Milliseconds CGroupStandstillRule::HandOver(const SGroupMoment& moment) {
-  Milliseconds slowest{0};
-  for (const SGroupStationMoment& station : moment.stations) {
-    if (station.vehicle) slowest = std::max(slowest, TimeToStop(*station.vehicle));
-  }
-  return slowest + (moment.isNoisy || !moment.isWhole ? kHandOverInTrouble : kHandOver);
+  return moment.SlowestVehicle() + (moment.isNoisy || !moment.isWhole ? kHandOverInTrouble : kHandOver);
 }
 
 bool CGroupStandstillRule::IsEverybodyStopped(const SGroupMoment& moment) const {

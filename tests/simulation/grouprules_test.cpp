@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "simulation/groupfindingrule.h"
+#include "simulation/groupoverloadrule.h"
 #include "simulation/groupsafetyrule.h"
 #include "simulation/groupsettlingrule.h"
 #include "simulation/groupstandstillrule.h"
@@ -81,6 +82,18 @@ TEST(GroupRules, SeeASupplyThatIsNotEnough) {
   EXPECT_EQ(damaged.Found(), Seconds{5});
 }
 
+TEST(GroupRules, SeeAnOverload) {
+  CShown<CGroupOverloadRule> shown;
+  shown.mMoment.stations[0].drawn = {0, 20001, 0};
+  shown.Show(16s);
+  EXPECT_EQ(shown.Found(), Seconds{}) << "10 s, and 2 s and 16 A at 4 A/s for the vehicle";
+  shown.Show(4s);
+  EXPECT_EQ(shown.Found(), Seconds{17});
+  shown.mMoment.stations[0].drawn = {0, 20000, 0};
+  shown.Show(20s);
+  EXPECT_EQ(shown.Found(), Seconds{});
+}
+
 TEST(GroupRules, SeeWhoWaitsForTooLong) {
   CShown<CGroupWaitRule> shown;
   shown.Give(20000, 5999);
@@ -117,14 +130,14 @@ TEST(GroupRules, SeeStationsThatAreAllStopped) {
 TEST(GroupRules, SeeAGroupThatDoesNotSettle) {
   CShown<CGroupSettlingRule> shown;
   shown.Give(10000, 10000);
-  shown.Show(75s);
+  shown.Show(81s);
   shown.Give(11000, 9000);
   shown.Show(5s);
-  EXPECT_EQ(shown.Found(), Seconds{76});
+  EXPECT_EQ(shown.Found(), Seconds{82});
   shown.mMoment.lastEvent = shown.mMoment.at;
   shown.Give(10000, 9000);
   shown.Show(120s);
-  EXPECT_EQ(shown.Found(), Seconds{179}) << "an ampere is left";
+  EXPECT_EQ(shown.Found(), Seconds{191}) << "an ampere is left";
   shown.mMoment.lastEvent = shown.mMoment.at;
   shown.Give(10000, 9001);
   shown.Show(120s);
