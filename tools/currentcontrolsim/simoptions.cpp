@@ -124,12 +124,12 @@ What is played:
   -n, --hours=N        so long; otherwise once through it, or to its last event and an hour more
   -d, --seed=N         a made-up day (1); the same number gives the same day everywhere
   -D, --days=N         that day and those with the next numbers; tells only which broke a rule
-  -g, --group=N        the same of 2 to 32 stations that share a supply: one of them leads, the house and
-                       its roofs are behind the same main fuse, and sometimes the network, a station or the
+  -g, --group=N        a day of 2 to 32 stations that share a supply: the first one leads, households and
+                       roofs are behind the same main fuse, and sometimes the network, a station or the
                        leader fails
 
-At which station, but for a group, if not at one that fits. A day's rules are about its own station: at another one only
-the main fuse counts.
+At which station, if not at one that fits; a group's are always made up. A day's rules are about its own
+station: at another one only the main fuse counts.
   -r, --root=PATH      an installation's own etc/hwinfo.json, settings.json and secrets.json below PATH
   -w, --hwinfo=FILE    its hardware description
   -f, --settings=FILE  its settings; a HomeWizard meter is at 192.168.1.20 or found by its name, other
