@@ -129,7 +129,7 @@ void CLbFollowerProtocol::OnLimitRequest(const SLbMessage& message, Endpoint& en
   const auto request = LbMessages::ReadLimitRequest(message);
   const bool isFlagged = (request.flags & kLbPhaseDiscoveryFlag) != 0;
   const bool isPhaseDiscovery = request.milliAmpere == 0 && isFlagged;
-  ApplyLimit(isPhaseDiscovery ? kPhaseDiscoveryMilliAmpere : request.milliAmpere, request.milliAmpere,
+  ApplyLimit(isPhaseDiscovery ? kLbPhaseDiscoveryMilliAmpere : request.milliAmpere, request.milliAmpere,
              isFlagged);
   SendMessage(
       LbMessages::Write(LbMessages::SLimitAnswer{.serialNumber = *OwnSerialNumber(), .load = ReadLoad()}),
@@ -137,7 +137,7 @@ void CLbFollowerProtocol::OnLimitRequest(const SLbMessage& message, Endpoint& en
   EnterDiscovered();
   mLeader = endpoint.ToString();
   mHeard = Now();
-  mTimeout = Worker().AddCall([this] { OnCommunicationTimeout(); }, kCommunicationTimeout);
+  mTimeout = Worker().AddCall([this] { OnCommunicationTimeout(); }, kLbCommunicationTimeout);
 }
 
 SLbGroupView CLbFollowerProtocol::DescribeRole() {

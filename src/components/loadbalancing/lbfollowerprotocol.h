@@ -20,11 +20,6 @@ class CDiagnosticsSignal;
 /// ```
 class CLbFollowerProtocol final : public CLbProtocolBase {
  public:
-  /// A leader that asks for nothing for so long is gone.
-  static constexpr Milliseconds kCommunicationTimeout{8000};
-  /// What a vehicle gets while the leader finds out on which phases it draws, in mA.
-  static constexpr std::uint32_t kPhaseDiscoveryMilliAmpere = 10000;
-
   /// The signal is true while no leader has found the station.
   CLbFollowerProtocol(SSurroundings surroundings, std::shared_ptr<CDiagnosticsSignal> undiscovered);
   ~CLbFollowerProtocol() override;

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "platform/worker/scheduler.h"
 #include "src/components/loadbalancing/lbserialnumber.h"
 
 /// The messages of a load-balancing group, by the identifier that stands in their first byte.
@@ -47,6 +48,10 @@ std::uint8_t LbMessageSize(const SLbMessageKind& kind, bool isNetworkEndpoint);
 inline constexpr std::uint8_t kLbProtocolVersion = 3;
 /// Of 0x88: find out on which phases the vehicle draws. Heeded when the limit is 0.
 inline constexpr std::uint8_t kLbPhaseDiscoveryFlag = 0x01;
+/// What a vehicle gets meanwhile, in mA.
+inline constexpr std::uint32_t kLbPhaseDiscoveryMilliAmpere = 10000;
+/// A follower that gets no 0x88 for so long falls back.
+inline constexpr Milliseconds kLbCommunicationTimeout{8000};
 
 /// A value for each of the supply's phases, in the order R, S, T.
 using LbPhaseCurrents = std::array<std::uint32_t, 3>;

@@ -42,8 +42,8 @@ class CLbProtocolBase {
 
   /// The pauses before communication that could not be set up is tried again.
   static constexpr CBackOff kPauses{Milliseconds{1000}, Milliseconds{30000}};
-  /// Messages that wait for the worker; whoever floods the group with valid ones loses the rest. As many as
-  /// the stations of two groups may answer at once.
+  /// Messages that wait for the worker; whoever floods the group with valid ones loses the rest. More than
+  /// a whole group answers at once.
   static constexpr std::uint32_t kMostWaiting = 256;
 
   virtual ~CLbProtocolBase();
@@ -57,7 +57,7 @@ class CLbProtocolBase {
 
   /// What was applied last, in mA; 0 before anything was.
   std::uint32_t GetLimit() const { return mLimit; }
-  /// The group as this station sees it now. Any thread but the worker's own medium; waits for the worker.
+  /// The group as this station sees it now. Any thread; waits for the worker.
   SLbGroupView Describe();
 
  protected:
@@ -83,8 +83,8 @@ class CLbProtocolBase {
   Milliseconds ResponseTime(bool extended) const {
     return mSurroundings.communication->GetResponseTime(extended);
   }
-  /// Stations that may answer to this one.
-  std::uint32_t Capacity() const { return mSurroundings.communication->GetCapacity(); }
+  /// Stations that may answer to one leader.
+  std::uint32_t MostStations() const { return mSurroundings.communication->GetCapacity(); }
   bool IsCommunicationUp() const { return mIsUp; }
   /// Messages that were sent so far. What came when there had been fewer is no answer to the newest one.
   std::uint32_t Sends() const { return mSends; }

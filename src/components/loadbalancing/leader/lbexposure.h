@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "platform/worker/scheduler.h"
+#include "src/components/loadbalancing/lbmessage.h"
 
 /// The highest limit that may be in force at a station, given what it was told, what it has acknowledged and
 /// what may have been lost on the way: see the safety rule in docs/load-balancing.md. What it falls back to
@@ -12,7 +13,7 @@
 class CLbExposure {
  public:
   /// A station heeds no limit for longer than that after it has taken it; then it falls back.
-  static constexpr Milliseconds kHold{8000};
+  static constexpr Milliseconds kHold{kLbCommunicationTimeout};
   /// From the sending of a limit to that: its way, and a charge control that hangs, which takes nearly 1 s.
   static constexpr Milliseconds kLongestWay{3000};
 

@@ -2,19 +2,11 @@
 
 #include <algorithm>
 #include <limits>
-#include <string>
 #include <utility>
 
-#include <fmt/format.h>
-
-#include "platform/log/log.h"
 #include "src/components/loadbalancing/leader/lbreverseuniformalgorithm.h"
-#include "src/limitationsources/limits.h"
 
 namespace {
-
-/// Phase discovery needs that much, in mA.
-const std::uint32_t kPhaseDiscovery = SLbLimit{.isPhaseDiscovery = true}.Allowed();
 
 std::uint32_t Clamped(std::uint64_t milliAmpere) {
   return static_cast<std::uint32_t>(
@@ -143,11 +135,21 @@ SLbLimit CLbGroup::NextLimit(const CLbMember& member, TimePoint now) const {
   return {.milliAmpere = reserve >= kLbLeastMilliAmpere ? reserve : 0};
 }
 
-LbPhaseCurrents CLbGroup::Drawn(bool unevenly) const {
+LbPhaseCurrents CLbGroup::Drawn() const {
+  return SumOfDrawn([](const CLbVehicle&) { return true; });
+}
+
+LbPhaseCurrents CLbGroup::DrawnUnevenly() const {
+  return SumOfDrawn([](const CLbVehicle& vehicle) { return vehicle.Phases() != kLbAllPhases; });
+}
+
+template <typename Predicate>
+LbPhaseCurrents CLbGroup::SumOfDrawn(Predicate counts) const {
   Sums sums{};
   for (const CLbMember* const member : mMembers) {
-    if (unevenly && member->Vehicle().Phases() == kLbAllPhases) continue;
-    for (std::size_t phase = 0; phase < sums.size(); ++phase) sums[phase] += member->Vehicle().Drawn()[phase];
+    const CLbVehicle& vehicle = member->Vehicle();
+    if (!counts(vehicle)) continue;
+    for (std::size_t phase = 0; phase < sums.size(); ++phase) sums[phase] += vehicle.Drawn()[phase];
   }
   return {Clamped(sums[0]), Clamped(sums[1]), Clamped(sums[2])};
 }
@@ -178,7 +180,7 @@ void CLbGroup::Distribute(EChange change, TimePoint now) {
   LbPhaseCurrents left{};
   std::ranges::transform(mSupply.milliAmpere, left.begin(),
                          [kept = KeptForOthers(now)](std::uint32_t each) { return Less(each, kept); });
-  mAlgorithm->Distribute(left, Drawn(true), mRequests);
+  mAlgorithm->Distribute(left, DrawnUnevenly(), mRequests);
   for (std::size_t i = 0; i < mInOrder.size(); ++i) SetShare(*mInOrder[i], mRequests[i], change);
 }
 
@@ -209,6 +211,6 @@ void CLbGroup::SetShare(CLbMember& member, const SLbShareRequest& request, EChan
       former.milliAmpere >= kLbLeastMilliAmpere && share.milliAmpere - former.milliAmpere < kSmallestRise;
   if (isRise && member.HasShare() && (isSmall || change == EChange::Fall)) return;
   const bool areKnown = member.IsOwn() || member.Vehicle().ArePhasesKnown();
-  if (!areKnown && share.milliAmpere >= kPhaseDiscovery) share = {.isPhaseDiscovery = true};
+  if (!areKnown && share.milliAmpere >= kLbPhaseDiscoveryMilliAmpere) share = {.isPhaseDiscovery = true};
   member.SetShare(share);
 }

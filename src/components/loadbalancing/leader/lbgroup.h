@@ -72,8 +72,9 @@ class CLbGroup {
   /// Whether that station may be told so without making that sum too large.
   bool Affords(const CLbMember& member, const SLbLimit& limit, const LbPhaseCurrents& mayDraw,
                TimePoint now) const;
-  /// What all are measured to draw; with `unevenly` only those whose vehicle does not use all phases.
-  LbPhaseCurrents Drawn(bool unevenly = false) const;
+  /// What all are measured to draw, and those alone whose vehicles do not use all phases.
+  LbPhaseCurrents Drawn() const;
+  LbPhaseCurrents DrawnUnevenly() const;
   /// The fallback currents of all but the leader, in mA, and whether they by themselves fit into what there
   /// is.
   std::uint64_t Fallbacks() const;
@@ -84,6 +85,9 @@ class CLbGroup {
 
  private:
   using Sums = std::array<std::uint64_t, 3>;
+
+  template <typename Predicate>
+  LbPhaseCurrents SumOfDrawn(Predicate counts) const;
 
   /// Of a station that may fall back to it at any time, or has done so.
   std::uint32_t ReserveOf(const CLbMember& member, TimePoint now) const;
@@ -102,7 +106,7 @@ class CLbGroup {
   SSupply mSupply;
   bool mDoFallbacksFit = true;
   CLbTurns mTurns;
-  // Of a distribution, kept so that the next one takes no memory.
+  // Of a distribution, kept for the next one.
   std::vector<CLbTurns::SStation> mPlaces;
   std::vector<SLbShareRequest> mRequests;
   std::vector<CLbMember*> mInOrder;

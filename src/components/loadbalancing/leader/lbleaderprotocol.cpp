@@ -18,6 +18,8 @@ constexpr auto kClassName = "CLbLeaderProtocol";
 constexpr Milliseconds kFirstSearch{100};
 /// What several stations tell at the same time is one reason to share out anew.
 constexpr Milliseconds kGather{100};
+/// A discovery answer is overtaken by others by so much at most.
+constexpr Milliseconds kOvertaken{1000};
 /// Before a station that was refused is asked again who it is.
 constexpr Milliseconds kRefusalLasts{60000};
 
@@ -25,7 +27,7 @@ constexpr Milliseconds kRefusalLasts{60000};
 Milliseconds StaysFor(ELbStationState state) {
   switch (state) {
     case ELbStationState::Led:
-      return CLbMember::kLatestAnswer;
+      return kOvertaken;
     case ELbStationState::Refused:
       return kRefusalLasts;
     default:
@@ -284,9 +286,9 @@ CLbMember* CLbLeaderProtocol::Admit(const LbSerialNumber& serialNumber, const En
     mGroup.Rename(*former, serialNumber);
     return former;
   }
-  if (mGroup.Followers() < Capacity()) return &mGroup.Add(serialNumber);
+  if (mGroup.Followers() < MostStations()) return &mGroup.Add(serialNumber);
   const bool mayBeNoise = endpoint == nullptr;
-  if (!mayBeNoise && mGroup.AddSurplus(serialNumber)) mNews.TellSurplus(serialNumber, Capacity());
+  if (!mayBeNoise && mGroup.AddSurplus(serialNumber)) mNews.TellSurplus(serialNumber, MostStations());
   return nullptr;
 }
 

@@ -2,12 +2,8 @@
 
 #include <algorithm>
 #include <chrono>
-#include <utility>
 
 namespace {
-
-/// What a station allows while it finds the phases, in mA.
-constexpr std::uint32_t kPhaseDiscoveryMilliAmpere = 10000;
 
 ELbMessage RequestOf(ELbMessage answer) {
   switch (answer) {
@@ -23,7 +19,7 @@ ELbMessage RequestOf(ELbMessage answer) {
 }  // namespace
 
 std::uint32_t SLbLimit::Allowed() const {
-  return isPhaseDiscovery ? kPhaseDiscoveryMilliAmpere : milliAmpere;
+  return isPhaseDiscovery ? kLbPhaseDiscoveryMilliAmpere : milliAmpere;
 }
 
 std::optional<Milliseconds> CLbMember::HeardAgo(TimePoint now) const {
@@ -84,8 +80,7 @@ void CLbMember::TakeLoad(const SLbLoad& load, TimePoint now) {
     mState = ELbStationState::Led;
     mExposure.Acknowledged();
   }
-  mInForce = mTold.Allowed();
-  mVehicle.Take(load, mInForce, now);
+  mVehicle.Take(load, mTold.Allowed(), now);
 }
 
 std::optional<TimePoint> CLbMember::NextAt(Milliseconds responseTime, bool isLine) const {
@@ -97,7 +92,7 @@ std::optional<TimePoint> CLbMember::NextAt(Milliseconds responseTime, bool isLin
       break;
     case ELbStationState::Silent:
       // On a network its place in the sequence may be lost, and it is found again by a discovery.
-      return isLine ? std::optional(mAskedAt.value_or(kAtOnce) + kFallbackRefresh) : std::nullopt;
+      return isLine ? std::optional(mAskedAt.value_or(kAtOnce) + kSearchOnLine) : std::nullopt;
     default:
       return std::nullopt;
   }

@@ -38,6 +38,8 @@ class CLbMember {
   static constexpr Milliseconds kFirstRetries{500};
   static constexpr Milliseconds kRetries{1000};
   static constexpr Milliseconds kRetriesOnLine{2000};
+  /// Between two requests to one that is silent, on a line.
+  static constexpr Milliseconds kSearchOnLine{10000};
   /// Requests without an answer before a station is silent. A peer takes none that is more than ten ahead of
   /// the newest one that it got.
   static constexpr std::uint32_t kMostUnanswered = 8;
@@ -151,7 +153,6 @@ class CLbMember {
   bool mHasShare = false;
   SLbLimit mTold;
   bool mIsTold = false;  ///< since it joined
-  std::uint32_t mInForce = 0;
   CLbExposure mExposure;
   CLbVehicle mVehicle;
   LbPhaseCurrents mFormerlyDrawn{};  // before it was lost: the vehicle needs time to follow its fallback

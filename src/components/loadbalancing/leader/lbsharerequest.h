@@ -4,9 +4,10 @@
 #include <limits>
 
 #include "src/components/loadbalancing/lbmessage.h"
+#include "src/limitationsources/limits.h"
 
 /// The smallest current that a vehicle charges with, in mA.
-inline constexpr std::uint32_t kLbLeastMilliAmpere = 6000;
+inline constexpr std::uint32_t kLbLeastMilliAmpere{kLeastChargingMilliAmpere};
 
 /// One station's part in a distribution.
 struct SLbShareRequest {
