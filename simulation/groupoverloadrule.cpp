@@ -7,7 +7,7 @@ void CGroupOverloadRule::OnSecond(const SGroupMoment& moment) {
   for (const SGroupStationMoment& station : moment.stations) {
     for (std::size_t phase = 0; phase < drawn.size(); ++phase) drawn[phase] += station.drawn[phase];
   }
-  if (std::ranges::equal(drawn, moment.granted, std::ranges::less_equal())) {
+  if (std::ranges::equal(drawn, moment.granted, std::ranges::less_equal()) || !moment.DoFallbacksFit()) {
     mHeldUntil = moment.at;
     mIsTold = false;
   }

@@ -3,7 +3,7 @@
 #include "simulation/grouprule.h"
 
 /// What the vehicles really draw is not more than there is for the group for longer than the slowest of them
-/// takes to follow.
+/// takes to follow, as long as the fallbacks by themselves are not more.
 class CGroupOverloadRule final : public CGroupRule {
  public:
   static constexpr Milliseconds kMargin{10000};

@@ -12,7 +12,8 @@
 class CGroupSettlingRule final : public CGroupRule {
  public:
   static constexpr Milliseconds kSettled{70000};
-  static constexpr std::uint32_t kUnused = 1000;  ///< mA, that may be left
+  static constexpr std::uint32_t kUnused =
+      2000;  ///< mA, that may be left: others have some to spare, to be seen when they take more
   /// While a turn passes from one to another nobody uses it.
   static constexpr Milliseconds kHandOver{30000};
 

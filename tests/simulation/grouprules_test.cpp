@@ -135,11 +135,11 @@ TEST(GroupRules, SeeAGroupThatDoesNotSettle) {
   shown.Show(5s);
   EXPECT_EQ(shown.Found(), Seconds{82});
   shown.mMoment.lastEvent = shown.mMoment.at;
-  shown.Give(10000, 9000);
+  shown.Give(10000, 8000);
   shown.Show(120s);
-  EXPECT_EQ(shown.Found(), Seconds{191}) << "an ampere is left";
+  EXPECT_EQ(shown.Found(), Seconds{191}) << "2 A are left";
   shown.mMoment.lastEvent = shown.mMoment.at;
-  shown.Give(10000, 9001);
+  shown.Give(10000, 8001);
   shown.Show(120s);
   shown.Give(16000, 0);
   shown.Show(60s);
