@@ -69,7 +69,7 @@ TEST(LbMessages, AreWrittenAndReadAsTheWireHasThem) {
   EXPECT_EQ(ReadFallbackAnswer(read[6]), 6000U);
   EXPECT_EQ(ReadLimitRequest(read[7]).milliAmpere, 0U);
   EXPECT_EQ(ReadLimitRequest(read[7]).flags, 1);
-  EXPECT_EQ(ReadLimitAnswer(read[8]).milliAmpere,
+  EXPECT_EQ(ReadLimitAnswer(read[8]).load.milliAmpere,
             (std::array<std::uint32_t, 3>{16000, 0x01020304, 0xffffffff}));
   EXPECT_EQ(ReadLimitAnswer(read[8]).load.report, 0x87);
 }

@@ -62,7 +62,7 @@ void CLbTurns::Note(const SStation& station, TimePoint now) {
 
 void CLbTurns::GiveTurns(TimePoint now) {
   mInFront.reset();
-  if (mDoor) GoOnWithDoors(now);
+  if (mDoor) GoOnWithDoor(now);
   if (!IsTurnDue(now) || mDoor) return;
   mInFront = LongestWaiting(false, TimePoint::max());
   mTurn = now;
@@ -82,18 +82,15 @@ bool CLbTurns::IsTurnDue(TimePoint now) {
   return now - *mTurn >= kTurn;
 }
 
-void CLbTurns::GoOnWithDoors(TimePoint now) {
+void CLbTurns::GoOnWithDoor(TimePoint now) {
   const auto entry = mPast.find(mDoor->serialNumber);
   const bool isThere = entry != mPast.end() && entry->second.isThere;
-  const bool doesDraw = isThere && !entry->second.isResting;
-  if (isThere && !doesDraw && now - mDoor->since < kDoorInTurn) {
+  const bool isInVain = isThere && entry->second.isResting;
+  if (isInVain && now - mDoor->since < kDoorInTurn) {
     mInFront = mDoor->serialNumber;
-    return;
+  } else {
+    mDoor.reset();
   }
-  mDoor.reset();
-  if (doesDraw || now - *mTurn >= kDoorsInTurn) return;
-  mInFront = LongestWaiting(true, *mTurn);
-  if (mInFront) mDoor = SDoor{*mInFront, now};
 }
 
 std::optional<LbSerialNumber> CLbTurns::LongestWaiting(bool isRestingOnly, TimePoint before) const {

@@ -20,8 +20,8 @@
 ///
 /// When somebody has been waiting for a turn's time, and so long after the turn before, the longest waiting
 /// one goes to the very front. With n stations nobody waits for more than n turns. While all are served the
-/// order stays. A turn of one who rests is short, and a few who rest and wait share it, one after the other,
-/// until one of them draws: nobody makes room for long where no vehicle is.
+/// order stays. A turn of one who rests is short, unless it draws: nobody makes room for long where no
+/// vehicle is.
 class CLbTurns {
  public:
   /// Between one who has to make room for another and the next one.
@@ -32,8 +32,6 @@ class CLbTurns {
   static constexpr Milliseconds kDoor{CLbVehicle::kTimeToStart};
   /// And for so long in a turn: the vehicle that makes room for it has to come down first.
   static constexpr Milliseconds kDoorInTurn{CLbVehicle::kTimeToFollow + CLbVehicle::kTimeToStart};
-  /// The next one opens its door in the same turn, unless that has lasted for so long.
-  static constexpr Milliseconds kDoorsInTurn{3 * 60 * 1000};
 
   struct SStation {
     LbSerialNumber serialNumber{};
@@ -74,7 +72,7 @@ class CLbTurns {
   void Note(const SStation& station, TimePoint now);
   void GiveTurns(TimePoint now);
   bool IsTurnDue(TimePoint now);
-  void GoOnWithDoors(TimePoint now);
+  void GoOnWithDoor(TimePoint now);
   /// Of those who are there, or rest, too; nothing: nobody waits since before then.
   std::optional<LbSerialNumber> LongestWaiting(bool isRestingOnly, TimePoint before) const;
   bool DoesRestingWait() const;
