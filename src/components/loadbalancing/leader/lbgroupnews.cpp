@@ -21,11 +21,35 @@ std::string NameOf(const CLbMember& member) {
 
 }  // namespace
 
-void CLbGroupNews::TellHouse(bool isInError, const CLbGroup& group) {
-  if (!isInError) return mTold.Solved("house");
-  if (!mTold.IsNew("house", "")) return;
-  LOG_WARNING("The currents of the house are not known: the group shares {} A until they are",
-              Ampere(std::ranges::max(group.Supply().milliAmpere)));
+void CLbGroupNews::TellSupply(std::uint32_t milliAmpere) {
+  if (milliAmpere != 0) return mTold.Solved("supply");
+  if (mTold.IsNew("supply", ""))
+    LOG_ERROR(
+        "Nobody in the group may charge: set GroupLoadBalancingMaxCurrent in settings.json to what it has");
+}
+
+void CLbGroupNews::TellWrongSize(std::int32_t size, std::uint32_t most) {
+  const bool isTooLarge = size > 0 && static_cast<std::uint32_t>(size) > most;
+  if (size > 0 && !isTooLarge) return mTold.Solved("wrong size");
+  if (!mTold.IsNew("wrong size", std::to_string(size))) return;
+  if (isTooLarge) {
+    LOG_WARNING(
+        "GroupLoadBalancingGroupSize in settings.json is {}: a group has at most {} stations, which count",
+        size, most);
+  } else {
+    LOG_WARNING(
+        "GroupLoadBalancingGroupSize in settings.json is {}: stations of the group that were never heard do "
+        "not "
+        "count, though they may charge with their fallback current",
+        size);
+  }
+}
+
+void CLbGroupNews::TellHouse(std::optional<std::uint32_t> fallback) {
+  if (!fallback) return mTold.Solved("house");
+  if (mTold.IsNew("house", ""))
+    LOG_WARNING("The currents of the house are not known: the group shares {} A until they are",
+                Ampere(*fallback));
 }
 
 void CLbGroupNews::TellSize(const CLbGroup& group) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -15,8 +16,12 @@ class CLbGroupNews {
 
   // Of the group.
 
-  /// The house's currents are not known, or are again.
-  void TellHouse(bool isInError, const CLbGroup& group);
+  /// What the settings say that the supply has, in mA.
+  void TellSupply(std::uint32_t milliAmpere);
+  /// How many stations the settings say that there are, and how many there can be.
+  void TellWrongSize(std::int32_t size, std::uint32_t most);
+  /// What the group shares while the house's currents are not known, in mA; nothing: they are.
+  void TellHouse(std::optional<std::uint32_t> fallback);
   /// Fewer stations were heard than there should be, or more. Once everybody had the time to be found.
   void TellSize(const CLbGroup& group);
   /// The fallback currents by themselves are too much. Once for the same ones: what a house leaves comes and

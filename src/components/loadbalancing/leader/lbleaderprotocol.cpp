@@ -71,11 +71,6 @@ void CLbLeaderProtocol::Enable() {
     mEnabled = Now();
     mGroup.Own().SetSerialNumber(OwnSerialNumber().value_or(CLbMember::kNoSerialNumber));
     PhaseRotation();  // a wrong one is told now
-    if (Config().GetGroupSize() <= 0)
-      LOG_WARNING(
-          "GroupLoadBalancingGroupSize is not defined in settings.json: stations of the group that were "
-          "never "
-          "heard do not count, though they may charge with their fallback current");
     if (IsCommunicationUp()) Begin();
     mLooking = Worker().AddCall([this] { Look(); }, Milliseconds{0}, kLook);
   });
@@ -150,15 +145,21 @@ void CLbLeaderProtocol::Settle() {
 
 void CLbLeaderProtocol::MeasureSupply() {
   const auto& limitInput = mParts.powerLimitInput;
+  const std::uint32_t supply = ReadSupply();
+  const std::int32_t size = Config().GetGroupSize();
+  const std::uint32_t mostStations = 1 + MostStations();
   mGroup.SetSupply(
-      {.milliAmpere = mParts.algorithm->Capacity(
-           ReadSupply(), limitInput ? limitInput->GetLimit() : std::nullopt, mGroup.Drawn(), Now()),
-       .size = static_cast<std::uint32_t>(std::max(Config().GetGroupSize(), 0)),
+      {.milliAmpere = mParts.algorithm->Capacity(supply, limitInput ? limitInput->GetLimit() : std::nullopt,
+                                                 mGroup.Drawn(), Now()),
+       .size = std::min(static_cast<std::uint32_t>(std::max(size, 0)), mostStations),
        .ownFallback = ReadFallback(),
        .isSettling = mState != EState::Leading,
        // What a former run told the others may be in force, and it may have left nothing for itself.
        .isOwnHeld = Now() - mEnabled < CLbExposure::kHold + CLbExposure::kLongestWay});
-  mNews.TellHouse(mParts.blackoutProtection && mParts.blackoutProtection->IsInError(), mGroup);
+  mNews.TellSupply(supply);
+  mNews.TellWrongSize(size, mostStations);
+  const auto& house = mParts.blackoutProtection;
+  mNews.TellHouse(house && house->IsInError() ? std::optional(house->GetFallbackCurrent()) : std::nullopt);
 }
 
 void CLbLeaderProtocol::Distribute() {
