@@ -31,7 +31,8 @@ void CGroupSettlingRule::CheckRest(const SGroupMoment& moment) {
 void CGroupSettlingRule::CheckUse(const SGroupMoment& moment) {
   const std::string who = WhoHasTooLittle(moment);
   if (who.empty()) mUsedUntil = moment.at;
-  if (moment.at - mUsedUntil < kHandOver || std::exchange(mIsUseBroken, true)) return;
+  if (moment.at - mUsedUntil < kHandOver + moment.SlowestVehicle() || std::exchange(mIsUseBroken, true))
+    return;
   Violate(moment.at, who);
 }
 

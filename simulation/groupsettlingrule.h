@@ -14,8 +14,9 @@ class CGroupSettlingRule final : public CGroupRule {
   static constexpr Milliseconds kSettled{70000};
   static constexpr std::uint32_t kUnused =
       2000;  ///< mA, that may be left: others have some to spare, to be seen when they take more
-  /// While a turn passes from one to another nobody uses it.
-  static constexpr Milliseconds kHandOver{30000};
+  /// While a turn passes from one to another nobody uses it, nor while it is found out what the other can
+  /// use: besides what the slowest vehicle takes.
+  static constexpr Milliseconds kHandOver{40000};
 
   explicit CGroupSettlingRule(Report report)
       : CGroupRule("a calm group comes to rest, and uses what there is", std::move(report)) {}

@@ -136,8 +136,8 @@ TEST(GroupRules, SeeAGroupThatDoesNotSettle) {
   EXPECT_EQ(shown.Found(), Seconds{82});
   shown.mMoment.lastEvent = shown.mMoment.at;
   shown.Give(10000, 8000);
-  shown.Show(120s);
-  EXPECT_EQ(shown.Found(), Seconds{191}) << "2 A are left";
+  shown.Show(140s);
+  EXPECT_EQ(shown.Found(), Seconds{207}) << "2 A are left";
   shown.mMoment.lastEvent = shown.mMoment.at;
   shown.Give(10000, 8001);
   shown.Show(120s);
