@@ -13,10 +13,14 @@ void CGroupSteadinessRule::OnChange(const SGroupMoment& moment, MediumStation nu
   if (moment.Calm() < kSettled || mStations.empty()) return;
   SStation& own = mStations[number - 1];
   const SGroupStationMoment& station = moment.stations[number - 1];
-  if (std::exchange(own.limit, station.limitMilliAmpere) == station.limitMilliAmpere) return;
+  const std::uint32_t before = std::exchange(own.limit, station.limitMilliAmpere);
+  if (before == own.limit) return;
+  const bool wasRising = std::exchange(own.isRising, own.limit > before);
+  if (!std::exchange(own.hasChanged, true) || wasRising == own.isRising) return;
   const Milliseconds calm = moment.at - mCalmSince;
   const auto most = station.Wants() ? kMostPerTurn * (1 + static_cast<std::uint32_t>(calm / kTurn))
                                     : kFirstOffers + static_cast<std::uint32_t>(calm / kOffer);
-  if (++own.changes <= most || std::exchange(own.isBroken, true)) return;
-  Violate(moment.at, fmt::format("station {}: {} changes in {} s", number, own.changes, calm.count() / 1000));
+  if (++own.turns <= most || std::exchange(own.isBroken, true)) return;
+  Violate(moment.at,
+          fmt::format("station {}: up or down {} times in {} s", number, own.turns, calm.count() / 1000));
 }

@@ -4,8 +4,9 @@
 
 #include "simulation/grouprule.h"
 
-/// In a calm world limits change for turns alone: those of a vehicle that wants current at most
-/// `kMostPerTurn` times in each turn, and those that are offered where none draws at most once in `kOffer`.
+/// In a calm world limits do not go up and down: of a vehicle that wants current they turn at most
+/// `kMostPerTurn` times in each turn, and where none draws, which is where it is found out whether one would,
+/// at most once in `kOffer`.
 class CGroupSteadinessRule final : public CGroupRule {
  public:
   static constexpr Milliseconds kSettled{120000};
@@ -23,7 +24,9 @@ class CGroupSteadinessRule final : public CGroupRule {
  private:
   struct SStation {
     std::uint32_t limit = 0;  ///< mA
-    std::uint32_t changes = 0;
+    bool isRising = false;
+    bool hasChanged = false;
+    std::uint32_t turns = 0;  ///< from rising to falling and back
     bool isBroken = false;
   };
   std::vector<SStation> mStations;

@@ -159,7 +159,7 @@ TEST(GroupRules, SeeAGroupThatSwings) {
   swing(4);
   EXPECT_EQ(shown.Found(), Seconds{});
   swing(2);
-  EXPECT_EQ(shown.Found(), Seconds{126});
+  EXPECT_EQ(shown.Found(), Seconds{127});
   shown.mMoment.lastEvent = shown.mMoment.at;
   swing(100);
   EXPECT_EQ(shown.Found(), Seconds{}) << "it is not calm";
