@@ -47,7 +47,9 @@ void CLbVehicle::Take(const SLbLoad& load, std::uint32_t limitMilliAmpere, TimeP
 }
 
 std::uint32_t CLbVehicle::Most() const {
-  return mWish == EWish::Rests ? kLbLeastMilliAmpere : mMost;
+  // One that draws more than it may is told as little as possible: whatever it is told, it draws more.
+  const bool isIgnoring = Highest(mOverdrawn) != 0;
+  return mWish == EWish::Rests || isIgnoring ? kLbLeastMilliAmpere : mMost;
 }
 
 void CLbVehicle::NoteWish(std::uint32_t limit, TimePoint now) {
@@ -110,7 +112,7 @@ void CLbVehicle::NoteOverdraw(std::uint32_t limit, TimePoint now) {
   for (std::size_t phase = 0; phase < mDrawn.size(); ++phase) {
     SOverdraw& over = mOver[phase];
     // A limit that is raised so far that it is kept to by chance ends nothing.
-    if (!IsBeyond(mDrawn[phase], over.ignored.value_or(limit))) {
+    if (!IsBeyond(mDrawn[phase], std::min(limit, over.ignored.value_or(limit)))) {
       over = {};
     } else if (!over.since) {
       over.since = now;

@@ -56,7 +56,7 @@ TEST_F(CLbVehicleTest, SeesWhatAVehicleWants) {
       {2, 16000, {10000, 0, 0}, "D 011 <11000"},
       {600, 11000, {10000, 0, 0}, "D 011 <11000"},
       {600, 8000, {8000, 0, 0}, "D 011 <11000"},  // no sign
-      {2, 11000, {10500, 0, 0}, "D 011"},  // it may have all again
+      {2, 11000, {10500, 0, 0}, "D 011"},         // it may have all again
       {100, 11000, {2000, 0, 0}, "D 011 <6000"},
       {2, 6000, {5600, 0, 0}, "D 011 <8000"},  // within 5 minutes 2 A more
   };
@@ -81,12 +81,12 @@ TEST_F(CLbVehicleTest, OneThatIgnoresItsLimitsOverdrawsAndOneThatTakes26SecondsT
   EXPECT_EQ(Take(60, 16000, {17600, 0, 0}), "D 001") << "a meter's inaccuracy";
   EXPECT_EQ(Take(30, 10000, {17000, 0, 0}), "D 001") << "it may be coming down";
   for (const std::uint32_t limit : {10000U, 9900U, 10100U, 0U, 20000U}) {
-    EXPECT_EQ(Take(10, limit, {17000, 0, 0}), "D 001 +17000") << "however often the limit changes";
+    EXPECT_EQ(Take(10, limit, {17000, 0, 0}), "D 001 <6000 +17000") << "however often the limit changes";
   }
   EXPECT_EQ(Take(2, 9000, {9900, 0, 0}), "D 001");
   EXPECT_EQ(Take(30, 9000, {17000, 0, 0}), "D 001") << "it begins anew";
-  EXPECT_EQ(Take(2, 9000, {17000, 0, 0}), "D 001 +17000");
-  EXPECT_EQ(Take(2, 9000, {17000, 4294867296, 4294967295}), "D 001 +17000");
+  EXPECT_EQ(Take(2, 9000, {17000, 0, 0}), "D 001 <6000 +17000");
+  EXPECT_EQ(Take(2, 9000, {17000, 4294867296, 4294967295}), "D 001 <6000 +17000");
   EXPECT_THAT(mVehicle.Drawn(), ::testing::ElementsAre(17000, 0, 0)) << "-100000 and -1 mA";
   EXPECT_EQ(Take(2, 9000, {17000, 4294867295, 0}), "D 001") << "nonsense";
   EXPECT_TRUE(mVehicle.IsNonsense());
