@@ -41,6 +41,7 @@ class CFullGroup {
   /// Until the next distribution each station is told its share, and answers.
   void Go() {
     mGroup.SetSupply({.milliAmpere = {kSupplyMilliAmpere, kSupplyMilliAmpere, kSupplyMilliAmpere},
+                      .forRises = {kSupplyMilliAmpere, kSupplyMilliAmpere, kSupplyMilliAmpere},
                       .size = kFollowers + 1});
     for (auto passed = Milliseconds{0}; passed < kPeriod; passed += kTell) {
       for (std::uint32_t i = 0; i < kFollowers; ++i) Tell(i);

@@ -121,7 +121,7 @@ bool CLbGroup::Affords(const CLbMember& member, const SLbLimit& limit, const LbP
     if (!isRise) continue;
     // What its vehicle draws by now beyond its limit is no grant.
     const std::uint64_t others = mayDraw[phase] - counted[phase];
-    if (others + std::max(counted[phase], limit.Allowed()) > mSupply.milliAmpere[phase]) return false;
+    if (others + std::max(counted[phase], limit.Allowed()) > mSupply.forRises[phase]) return false;
   }
   return true;
 }

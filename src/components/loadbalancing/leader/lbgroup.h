@@ -21,6 +21,7 @@ class CLbGroup {
   /// What there is to share, in mA, and what is known of the group beforehand.
   struct SSupply {
     LbPhaseCurrents milliAmpere{};
+    LbPhaseCurrents forRises{};     ///< by which nobody may be told more; not more than that
     std::uint32_t size = 0;         ///< stations with the leader's own; 0: not known
     std::uint32_t ownFallback = 0;  ///< also of those who have not said theirs
     bool isSettling = false;        ///< nobody is to get more than its fallback

@@ -148,9 +148,11 @@ void CLbLeaderProtocol::MeasureSupply() {
   const std::uint32_t supply = ReadSupply();
   const std::int32_t size = Config().GetGroupSize();
   const std::uint32_t mostStations = 1 + MostStations();
+  const LbPhaseCurrents capacity = mParts.algorithm->Capacity(
+      supply, limitInput ? limitInput->GetLimit() : std::nullopt, mGroup.Drawn(), Now());
   mGroup.SetSupply(
-      {.milliAmpere = mParts.algorithm->Capacity(supply, limitInput ? limitInput->GetLimit() : std::nullopt,
-                                                 mGroup.Drawn(), Now()),
+      {.milliAmpere = capacity,
+       .forRises = mParts.algorithm->MomentaryCapacity(),
        .size = std::min(static_cast<std::uint32_t>(std::max(size, 0)), mostStations),
        .ownFallback = ReadFallback(),
        .isSettling = mState != EState::Leading,

@@ -70,6 +70,7 @@ bool CLbMember::TakeAnswer(ELbMessage id, std::uint32_t sends, TimePoint now) {
 }
 
 void CLbMember::SetFallback(std::uint32_t milliAmpere, TimePoint now) {
+  if (mFallback != milliAmpere) mHasShare = false;  // which was made for another one
   mFallback = milliAmpere;
   mIsFallbackDue = false;
   mFallbackDue = now + kFallbackRefresh;

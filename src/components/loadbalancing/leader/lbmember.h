@@ -109,7 +109,7 @@ class CLbMember {
 
   void SetShare(const SLbLimit& limit);
   const SLbLimit& Share() const { return mShare; }
-  /// Whether it took part in a distribution since it joined.
+  /// Whether it took part in a distribution since it joined, and said what it falls back to.
   bool HasShare() const { return mHasShare; }
   /// What it was told last.
   const SLbLimit& Told() const { return mTold; }

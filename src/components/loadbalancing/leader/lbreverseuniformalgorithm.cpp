@@ -28,10 +28,12 @@ LbPhaseCurrents CLbReverseUniformAlgorithm::Capacity(std::uint32_t supplyMilliAm
                                                      const LbPhaseCurrents& drawn, TimePoint now) {
   const std::uint32_t most = std::min(supplyMilliAmpere, powerLimit.value_or(supplyMilliAmpere));
   LbPhaseCurrents capacity{most, most, most};
+  mMomentary = capacity;
   if (!mBlackoutProtection) return capacity;
   const LbPhaseCurrents left = LeftByHouse(drawn, now);
   for (std::size_t phase = 0; phase < capacity.size(); ++phase) {
     capacity[phase] = std::min(most, mRise[phase].Take(left[phase], now));
+    mMomentary[phase] = std::min(mMomentary[phase], capacity[phase]);
   }
   return capacity;
 }
@@ -47,6 +49,7 @@ LbPhaseCurrents CLbReverseUniformAlgorithm::LeftByHouse(const LbPhaseCurrents& d
         std::clamp<std::int64_t>(sum, 0, std::numeric_limits<std::uint32_t>::max()));
     const bool isUrgent = isInError || headroom[phase] < 0;
     const std::uint32_t newest = isInError ? fallback : known;
+    mMomentary[phase] = std::min(mMomentary[phase], newest);
     left[phase] = isUrgent ? mFall[phase].TakeAtOnce(newest) : mFall[phase].Take(newest, now);
   }
   return left;

@@ -35,6 +35,10 @@ class CLbReverseUniformAlgorithm {
   LbPhaseCurrents Capacity(std::uint32_t supplyMilliAmpere, std::optional<std::uint32_t> powerLimit,
                            const LbPhaseCurrents& drawn, TimePoint now);
 
+  /// The same when it was asked for last, without waiting for a fall to last: nobody may be told more than
+  /// that leaves.
+  const LbPhaseCurrents& MomentaryCapacity() const { return mMomentary; }
+
   /// Writes each station's share. Those who come first are served first, when there is not the least current
   /// for everybody; those who are served share equally, on every phase, as far as they can use it. Then
   /// offers are made of what is left.
@@ -54,4 +58,5 @@ class CLbReverseUniformAlgorithm {
   // Of what the main fuse leaves on each phase; a rise of what the former one says.
   std::array<CLbSlowChange, 3> mFall;
   std::array<CLbSlowChange, 3> mRise;
+  LbPhaseCurrents mMomentary{};
 };
