@@ -72,7 +72,10 @@ class GroupTest : public testing::Test {
   }
   /// Of each second of that time.
   static Limits Of(const Limits& each, std::chrono::seconds from, std::chrono::seconds until) {
-    return {each.begin() + from.count(), each.begin() + until.count()};
+    const auto at = [&each](std::chrono::seconds time) {
+      return each.begin() + static_cast<std::ptrdiff_t>(time.count());
+    };
+    return {at(from), at(until)};
   }
   static Limits Largest(const Limits& one, const Limits& other) {
     Limits largest = one;
